@@ -1,0 +1,65 @@
+// Owners: each closes or frees what it holds when it goes out of scope, so early returns leak
+// nothing. A raw descriptor or pointer lives only in records that an interface defines.
+#pragma once
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <dirent.h>
+#include <memory>
+#include <unistd.h>
+#include <utility>
+
+// A file descriptor; -1 when nothing is owned.
+class unique_fd {
+public:
+    explicit unique_fd(int fd = -1) : fd_(fd) {}
+    unique_fd(unique_fd &&other) noexcept : fd_(other.release()) {}
+    unique_fd &operator=(unique_fd &&other) noexcept {
+        reset(other.release());
+        return *this;
+    }
+    unique_fd(const unique_fd &) = delete;
+    unique_fd &operator=(const unique_fd &) = delete;
+    ~unique_fd() { reset(); }
+
+    int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    int release() { return std::exchange(fd_, -1); }
+
+    // Closes what is held and takes `fd`. Returns what close returned, 0 when nothing was held.
+    int reset(int fd = -1) {
+        const int old = std::exchange(fd_, fd);
+        return old >= 0 && old != fd ? ::close(old) : 0;
+    }
+
+private:
+    int fd_;
+};
+
+// Restores errno at the end of its scope: reporting an error must not change it.
+class errno_keeper {
+public:
+    errno_keeper() : errno_(errno) {}
+    errno_keeper(const errno_keeper &) = delete;
+    errno_keeper &operator=(const errno_keeper &) = delete;
+    ~errno_keeper() { errno = errno_; }
+
+private:
+    int errno_;
+};
+
+struct file_closer {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+struct directory_closer {
+    void operator()(DIR *directory) const { ::closedir(directory); }
+};
+struct memory_freer {
+    void operator()(void *memory) const { std::free(memory); }
+};
+
+using unique_file = std::unique_ptr<std::FILE, file_closer>;
+using unique_directory = std::unique_ptr<DIR, directory_closer>;
+template <typename T>
+using unique_memory = std::unique_ptr<T, memory_freer>;
