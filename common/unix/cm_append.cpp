@@ -1,0 +1,32 @@
+// Whole-buffer writes, see cm_append.h. One write per line keeps the lines of concurrent writers
+// whole without a lock.
+#include "common/unix/cm_append.h"
+
+#include "common/common/owner.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+bool write_all(int fd, std::string_view data) {
+    while (!data.empty()) {
+        const ssize_t written = ::write(fd, data.data(), data.size());
+        if (written < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        data.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return true;
+}
+
+int open_for_append(const char *path) {
+    return ::open(path, O_WRONLY | O_CREAT | O_APPEND | O_NOCTTY | O_CLOEXEC, 0666);
+}
+
+bool append_to_file(const char *path, std::string_view data) {
+    const unique_fd file(open_for_append(path));
+    return file && write_all(file.get(), data);
+}

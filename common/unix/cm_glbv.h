@@ -1,0 +1,16 @@
+// The store of named text values that outlive a process and that all programs of an installation
+// share: one small file per variable, read and written anew on every call, without locking.
+#pragma once
+
+// Bytes that a buffer for a value must have, terminator included; longer values are cut and marked.
+constexpr int GLBV_VALUE_SIZE = 512;
+
+// One operation on the variable `name`, in which every "\" and "/" becomes "_" in place:
+//   'r'  reads it into value (512 bytes),
+//   'R'  the same and removes it,
+//   'w'  stores value (a buffer of at least 256 bytes, for the reply of a failure),
+//   'd'  removes it, or with a "*" in the name all that match that pattern; value is not used.
+// Returns value. There is no other result: a value beginning with "?" means "not defined", and a
+// failure is a reply in value that begins with "??". Failures other than a missing variable are
+// also reported on standard error and in the protocol.
+char *glbv(int cFunction, char *name, char *value);

@@ -1,0 +1,47 @@
+// The parent process as ps shows it, see cm_parent.h.
+#include "common/unix/cm_parent.h"
+
+#include "common/common/cm_message.h"
+#include "common/common/text.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t kPidColumn = 6; // the width that ps gives the process id, blank included
+
+} // namespace
+
+int get_parent_info(char *cpInfo, int iLen) {
+    text_copy(cpInfo, iLen, "");
+    const int iParent = static_cast<int>(getppid());
+    char szCommand[256];
+    text_print(szCommand, "%s | tr -s ' ' | grep -v grep | grep -w %d", "ps axwwo pid,command",
+               iParent);
+    std::FILE *pipe = ::popen(szCommand, "re");
+    if (pipe == nullptr) {
+        const char *cpError = std::strerror(errno);
+        std::fprintf(stderr, "popen failed for %s\n", szCommand);
+        PROT(by_language("E008-BASICS  Error in command execution %s: %s",
+                         "E008-BASICS  Fehler bei Kommandoausfuehrung %s: %s",
+                         "E008-BASICS  Fälla beim Ausfian vom Kommando %s: %s"),
+             szCommand, cpError);
+        return 0;
+    }
+    char szLine[512] = "";
+    if (std::fgets(szLine, sizeof szLine, pipe) == nullptr) {
+        szLine[0] = '\0';
+    }
+    ::pclose(pipe);
+    std::string_view line = szLine;
+    if (!line.empty() && line.back() == '\n') {
+        line.remove_suffix(1);
+    }
+    line.remove_prefix(std::min(line.size(), kPidColumn));
+    text_print(cpInfo, iLen, "%.*s (PPID=%d)", static_cast<int>(line.size()), line.data(), iParent);
+    return 1;
+}

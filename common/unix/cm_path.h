@@ -1,0 +1,27 @@
+// Symbolic names made real: references in file names, the environment of child programs, and the
+// call's parameters as text.
+#pragma once
+
+// The call's arguments, each in double quotes and followed by a blank, in a static buffer of 2048
+// bytes that the next call overwrites. Arguments that do not fit are left out.
+char *GET_CALL_PARAM(int argc, char **argv);
+
+// Expands "<name>:<rest>" (or "<name>") in place, in a buffer of `size` bytes, to the value of the
+// variable of that name followed by the rest. Returns 1; 0 with the text unchanged when there is no
+// such variable.
+int resolve_glbv(char *cpName, int size);
+
+// Expands "<key>:<rest>" (or "<key>") in place, in a buffer of `size` bytes, to the value of the
+// key in "[Pathes]" of the main INI file followed by the rest (at most 511 characters). An unknown
+// key leaves the text unchanged. Always returns 1.
+int resolve_path(char *cpPath, int size);
+
+// Expands a reference in a file name in place, in a buffer of `size` bytes: through the variables,
+// and if these do not know it, through "[Pathes]". Returns 1.
+int resolve_reference(char *cpName, int size);
+
+// Prepares the environment for the command line cpCommand: PATH gets the installation's program
+// directories, PGPORT the database's port, LD_LIBRARY_PATH the directory that a NetWare program
+// needs. What the command needs is told by its first word. Returns 1; 0 with a line on standard
+// output when a setting is missing or a variable cannot be set.
+int i_setenv_vorna(const char *cpCommand);

@@ -1,0 +1,136 @@
+// The operator protocol (PROT of cm_message.h): one event, one or more lines, in the file that the
+// variable gv_prot names; the first line of an error also goes to that file's ".err" companion.
+#include "common/common/cm_message.h"
+#include "common/common/owner.h"
+#include "common/common/text.h"
+#include "common/unix/cm_append.h"
+#include "common/unix/cm_format.h"
+#include "common/unix/cm_glbv.h"
+#include "common/unix/cm_trace.h"
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr std::size_t kPrefixLength = 12;
+constexpr std::size_t kTagLength = kPrefixLength + 1; // the prefix and its separator
+constexpr std::size_t kFormatSize = 2560;
+constexpr std::size_t kOutputSize = 5120;
+
+struct s_EVENT {
+    int fd; // the protocol file
+    std::string time;
+    std::string prefix;
+};
+
+void report(const s_EVENT &event, const std::string &screen, const std::string &line) {
+    write_all(STDERR_FILENO, screen);
+    write_all(event.fd, line);
+}
+
+std::string header(const s_EVENT &event, const std::string &prefix) {
+    char szPid[16];
+    text_print(szPid, "[%6d]: ", static_cast<int>(getpid()));
+    return event.time + ' ' + prefix + szPid;
+}
+
+// Misuse of a tag is the program's fault: it is said on the screen and in the protocol, and the
+// event is written all the same.
+void check_tag(const s_EVENT &event, const char *cpFormat) {
+    const std::string warning = header(event, "W999-BASICS ");
+    if (event.prefix.find('%') != std::string::npos) {
+        const std::string fault =
+            "prefix with format argument '" + event.prefix + "': >" + cpFormat + "<\n";
+        report(event, "PROT: WARNING: invalid usage of PROT: " + fault,
+               warning + "Invalid usage of PROT: " + fault);
+    }
+    const std::size_t length = std::strlen(cpFormat);
+    if (length < kTagLength) {
+        const std::string fault = "format tag is too short: >" + std::string(cpFormat) + "< (" +
+                                  std::to_string(length) + " < 13)\n";
+        report(event, "PROT: WARNING: " + fault, warning + "Invalid usage of PROT: " + fault);
+    }
+}
+
+void report_cut(const s_EVENT &event, std::size_t iLimit, std::size_t iNeeded) {
+    const std::string line = header(event, "E999-BASICS ") +
+                             "Error: The following output was shortened (" +
+                             std::to_string(iLimit) + " <> " + std::to_string(iNeeded) + ")\n";
+    report(event, line, line);
+}
+
+// The event's message, so long that header and message fit their buffers.
+std::string message_of(const s_EVENT &event, const char *cpFormat, va_list arguments) {
+    const std::size_t iHeader = header(event, event.prefix).size();
+    const std::size_t iFormat = iHeader + std::strlen(cpFormat);
+    std::string format = cpFormat;
+    if (iFormat >= kFormatSize) {
+        report_cut(event, kFormatSize, iFormat);
+        format = format_cut(cpFormat, kFormatSize - 1 - iHeader);
+    }
+    std::string message = format_text(format.c_str(), arguments);
+    if (iHeader + message.size() >= kOutputSize) {
+        report_cut(event, kOutputSize, iHeader + message.size());
+        message.resize(kOutputSize - 1 - iHeader);
+    }
+    return message;
+}
+
+void write_event(const s_EVENT &event, int iErrorFd, const std::string &message) {
+    const std::string head = header(event, event.prefix);
+    std::size_t begin = 0;
+    std::string lines;
+    while (begin <= message.size()) {
+        const std::size_t end = std::min(message.find('\n', begin), message.size());
+        lines += head + message.substr(begin, end - begin) + '\n';
+        if (begin == 0 && event.prefix[0] == 'E') {
+            write_all(iErrorFd, lines);
+        }
+        begin = end + 1;
+    }
+    write_all(event.fd, lines);
+}
+
+void protocol(const char *cpFormat, va_list arguments) {
+    char szName[] = "gv_prot";
+    char szFile[GLBV_VALUE_SIZE];
+    glbv('r', szName, szFile);
+    if (szFile[0] == '?') {
+        std::fputs("\nNo gv_prot defined! vn_start_all necessary!\n", stderr);
+        return;
+    }
+    const unique_fd file(open_for_append(szFile));
+    const unique_fd errors(open_for_append((std::string(szFile) + ".err").c_str()));
+    if (!file || !errors) {
+        return;
+    }
+    char szTime[32] = ".";
+    const std::string_view format = cpFormat;
+    const s_EVENT event = {file.get(), time_get(szTime),
+                           std::string(format.substr(0, kPrefixLength))};
+    check_tag(event, cpFormat);
+    cpFormat += std::min(format.size(), kTagLength);
+    write_event(event, errors.get(), message_of(event, cpFormat, arguments));
+}
+
+} // namespace
+
+void PROT(const char *cpFormat, ...) {
+    // Reading gv_prot may itself fail and want to report: that report has nowhere to go.
+    static bool bActive = false;
+    if (bActive) {
+        return;
+    }
+    const errno_keeper keeper;
+    bActive = true;
+    va_list arguments;
+    va_start(arguments, cpFormat);
+    protocol(cpFormat, arguments);
+    va_end(arguments);
+    bActive = false;
+}
