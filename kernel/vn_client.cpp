@@ -1,0 +1,27 @@
+// The agent's entry: one request, one process. From the command line through the function's
+// handler to the result there is no way back up; only FINISH and the help text end the process.
+#include "kernel/vn_arguments.h"
+#include "kernel/vn_dispatch.h"
+#include "kernel/vn_options.h"
+
+#include <unistd.h>
+
+namespace {
+
+// A missing work directory is no failure of the request: what needs it will say so.
+void enter_work_directory() {
+    trace_log(&strLog, 1, "chdir to %s ", gszRwWork);
+    if (::chdir(gszRwWork) != 0) {
+        return;
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    s_CALL call = {argc, argv, argv};
+    v_set_log(1, 1, &strLog);
+    ARGUMENTS(argc, &call.argvEnd);
+    enter_work_directory();
+    DISPATCH(&call);
+}

@@ -1,0 +1,56 @@
+// The function table, see vn_dispatch.h: a row for each letter, with the options that it requires
+// in the order in which they are asked for.
+#include "kernel/vn_dispatch.h"
+
+#include "kernel/vn_finish.h"
+#include "kernel/vn_glbv_functions.h"
+#include "kernel/vn_options.h"
+#include "kernel/vn_small_functions.h"
+#include "kernel/vn_usefile.h"
+
+namespace {
+
+struct s_REQUIRED {
+    const char *cpOption; // the option's buffer, null behind the last
+    const char *cpMissing;
+    int iStatus;
+};
+
+struct s_FUNCTION {
+    char cLetter;
+    s_REQUIRED required[2];
+    void (*handler)(s_CALL *call);
+};
+
+constexpr char kMissingName[] = "missing option -n name of GLBV";
+
+constexpr s_FUNCTION kFunctions[] = {
+    {'e', {{gszOpt_n, "missing option -n", 1}}, v_EXIST_FILE},
+    {'G', {{gszOpt_n, kMissingName, 1}}, v_READ_GLBV},
+    {'R', {{gszOpt_n, kMissingName, 1}}, v_READ_AND_DELETE_GLBV},
+    {'W',
+     {{gszOpt_n, kMissingName, 1}, {gszOpt_s, "missing option -s string value to write", 1}},
+     v_WRITE_GLBV},
+    {'r', {}, v_READ_EVENT_LOG},
+    {'u', {}, [](s_CALL *) { USEFILE(); }},
+};
+
+void check_required(const s_FUNCTION &function) {
+    for (const s_REQUIRED &option : function.required) {
+        if (option.cpOption != nullptr && option.cpOption[0] == '\0') {
+            FINISH(option.iStatus, option.cpMissing);
+        }
+    }
+}
+
+} // namespace
+
+void DISPATCH(s_CALL *call) {
+    for (const s_FUNCTION &function : kFunctions) {
+        if (function.cLetter == gcFunc) {
+            check_required(function);
+            function.handler(call);
+        }
+    }
+    FINISH(1, "unknown keyword");
+}

@@ -1,0 +1,13 @@
+// The end of every function: its result, told to the caller in every way that it may read it.
+#pragma once
+
+// Ends the process with exit status iSts (0 success, 1 warning, 2 and every other value error).
+// Stores status and message (at most 2047 characters count) in the variables "gv_client_sts_<id>"
+// and "gv_client_msg_<id>", unless the call came from remote or names no function, and prints the
+// record "ID=...\nSTATUS=... MSG=...\n" on standard error, unless the function answers with a
+// file's content or by its exit status alone.
+[[noreturn]] void FINISH(int iSts, const char *cpMsg);
+
+// Delivers performance data with the request identifier: on standard output for a call from remote,
+// else in the file `path`, which it replaces. A file that cannot be opened is skipped. Returns 1.
+int iWRITE_PERF_FILE(const char *path, const char *text);

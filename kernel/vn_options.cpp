@@ -1,0 +1,34 @@
+// The state of a call, see vn_options.h.
+#include "kernel/vn_options.h"
+
+char gcFunc = FUNCTION_UNKNOWN;
+s_FLAG gFlag = {};
+
+char gszId[256];
+char gszClientHost[160];
+char gszCtrlHost[160];
+char gszMyName[160];
+char gszPort[160];
+char gszMissingArg[192];
+
+char gszOpt_b[16];
+char gszOpt_c[256];
+char gszOpt_d[512];
+char gszOpt_l[256];
+char gszOpt_m[3];
+char gszOpt_n[512];
+char gszOpt_s[512];
+char gszOpt_t[512];
+char gszOpt_u[256];
+char gszOpt_end[256];
+
+char gszRo[512];
+char gszRoVns[512];
+char gszRwIni[512];
+char gszRwVbc[512];
+char gszRwTmp[512];
+char gszRwWork[512];
+char gszRw[512];
+
+str_log strLog = {};
+char tmp_sc[34500];

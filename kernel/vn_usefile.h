@@ -1,0 +1,5 @@
+// Function u: one operation on a file, chosen by the mode letter.
+#pragma once
+
+// Carries out the operation of -m on the file of -n and ends the process.
+[[noreturn]] void USEFILE();
