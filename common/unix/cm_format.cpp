@@ -4,7 +4,13 @@
 #include <cstdio>
 #include <cstring>
 
-std::string format_text(const char *cpFormat, va_list arguments) {
+namespace {
+
+// The compiler has checked the whole format at its caller's; what is left of it takes a prefix of
+// the arguments.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+std::string format_whole(const char *cpFormat, va_list arguments) {
     char szShort[2048]; // nearly every message fits: one pass then
     va_list again;
     va_copy(again, arguments);
@@ -20,7 +26,9 @@ std::string format_text(const char *cpFormat, va_list arguments) {
     va_end(again);
     return text;
 }
+#pragma GCC diagnostic pop
 
+// The format cut to at most iLimit characters, in front of a conversion that does not fit.
 std::string format_cut(const char *cpFormat, std::size_t iLimit) {
     constexpr char kConversions[] = "diouxXeEfFgGaAcspnm%";
     std::size_t end = 0;
@@ -34,4 +42,13 @@ std::string format_cut(const char *cpFormat, std::size_t iLimit) {
         end = i + 1;
     }
     return {cpFormat, end};
+}
+
+} // namespace
+
+std::string format_text(const char *cpFormat, std::size_t iLimit, va_list arguments) {
+    if (strnlen(cpFormat, iLimit + 1) <= iLimit) {
+        return format_whole(cpFormat, arguments);
+    }
+    return format_whole(format_cut(cpFormat, iLimit).c_str(), arguments);
 }

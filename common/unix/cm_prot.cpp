@@ -65,15 +65,14 @@ void report_cut(const s_EVENT &event, std::size_t iLimit, std::size_t iNeeded) {
 }
 
 // The event's message, so long that header and message fit their buffers.
-std::string message_of(const s_EVENT &event, const char *cpFormat, va_list arguments) {
+__attribute__((format(printf, 2, 0))) std::string
+message_of(const s_EVENT &event, const char *cpFormat, va_list arguments) {
     const std::size_t iHeader = header(event, event.prefix).size();
     const std::size_t iFormat = iHeader + std::strlen(cpFormat);
-    std::string format = cpFormat;
     if (iFormat >= kFormatSize) {
         report_cut(event, kFormatSize, iFormat);
-        format = format_cut(cpFormat, kFormatSize - 1 - iHeader);
     }
-    std::string message = format_text(format.c_str(), arguments);
+    std::string message = format_text(cpFormat, kFormatSize - 1 - iHeader, arguments);
     if (iHeader + message.size() >= kOutputSize) {
         report_cut(event, kOutputSize, iHeader + message.size());
         message.resize(kOutputSize - 1 - iHeader);
@@ -96,7 +95,7 @@ void write_event(const s_EVENT &event, int iErrorFd, const std::string &message)
     write_all(event.fd, lines);
 }
 
-void protocol(const char *cpFormat, va_list arguments) {
+__attribute__((format(printf, 1, 0))) void protocol(const char *cpFormat, va_list arguments) {
     char szName[] = "gv_prot";
     char szFile[GLBV_VALUE_SIZE];
     glbv('r', szName, szFile);

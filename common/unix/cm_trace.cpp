@@ -111,7 +111,8 @@ void copy_file(str_log *strLog, const char *cpFile) {
     write_all(out.get(), block);
 }
 
-void write_trace(str_log *strLog, const char *cpFormat, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void write_trace(str_log *strLog, const char *cpFormat,
+                                                       va_list arguments) {
     const errno_keeper keeper;
     if (cpFormat[0] == '-') {
         close_block(strLog);
@@ -121,17 +122,15 @@ void write_trace(str_log *strLog, const char *cpFormat, va_list arguments) {
         return;
     }
     const std::string head = time_mark() + strLog->szIns + ' ';
-    const bool bFits = head.size() + std::strlen(cpFormat) + 1 < kFormatSize;
-    const std::string format =
-        bFits ? cpFormat : format_cut(cpFormat, kFormatSize - head.size() - 2);
-    write_line(strLog, head + format_text(format.c_str(), arguments) + '\n');
+    const std::size_t iLimit = kFormatSize - head.size() - 2; // room for "\n" and the terminator
+    write_line(strLog, head + format_text(cpFormat, iLimit, arguments) + '\n');
     if (cpFormat[0] == '+') {
         open_block(strLog);
     }
 }
 
 // Writes a line that the first trace record lets through, cut to its buffer.
-void write_local(const char *cpFormat, va_list arguments) {
+__attribute__((format(printf, 1, 0))) void write_local(const char *cpFormat, va_list arguments) {
     char szText[kLocalTextSize];
     text_vprint(szText, sizeof szText, cpFormat, arguments);
     WRITE_TRACE(&strLocalLog, "%s", szText);
@@ -242,6 +241,9 @@ void trace_log(str_log *strLog, int iLevel, const char *cpFormat, ...) {
     va_end(arguments);
 }
 
+// A level prefix is no conversion that the compiler knows, so it cannot check these formats.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 void trace(const char *cpFormat, ...) {
     int iLevel = 2;
     if (cpFormat[0] == '%' && cpFormat[1] == 'l' && cpFormat[2] >= '0' && cpFormat[2] <= '9' &&
@@ -257,6 +259,7 @@ void trace(const char *cpFormat, ...) {
     write_local(cpFormat, arguments);
     va_end(arguments);
 }
+#pragma GCC diagnostic pop
 
 void trace_at(int iLevel, const char *cpFormat, ...) {
     if (strLocalLog.iFlg < iLevel) {
