@@ -21,7 +21,11 @@ public:
     }
     unique_fd(const unique_fd &) = delete;
     unique_fd &operator=(const unique_fd &) = delete;
-    ~unique_fd() { reset(); }
+    ~unique_fd() {
+        const int iErrno = errno; // the failure that ends the scope counts, not the close's
+        reset();
+        errno = iErrno;
+    }
 
     int get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }

@@ -36,7 +36,7 @@ char *longtoasc(long lNumber);
 char *cm_strtok(const char *cpString, int cDelim);
 
 // Copies element iIndex (from 0) of the delimited text cpSrc to cpDest, a buffer of 768 bytes; a
-// single leading delimiter is dropped and at most 767 characters are looked at. Returns 1; or 0
+// single leading delimiter is dropped and at most 767 characters of cpSrc count. Returns 1; or 0
 // with an empty cpDest when there are fewer elements, or cpSrc is empty or only the delimiter.
 // Uses cm_strtok.
 int str_elem(int iIndex, char cDelim, const char *cpSrc, char *cpDest);

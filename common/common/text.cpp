@@ -42,6 +42,10 @@ bool text_print(char *buffer, long size, const char *format, ...) {
     return whole;
 }
 
+std::string error_text(int iErrno) {
+    return std::strerror(iErrno);
+}
+
 char text_lower(char letter) {
     return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }

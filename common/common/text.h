@@ -5,6 +5,7 @@
 
 #include <cstdarg>
 #include <cstddef>
+#include <string>
 #include <string_view>
 
 // The three below work on a buffer of `size` bytes; with a size below 1 or no buffer they do
@@ -41,6 +42,9 @@ __attribute__((format(printf, 2, 3))) bool text_print(char (&buffer)[N], const c
     va_end(arguments);
     return whole;
 }
+
+// The system's text for an error number, as a copy: the next look-up does not change it.
+std::string error_text(int iErrno);
 
 // ASCII letters only, whatever the locale: names in files must compare the same everywhere.
 char text_lower(char letter);

@@ -11,10 +11,11 @@
 bool write_all(int fd, std::string_view data) {
     while (!data.empty()) {
         const ssize_t written = ::write(fd, data.data(), data.size());
-        if (written < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            errno = written == 0 ? EIO : errno;
             return false;
         }
         data.remove_prefix(static_cast<std::size_t>(written));
@@ -23,7 +24,8 @@ bool write_all(int fd, std::string_view data) {
 }
 
 int open_for_append(const char *path) {
-    return ::open(path, O_WRONLY | O_CREAT | O_APPEND | O_NOCTTY | O_CLOEXEC, 0666);
+    // O_NONBLOCK: a pipe without a reader loses the line, it does not hang the caller.
+    return ::open(path, O_WRONLY | O_CREAT | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
 }
 
 bool append_to_file(const char *path, std::string_view data) {

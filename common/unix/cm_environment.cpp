@@ -4,6 +4,7 @@
 #include "common/unix/cm_ini.h"
 #include "common/unix/cm_path.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -158,11 +159,11 @@ bool set_path(const s_PROGRAM &program) {
 
 bool set_library_path() {
     static char szLibraryPath[kLibraryPathSize];
+    const std::string old = environment("LD_LIBRARY_PATH");
+    std::printf("check LD_LIBRARY_PATH=%s\n", old.c_str());
     if (std::getenv("LD_LIBRARY_PATH") == nullptr) {
         std::printf("didn't get LD_LIBRARY_PATH\n");
     }
-    const std::string old = environment("LD_LIBRARY_PATH");
-    std::printf("check LD_LIBRARY_PATH=%s\n", old.c_str());
     if (old.find(kNetwareLibraries) != std::string::npos) {
         return true;
     }

@@ -7,16 +7,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
 
 namespace {
 
-// The server's own tools report and act on their failures themselves.
+// The server's own tools report their failures themselves.
 void run_server_tool(const char *cpCommand) {
-    if (std::system(cpCommand) == -1) {
-        std::perror(cpCommand);
-    }
+    [[maybe_unused]] const int iStatus = std::system(cpCommand);
 }
 
 } // namespace
@@ -39,7 +36,7 @@ int file_exist(const char *source) {
 int i_FILE_CLOSE(int iErrno) {
     const int iCurrent = errno;
     char szError[128];
-    text_copy(szError, std::strerror(iErrno));
+    text_copy(szError, error_text(iErrno));
     std::fprintf(stderr, "\nFILE_CLOSE error: %s\n", szError);
     if (iCurrent != EDEADLK && iCurrent != ENFILE && iCurrent != ENOSPC) {
         return 0;

@@ -10,25 +10,25 @@ namespace {
 // the arguments.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
-std::string format_whole(const char *cpFormat, va_list arguments) {
+bool format_whole(std::string *text, const char *cpFormat, va_list arguments) {
     char szShort[2048]; // nearly every message fits: one pass then
     va_list again;
     va_copy(again, arguments);
-    std::string text;
     const int needed = std::vsnprintf(szShort, sizeof szShort, cpFormat, arguments);
-    if (needed >= 0 && static_cast<std::size_t>(needed) < sizeof szShort) {
-        text.assign(szShort, static_cast<std::size_t>(needed));
-    } else if (needed >= 0) {
-        text.resize(static_cast<std::size_t>(needed) + 1);
-        std::vsnprintf(text.data(), text.size(), cpFormat, again);
-        text.pop_back();
+    if (needed >= static_cast<int>(sizeof szShort)) {
+        text->resize(static_cast<std::size_t>(needed) + 1);
+        std::vsnprintf(text->data(), text->size(), cpFormat, again);
+        text->pop_back();
+    } else {
+        text->assign(szShort, needed < 0 ? 0 : static_cast<std::size_t>(needed));
     }
     va_end(again);
-    return text;
+    return needed >= 0;
 }
 #pragma GCC diagnostic pop
 
-// The format cut to at most iLimit characters, in front of a conversion that does not fit.
+} // namespace
+
 std::string format_cut(const char *cpFormat, std::size_t iLimit) {
     constexpr char kConversions[] = "diouxXeEfFgGaAcspnm%";
     std::size_t end = 0;
@@ -44,11 +44,9 @@ std::string format_cut(const char *cpFormat, std::size_t iLimit) {
     return {cpFormat, end};
 }
 
-} // namespace
-
-std::string format_text(const char *cpFormat, std::size_t iLimit, va_list arguments) {
+bool format_text(std::string *text, const char *cpFormat, std::size_t iLimit, va_list arguments) {
     if (strnlen(cpFormat, iLimit + 1) <= iLimit) {
-        return format_whole(cpFormat, arguments);
+        return format_whole(text, cpFormat, arguments);
     }
-    return format_whole(format_cut(cpFormat, iLimit).c_str(), arguments);
+    return format_whole(text, format_cut(cpFormat, iLimit).c_str(), arguments);
 }

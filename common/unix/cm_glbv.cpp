@@ -15,11 +15,15 @@
 #include <fcntl.h>
 #include <fnmatch.h>
 #include <string>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int kReplySize = 256; // what every caller's buffer holds
+
+// A pipe that somebody put into the store must not hang the caller.
+constexpr int kGuards = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 // Reads the store's directory, which ends in "/", into szDirectory.
 template <std::size_t N>
@@ -57,10 +61,10 @@ void reply_not_existing(const char *name, char *value) {
 // The rest of a reply for a failure that nobody expects, and its two reports.
 void report_failure(const char *cpAction, const std::string &path, int iErrno, char *value,
                     int iSize) {
-    const char *cpError = std::strerror(iErrno);
-    std::fprintf(stderr, "glbv() %s %s failed: %s (%d)\n", cpAction, path.c_str(), cpError, iErrno);
-    text_append(value, iSize, ": ");
-    text_append(value, iSize, cpError);
+    const std::string error = error_text(iErrno);
+    std::fprintf(stderr, "glbv() %s %s failed: %s (%d)\n", cpAction, path.c_str(), error.c_str(),
+                 iErrno);
+    text_append(value, iSize, ": " + error);
     PROT("Error: GLBV: %s", value);
 }
 
@@ -79,13 +83,13 @@ void remove_matching(const char *cpPattern) {
             continue;
         }
         if (::fnmatch(cpPattern, cpName, 0) == 0) {
-            std::remove((std::string(szDirectory) + cpName).c_str());
+            ::unlink((std::string(szDirectory) + cpName).c_str());
         }
     }
 }
 
 void write_variable(const char *name, const std::string &path, char *value) {
-    unique_fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
+    unique_fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | kGuards, 0644));
     if (file && write_all(file.get(), value) && file.reset() == 0) {
         return;
     }
@@ -120,7 +124,12 @@ bool take_block(s_VALUE *result, const char *cpBlock, std::size_t iLength) {
     return true;
 }
 
+// Only regular files hold values: a device might never end.
 void read_file(int fd, s_VALUE *result) {
+    struct stat status = {};
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return;
+    }
     char block[4096];
     ssize_t got = 0;
     do {
@@ -130,8 +139,7 @@ void read_file(int fd, s_VALUE *result) {
 }
 
 void read_variable(const char *name, const std::string &path, bool bDelete, char *value) {
-    // O_NONBLOCK: a pipe somebody put into the store must not hang the caller.
-    unique_fd file(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    unique_fd file(::open(path.c_str(), O_RDWR | kGuards));
     if (!file) {
         const int iErrno = errno;
         reply_not_existing(name, value);
@@ -150,7 +158,7 @@ void read_variable(const char *name, const std::string &path, bool bDelete, char
         reply_not_existing(name, value);
     }
     if (bDelete) {
-        std::remove(path.c_str());
+        ::unlink(path.c_str());
     }
 }
 
@@ -172,7 +180,7 @@ char *glbv(int cFunction, char *name, char *value) {
         if (std::strchr(name, '*') != nullptr) {
             remove_matching(name);
         } else {
-            std::remove(path.c_str());
+            ::unlink(path.c_str());
         }
         break;
     case 'w':

@@ -26,9 +26,13 @@ enum e_RESULT { MISSING, FOUND, TOO_DEEP };
 
 // What is looked for, in the form in which it is compared and reported.
 struct s_WANTED {
-    std::string section; // lower case, empty: anywhere in the file
-    std::string key;     // as asked for
+    const char *cpReader; // the procedure that messages name
+    std::string section;  // lower case, empty: anywhere in the file
+    std::string key;      // as asked for
 };
+
+constexpr char kString[] = "i_GetPrivateProfileString";
+constexpr char kList[] = "i_GetPrivateProfileList";
 
 struct s_MESSAGE {
     char *cpText;
@@ -43,8 +47,8 @@ const char *default_identifier(const char *cpIdentifier) {
     return view_of(cpIdentifier).empty() ? "VN_INI" : cpIdentifier;
 }
 
-s_WANTED wanted_of(std::string_view section, std::string_view key) {
-    s_WANTED wanted = {std::string(section.substr(0, kNameSize - 1)),
+s_WANTED wanted_of(const char *cpReader, std::string_view section, std::string_view key) {
+    s_WANTED wanted = {cpReader, std::string(section.substr(0, kNameSize - 1)),
                        std::string(key.substr(0, kNameSize - 1))};
     for (char &letter : wanted.section) {
         letter = text_lower(letter);
@@ -77,15 +81,15 @@ public:
 
     // The message for a key that none of the lines held.
     void report_missing(const s_MESSAGE &msg) const {
-        constexpr char kWho[] = "i_GetPrivateProfileString";
         if (!inside_) {
-            text_print(msg.cpText, msg.iLength, "%s: SECTION NOT FOUND: %s.", kWho,
+            text_print(msg.cpText, msg.iLength, "%s: SECTION NOT FOUND: %s.", wanted_.cpReader,
                        wanted_.section.c_str());
         } else if (ended_) {
-            text_print(msg.cpText, msg.iLength, "%s: KEY NOT FOUND %s%s", kWho,
+            text_print(msg.cpText, msg.iLength, "%s: KEY NOT FOUND %s%s", wanted_.cpReader,
                        wanted_.section.c_str(), wanted_.key.c_str());
         } else {
-            text_print(msg.cpText, msg.iLength, "%s: KEY NOT FOUND: %s", kWho, wanted_.key.c_str());
+            text_print(msg.cpText, msg.iLength, "%s: KEY NOT FOUND: %s", wanted_.cpReader,
+                       wanted_.key.c_str());
         }
     }
 
@@ -104,13 +108,13 @@ std::string_view value_of(std::string_view line) {
 
 // False, with the message, when the file cannot be read.
 bool check_open(const line_reader &reader, const char *cpFilename, const s_MESSAGE &msg) {
-    constexpr char kText[] = "i_GetPrivateProfileString: FILE NOT FOUND OR ACCESS PROBLEM";
+    constexpr char kText[] = "FILE NOT FOUND OR ACCESS PROBLEM";
     if (view_of(cpFilename).empty()) {
-        text_print(msg.cpText, msg.iLength, "%s.", kText);
+        text_print(msg.cpText, msg.iLength, "%s: %s.", kString, kText);
         return false;
     }
     if (!reader.is_open()) {
-        text_print(msg.cpText, msg.iLength, "%s: %s.", kText, cpFilename);
+        text_print(msg.cpText, msg.iLength, "%s: %s: %s.", kString, kText, cpFilename);
         return false;
     }
     return true;
@@ -123,16 +127,15 @@ e_RESULT read_value(const char *cpFilename, const s_WANTED &wanted, std::size_t 
 // that is too deep is a circle: its last key counts as missing, and no other section is asked.
 e_RESULT read_reference(const char *cpFilename, const std::string &section, std::string_view key,
                         std::size_t iLimit, int iDepth, std::string *value, const s_MESSAGE &msg) {
-    s_WANTED wanted = wanted_of(section, key);
+    const s_WANTED wanted = wanted_of(kString, section, key);
     if (iDepth >= kReferenceDepth) {
-        text_print(msg.cpText, msg.iLength, "i_GetPrivateProfileString: KEY NOT FOUND: %s",
-                   wanted.key.c_str());
+        text_print(msg.cpText, msg.iLength, "%s: KEY NOT FOUND: %s", kString, wanted.key.c_str());
         return TOO_DEEP;
     }
     e_RESULT result = read_value(cpFilename, wanted, iLimit, iDepth + 1, value, msg);
-    if (result == MISSING) {
-        wanted = wanted_of(kDefaultSection, key);
-        result = read_value(cpFilename, wanted, iLimit, iDepth + 1, value, msg);
+    const s_WANTED fallback = wanted_of(kString, kDefaultSection, key);
+    if (result == MISSING && fallback.section != wanted.section) {
+        result = read_value(cpFilename, fallback, iLimit, iDepth + 1, value, msg);
     }
     return result;
 }
@@ -179,7 +182,7 @@ e_RESULT read_value(const char *cpFilename, const s_WANTED &wanted, std::size_t 
         return result;
     }
     if (value->empty()) {
-        text_print(msg.cpText, msg.iLength, "i_GetPrivateProfileString: KEY VALUE NOT FOUND.");
+        text_print(msg.cpText, msg.iLength, "%s: KEY VALUE NOT FOUND.", kString);
         return MISSING;
     }
     if (value->size() > iLimit) {
@@ -191,18 +194,20 @@ e_RESULT read_value(const char *cpFilename, const s_WANTED &wanted, std::size_t 
 
 // How the keys of a list are recognised.
 struct s_LIST_KEY {
-    s_WANTED wanted; // the key without its number signs
+    s_WANTED wanted;
+    std::string start; // what the key in the file begins with: the wanted one without its signs
     bool bNumbered;
     bool bWithSuffix;
 };
 
 s_LIST_KEY list_key_of(std::string_view section, std::string_view key) {
+    const s_WANTED wanted = wanted_of(kList, section, key);
     int iSigns = 0;
     while (iSigns < 2 && !key.empty() && key.back() == '#') {
         key.remove_suffix(1);
         ++iSigns;
     }
-    return {wanted_of(section, key), iSigns > 0, iSigns > 1};
+    return {wanted, std::string(key.substr(0, kNameSize - 1)), iSigns > 0, iSigns > 1};
 }
 
 bool is_plain_number(std::string_view text) {
@@ -214,14 +219,14 @@ bool is_plain_number(std::string_view text) {
 
 bool matches(const s_LIST_KEY &key, std::string_view line) {
     if (!key.bNumbered) {
-        return text_begins_with_nocase(line, key.wanted.key + '=');
+        return text_begins_with_nocase(line, key.start + '=');
     }
     const std::size_t equal = line.find('=');
-    if (equal == std::string_view::npos || equal < key.wanted.key.size() ||
-        !text_begins_with_nocase(line, key.wanted.key)) {
+    if (equal == std::string_view::npos || equal < key.start.size() ||
+        !text_begins_with_nocase(line, key.start)) {
         return false;
     }
-    const std::string number(line.substr(key.wanted.key.size(), equal - key.wanted.key.size()));
+    const std::string number(line.substr(key.start.size(), equal - key.start.size()));
     if (!is_plain_number(number)) {
         trace_at(3, "i_GetPrivateProfileList: key matched but not with a valid number [%s]",
                  number.c_str());
@@ -269,7 +274,7 @@ bool collect(const char *cpFilename, const s_LIST_KEY &key, std::vector<std::str
 int i_GetPrivateProfileString(const char *cpFilename, const char *cpSection, const char *cpKey,
                               char *cpValue, int iLengthValue, char *cpMsg, int iLengthMsg) {
     const std::size_t iLimit = iLengthValue > 0 ? static_cast<std::size_t>(iLengthValue) - 1 : 0;
-    const s_WANTED wanted = wanted_of(view_of(cpSection), view_of(cpKey));
+    const s_WANTED wanted = wanted_of(kString, view_of(cpSection), view_of(cpKey));
     const std::string filename(view_of(cpFilename));
     text_copy(cpValue, iLengthValue, "");
     text_copy(cpMsg, iLengthMsg, "");
@@ -299,8 +304,8 @@ int i_GetPrivateProfileList(const char *cpFilename, const char *cpSection, const
 
 int i_GET_ROOT_FOR_INI(const char *cpIdentifier, char *cpValue, int iLengthValue, char *cpMsg,
                        int iLengthMsg) {
-    const std::string identifier(view_of(cpIdentifier));
-    if (!identifier.empty() && identifier.front() == '/') {
+    const std::string identifier(default_identifier(cpIdentifier));
+    if (identifier.front() == '/') {
         text_copy(cpMsg, iLengthMsg, "");
         text_copy(cpValue, iLengthValue, identifier);
         return 1;
@@ -339,8 +344,7 @@ int i_READ_INI(const char *cpIdentifier, const char *cpSection, const char *cpKe
 int i_READ_INI_LIST(const char *cpIdentifier, const char *cpSection, const char *cpKey,
                     t_LL tllListOfValues, char *cpMsg, int iLengthMsg) {
     char szFile[1024];
-    if (i_GET_ROOT_FOR_INI(default_identifier(cpIdentifier), szFile, sizeof szFile, cpMsg,
-                           iLengthMsg) != 1) {
+    if (i_GET_ROOT_FOR_INI(cpIdentifier, szFile, sizeof szFile, cpMsg, iLengthMsg) != 1) {
         trace_at(2, "i_READ_INI_LIST: i_GET_ROOT_FOR_INI() failed");
         text_copy(cpMsg, iLengthMsg, "i_READ_INI_LIST: i_GET_ROOT_FOR_INI() failed");
         return 0;

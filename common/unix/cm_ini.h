@@ -16,12 +16,13 @@ struct s_INI_PLACES {
 extern s_INI_PLACES gIniPlaces;
 
 // Fills cpValue (iLengthValue bytes) with the path of the identifier's INI file; an identifier that
-// begins with "/" is that path. Returns 1, or 0 when no central file knows the identifier.
+// begins with "/" is that path, without one "VN_INI" is meant. Returns 1, or 0 when no central file
+// knows the identifier.
 int i_GET_ROOT_FOR_INI(const char *cpIdentifier, char *cpValue, int iLengthValue, char *cpMsg,
                        int iLengthMsg);
 
-// Fills cpValue (iLengthValue bytes, cut to fit) with one value; without an identifier "VN_INI" is
-// meant. Returns 1; 0 with an empty cpValue when it is missing or empty.
+// Fills cpValue (iLengthValue bytes, cut to fit) with one value. Returns 1; 0 with an empty cpValue
+// when it is missing or empty.
 int i_READ_INI(const char *cpIdentifier, const char *cpSection, const char *cpKey, char *cpValue,
                int iLengthValue, char *cpMsg, int iLengthMsg);
 

@@ -17,6 +17,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <unordered_map>
 #include <vector>
 
 namespace {
@@ -31,21 +32,24 @@ struct s_SECTION {
     unique_dictionary entries;
 };
 
-using t_INI = std::vector<s_SECTION>;
+struct s_INI {
+    std::vector<s_SECTION> sections; // in the order of the file
+    std::unordered_map<std::string, std::size_t> places;
+};
 
 // The section of that name, null if the file has none.
-s_SECTION *find_section(t_INI *ini, std::string_view name) {
-    const auto found = std::find_if(ini->begin(), ini->end(),
-                                    [name](const s_SECTION &s) { return s.name == name; });
-    return found == ini->end() ? nullptr : &*found;
+s_SECTION *find_section(s_INI *ini, const std::string &name) {
+    const auto found = ini->places.find(name);
+    return found == ini->places.end() ? nullptr : &ini->sections[found->second];
 }
 
-s_SECTION *add_section(t_INI *ini, std::string_view name) {
+s_SECTION *add_section(s_INI *ini, const std::string &name) {
     if (s_SECTION *known = find_section(ini, name)) {
         return known;
     }
-    ini->push_back({std::string(name), unique_dictionary(dictionary_new(0))});
-    return &ini->back();
+    ini->places.emplace(name, ini->sections.size());
+    ini->sections.push_back({name, unique_dictionary(dictionary_new(0))});
+    return &ini->sections.back();
 }
 
 // Reads a regular file whole. False when it cannot be read or holds NUL bytes, which no value of
@@ -81,14 +85,14 @@ std::string_view loaded_value(std::string_view text) {
 }
 
 // Takes in one line. False when it is neither section, entry, comment nor blank.
-bool load_line(std::string_view line, t_INI *ini, s_SECTION **current) {
+bool load_line(std::string_view line, s_INI *ini, s_SECTION **current) {
     line = text_stripped(line);
     if (line.empty() || line.front() == '#' || line.front() == ';') {
         return true;
     }
     if (line.front() == '[') {
         const std::size_t end = line.find(']');
-        const std::string_view name = text_stripped(line.substr(1, end - 1));
+        const std::string name(text_stripped(line.substr(1, end - 1)));
         *current = end == std::string_view::npos || name.empty() ? nullptr : add_section(ini, name);
         return *current != nullptr;
     }
@@ -101,7 +105,7 @@ bool load_line(std::string_view line, t_INI *ini, s_SECTION **current) {
     return dictionary_set((*current)->entries.get(), key.c_str(), value.c_str()) == 0;
 }
 
-bool load(const char *cpFile, t_INI *ini) {
+bool load(const char *cpFile, s_INI *ini) {
     std::string text;
     if (!read_whole_file(cpFile, &text)) {
         return false;
@@ -115,7 +119,7 @@ bool load(const char *cpFile, t_INI *ini) {
         }
         rest.remove_prefix(std::min(end + 1, rest.size()));
     }
-    return ini->size() > 1;
+    return ini->sections.size() > 1;
 }
 
 void dump_entries(const dictionary *entries, std::string *text) {
@@ -124,9 +128,9 @@ void dump_entries(const dictionary *entries, std::string *text) {
     }
 }
 
-std::string dump(const t_INI &ini) {
+std::string dump(const s_INI &ini) {
     std::string text;
-    for (const s_SECTION &section : ini) {
+    for (const s_SECTION &section : ini.sections) {
         if (!section.name.empty()) {
             text += "\n[" + section.name + "]\n";
         }
@@ -143,7 +147,7 @@ bool write_in_place(const char *cpFile, const std::string &text) {
 // The entry's name is formed in a buffer of this size; what of the key does not fit is cut off.
 constexpr int kEntrySize = 256;
 
-bool set_entry(t_INI *ini, const char *cpSection, const char *cpKey, const char *cpValue) {
+bool set_entry(s_INI *ini, const char *cpSection, const char *cpKey, const char *cpValue) {
     char szEntry[kEntrySize];
     text_print(szEntry, "%s:%s", cpSection, cpKey);
     const std::size_t length = std::strlen(cpSection);
@@ -170,7 +174,7 @@ int i_change_ini(const char *cpIni, const char *cpSection, const char *cpKey, co
     }
     char szFile[1024];
     char szMsg[256];
-    t_INI ini;
+    s_INI ini;
     if (i_GET_ROOT_FOR_INI(cpIni, szFile, sizeof szFile, szMsg, sizeof szMsg) != 1 ||
         !load(szFile, &ini) || !set_entry(&ini, cpSection, cpKey, cpValue)) {
         return 0;

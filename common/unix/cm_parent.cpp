@@ -4,9 +4,10 @@
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
+#include <string>
 #include <string_view>
 #include <unistd.h>
 
@@ -24,12 +25,12 @@ int get_parent_info(char *cpInfo, int iLen) {
                iParent);
     std::FILE *pipe = ::popen(szCommand, "re");
     if (pipe == nullptr) {
-        const char *cpError = std::strerror(errno);
+        const std::string error = error_text(errno);
         std::fprintf(stderr, "popen failed for %s\n", szCommand);
         PROT(by_language("E008-BASICS  Error in command execution %s: %s",
                          "E008-BASICS  Fehler bei Kommandoausfuehrung %s: %s",
                          "E008-BASICS  Fälla beim Ausfian vom Kommando %s: %s"),
-             szCommand, cpError);
+             szCommand, error.c_str());
         return 0;
     }
     char szLine[512] = "";
@@ -38,9 +39,7 @@ int get_parent_info(char *cpInfo, int iLen) {
     }
     ::pclose(pipe);
     std::string_view line = szLine;
-    if (!line.empty() && line.back() == '\n') {
-        line.remove_suffix(1);
-    }
+    line.remove_suffix(line.empty() ? 0 : 1); // the line feed
     line.remove_prefix(std::min(line.size(), kPidColumn));
     text_print(cpInfo, iLen, "%.*s (PPID=%d)", static_cast<int>(line.size()), line.data(), iParent);
     return 1;

@@ -57,36 +57,51 @@ void check_tag(const s_EVENT &event, const char *cpFormat) {
     }
 }
 
-void report_cut(const s_EVENT &event, std::size_t iLimit, std::size_t iNeeded) {
+void report_cut(const s_EVENT &event, std::size_t iLimit, long iNeeded) {
     const std::string line = header(event, "E999-BASICS ") +
                              "Error: The following output was shortened (" +
                              std::to_string(iLimit) + " <> " + std::to_string(iNeeded) + ")\n";
     report(event, line, line);
 }
 
-// The event's message, so long that header and message fit their buffers.
-__attribute__((format(printf, 2, 0))) std::string
-message_of(const s_EVENT &event, const char *cpFormat, va_list arguments) {
-    const std::size_t iHeader = header(event, event.prefix).size();
-    const std::size_t iFormat = iHeader + std::strlen(cpFormat);
-    if (iFormat >= kFormatSize) {
-        report_cut(event, kFormatSize, iFormat);
+// The format of the event's first line: header and message. A tag that holds conversions takes the
+// first arguments; one that it holds only half of stands for itself.
+std::string line_format(const s_EVENT &event, const char *cpMessage) {
+    const std::string whole = format_cut(event.prefix.c_str(), kPrefixLength);
+    std::string prefix = event.prefix;
+    if (whole.size() < prefix.size()) {
+        prefix.insert(whole.size(), "%");
     }
-    std::string message = format_text(cpFormat, kFormatSize - 1 - iHeader, arguments);
-    if (iHeader + message.size() >= kOutputSize) {
-        report_cut(event, kOutputSize, iHeader + message.size());
-        message.resize(kOutputSize - 1 - iHeader);
-    }
-    return message;
+    return header(event, prefix) + cpMessage;
 }
 
-void write_event(const s_EVENT &event, int iErrorFd, const std::string &message) {
-    const std::string head = header(event, event.prefix);
-    std::size_t begin = 0;
+// The event's first line and what follows it, so long that it fits its buffer. The compiler has
+// checked the format where PROT is called.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+std::string text_of(const s_EVENT &event, const char *cpMessage, va_list arguments) {
+    const std::string format = line_format(event, cpMessage);
+    if (format.size() >= kFormatSize) {
+        report_cut(event, kFormatSize, static_cast<long>(format.size()));
+    }
+    std::string text;
+    const bool bFormatted = format_text(&text, format.c_str(), kFormatSize - 1, arguments);
+    if (!bFormatted || text.size() >= kOutputSize) {
+        report_cut(event, kOutputSize, bFormatted ? static_cast<long>(text.size()) : -1);
+        text.resize(std::min(text.size(), kOutputSize - 1));
+    }
+    return text;
+}
+#pragma GCC diagnostic pop
+
+// Every line behind the first gets a header of its own; only the first is an error's.
+void write_event(const s_EVENT &event, int iErrorFd, const std::string &text) {
     std::string lines;
-    while (begin <= message.size()) {
-        const std::size_t end = std::min(message.find('\n', begin), message.size());
-        lines += head + message.substr(begin, end - begin) + '\n';
+    std::size_t begin = 0;
+    while (begin <= text.size()) {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
+        lines += (begin == 0 ? "" : header(event, event.prefix)) + text.substr(begin, end - begin);
+        lines += '\n';
         if (begin == 0 && event.prefix[0] == 'E') {
             write_all(iErrorFd, lines);
         }
@@ -113,8 +128,8 @@ __attribute__((format(printf, 1, 0))) void protocol(const char *cpFormat, va_lis
     const s_EVENT event = {file.get(), time_get(szTime),
                            std::string(format.substr(0, kPrefixLength))};
     check_tag(event, cpFormat);
-    cpFormat += std::min(format.size(), kTagLength);
-    write_event(event, errors.get(), message_of(event, cpFormat, arguments));
+    const char *cpMessage = cpFormat + std::min(format.size(), kTagLength);
+    write_event(event, errors.get(), text_of(event, cpMessage, arguments));
 }
 
 } // namespace

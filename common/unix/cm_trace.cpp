@@ -8,14 +8,18 @@
 #include "common/unix/cm_append.h"
 #include "common/unix/cm_format.h"
 #include "common/unix/cm_ini.h"
+#include "common/unix/cm_line_reader.h"
 #include "common/unix/cm_parent.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <string>
+#include <string_view>
 #include <strings.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 LANGUAGES eLang = LANG_EN;
@@ -85,21 +89,43 @@ std::string copied_line(const char *cpLine) {
     return line;
 }
 
+// Opens a regular file for reading and tells its size: more is not copied, because the file may be
+// the trace itself.
+unique_file open_regular(const char *cpFile, long long *plSize) {
+    unique_fd fd(::open(cpFile, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (!fd || ::fstat(fd.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
+        return nullptr;
+    }
+    *plSize = static_cast<long long>(status.st_size);
+    unique_file file(::fdopen(fd.get(), "r"));
+    if (file) {
+        fd.release(); // the stream closes it
+    }
+    return file;
+}
+
 void copy_file(str_log *strLog, const char *cpFile) {
     char szName[1024];
     text_copy(szName, cpFile);
-    WRITE_TRACE(strLog, "COPY_FILE [%s]", szName);
     const std::string mark = time_mark();
-    const unique_file file(std::fopen(szName, "re"));
-    if (!file) {
-        copy_to_stderr(strLog, mark + " File " + szName + " not found\n");
-        append_to_file(strLog->szFile, mark + "   File " + szName + " not found\n");
+    copy_to_stderr(strLog, mark + strLog->szIns + " COPY_FILE\n");
+    const unique_fd out(open_for_append(strLog->szFile));
+    if (!out) {
         return;
     }
-    const unique_fd out(open_for_append(strLog->szFile));
+    WRITE_TRACE(strLog, "COPY_FILE [%s]", szName);
+    long long lRest = 0;
+    const unique_file file = open_regular(szName, &lRest);
+    if (!file) {
+        copy_to_stderr(strLog, mark + " File " + szName + " not found\n");
+        write_all(out.get(), mark + "   File " + szName + " not found\n");
+        return;
+    }
     std::string block;
     char szLine[1023];
-    while (std::fgets(szLine, sizeof szLine, file.get()) != nullptr) {
+    while (lRest > 0 && std::fgets(szLine, sizeof szLine, file.get()) != nullptr) {
+        lRest -= static_cast<long long>(std::strlen(szLine));
         const std::string line = copied_line(szLine);
         copy_to_stderr(strLog, mark + strLog->szIns + ' ' + line + '\n');
         block += mark + strLog->szIns + "    " + line + '\n';
@@ -123,7 +149,9 @@ __attribute__((format(printf, 2, 0))) void write_trace(str_log *strLog, const ch
     }
     const std::string head = time_mark() + strLog->szIns + ' ';
     const std::size_t iLimit = kFormatSize - head.size() - 2; // room for "\n" and the terminator
-    write_line(strLog, head + format_text(cpFormat, iLimit, arguments) + '\n');
+    std::string text;
+    format_text(&text, cpFormat, iLimit, arguments);
+    write_line(strLog, head + text + '\n');
     if (cpFormat[0] == '+') {
         open_block(strLog);
     }
@@ -136,15 +164,16 @@ __attribute__((format(printf, 1, 0))) void write_local(const char *cpFormat, va_
     WRITE_TRACE(&strLocalLog, "%s", szText);
 }
 
-// The level that module szModule has in the open debug switch file, 0 if none.
-int level_of(std::FILE *file, const char *szModule) {
-    char szKey[64];
-    text_print(szKey, "%s=", szModule);
-    char szLine[255];
-    while (std::fgets(szLine, sizeof szLine, file) != nullptr) {
-        if (std::strncmp(szLine, szKey, std::strlen(szKey)) == 0) {
+// The level that module szModule has in the debug switch file, 0 if none.
+int level_of(const char *cpFile, const char *szModule) {
+    const std::string key = std::string(szModule) + '=';
+    line_reader reader(cpFile);
+    std::string_view line;
+    while (reader.next(&line)) {
+        if (line.substr(0, key.size()) == key) {
             int iLevel = 0;
-            return std::sscanf(std::strchr(szLine, '=') + 1, "%9d", &iLevel) == 1 ? iLevel : 0;
+            const std::string level(line.substr(line.find('=') + 1));
+            return std::sscanf(level.c_str(), "%9d", &iLevel) == 1 ? iLevel : 0;
         }
     }
     return 0;
@@ -160,16 +189,17 @@ void report_missing_path(const char *cpWho, const char *cpKey) {
 
 void configure_record(const char *cpKeyFile, const char *cpKeyDebug, const char *cpDirectory,
                       str_log *strLog) {
+    const std::string file(cpKeyFile); // may be the record's own
     strLog->szIns[0] = '\0';
     const int iLevel = log_check(cpKeyDebug);
     if (iLogInitialized && strLog->iFlg > 2) {
-        WRITE_TRACE(strLog, "Logging switched to %s, module %s, Loglevel %d", cpKeyFile, cpKeyDebug,
-                    iLevel);
+        WRITE_TRACE(strLog, "Logging switched to %s, module %s, Loglevel %d", file.c_str(),
+                    cpKeyDebug, iLevel);
     }
     strLog->iVerify = 0;
     strLog->iFlg = iLevel;
-    const bool bFullPath = std::strstr(cpKeyFile, cpDirectory) != nullptr;
-    text_print(strLog->szFile, "%s%s", bFullPath ? "" : cpDirectory, cpKeyFile);
+    const bool bFullPath = file.find(cpDirectory) != std::string::npos;
+    text_copy(strLog->szFile, bFullPath ? file : cpDirectory + file);
     if (iLevel > 0) {
         char szParent[512];
         get_parent_info(szParent, sizeof szParent);
@@ -282,9 +312,8 @@ int log_check(const char *cpInput) {
         report_missing_path("LOG_CHECK", "gv_rw_ini");
     }
     char szFile[128];
-    text_print(szFile, "%sdebug.ini", szDirectory);
-    const unique_file file(std::fopen(szFile, "re"));
-    return file ? level_of(file.get(), szModule) : 0;
+    // A path that does not fit would be another file's.
+    return text_print(szFile, "%sdebug.ini", szDirectory) ? level_of(szFile, szModule) : 0;
 }
 
 void v_set_log_main(const char *cpKeyFile, const char *cpKeyDebug, str_log *strLog) {
