@@ -9,7 +9,6 @@
 #include "kernel/vn_options.h"
 #include "kernel/vn_usage.h"
 
-#include <cctype>
 #include <cstring>
 #include <string>
 #include <unistd.h>
@@ -61,13 +60,18 @@ void trace_user() {
     FINISH(1, szMsg);
 }
 
+// The first letter of the word counts; an empty word names no function.
+void choose_function(const char *cpWord) {
+    gcFunc = cpWord[0] == '\0' ? FUNCTION_UNKNOWN : cpWord[0];
+}
+
 void take_option(int iOption, const char *cpArgument, bool *pbVerbose) {
     if (take_text_option(iOption, cpArgument)) {
         return;
     }
     switch (iOption) {
     case 'f':
-        gcFunc = cpArgument[0];
+        choose_function(cpArgument);
         break;
     case 'r':
         gFlag.Remote = 1;
@@ -111,19 +115,13 @@ void join_rest(int argc, char **argv) {
 }
 
 bool is_media_server_function() {
-    return gcFunc != '\0' && std::strchr("cmpt", gcFunc) != nullptr;
+    return std::strchr("cmpt", gcFunc) != nullptr;
 }
 
 // Without an identifier of the caller's: the 14 digits of the local time.
 void make_identifier() {
-    char szTime[32] = ".";
-    std::string digits;
-    for (const char *letter = time_get(szTime); *letter != '\0'; ++letter) {
-        if (*letter >= '0' && *letter <= '9') {
-            digits += *letter;
-        }
-    }
-    text_copy(gszId, digits);
+    char szTime[32] = "I";
+    text_copy(gszId, time_get(szTime));
     text_print(gszMissingArg, "-i %s ", gszId);
 }
 
@@ -162,8 +160,7 @@ void switch_trace() {
     char szName[] = "gv_client_trace";
     char szSwitch[GLBV_VALUE_SIZE];
     glbv('r', szName, szSwitch);
-    const bool bTraced =
-        szSwitch[0] != '?' && gcFunc != '\0' && std::strchr(szSwitch, gcFunc) != nullptr;
+    const bool bTraced = szSwitch[0] != '?' && std::strchr(szSwitch, gcFunc) != nullptr;
     v_set_log(bTraced ? 1 : 0, 1, &strLog);
     trace_user();
 }
@@ -171,11 +168,13 @@ void switch_trace() {
 // vtpd.ini is where the central file says; one that does not know it has it beside the INI files.
 bool read_port(char *cpMsg, int iLength) {
     char szFile[1024];
-    if (i_GET_ROOT_FOR_INI("VTPD_INI", szFile, sizeof szFile, cpMsg, iLength) != 1) {
+    const char *cpIdentifier = "VTPD_INI";
+    if (i_GET_ROOT_FOR_INI(cpIdentifier, szFile, sizeof szFile, cpMsg, iLength) != 1) {
         text_print(szFile, "%svtpd.ini", gszRwIni);
+        cpIdentifier = szFile;
     }
-    return i_GetPrivateProfileString(szFile, "[VTPD_Server]", "VTPD_PORT", gszPort, sizeof gszPort,
-                                     cpMsg, iLength) == 1;
+    return i_READ_INI(cpIdentifier, "[VTPD_Server]", "VTPD_PORT", gszPort, sizeof gszPort, cpMsg,
+                      iLength) == 1;
 }
 
 void find_port() {
@@ -222,7 +221,7 @@ void ARGUMENTS(int argc, char ***pArgv) {
         USAGE();
     }
     if ((*pArgv)[1][0] != '-') {
-        gcFunc = (*pArgv)[1][0];
+        choose_function((*pArgv)[1]);
         trace_log(&strLog, 1, "Function: %c", gcFunc);
         ++*pArgv;
         --argc;

@@ -8,12 +8,10 @@
 
 namespace {
 
-// A missing work directory is no failure of the request: what needs it will say so.
 void enter_work_directory() {
     trace_log(&strLog, 1, "chdir to %s ", gszRwWork);
-    if (::chdir(gszRwWork) != 0) {
-        return;
-    }
+    // A missing work directory is no failure of the request: what needs it will say so.
+    [[maybe_unused]] const int iSts = ::chdir(gszRwWork);
 }
 
 } // namespace

@@ -11,9 +11,9 @@
 #include "kernel/vn_options.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <unistd.h>
 
@@ -59,6 +59,7 @@ void print_record(const char *cpStatus, const char *cpMsg) {
 } // namespace
 
 void FINISH(int iSts, const char *cpMsg) {
+    ::signal(SIGPIPE, SIG_IGN); // no child starts from here on that could inherit it
     char szMsg[kMessageSize];
     text_copy(szMsg, cpMsg);
     const char *cpStatus = status_word(iSts);
