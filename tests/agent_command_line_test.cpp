@@ -1,0 +1,233 @@
+// From the command line to the record: options, help, the order of the checks, the dispatch, what a
+// result leaves behind, the trace of a call, and damaged installations.
+#include "tests/support/installation.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <pwd.h>
+#include <sstream>
+#include <unistd.h>
+
+using namespace vn_test;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Calls the agent with the words of the line; standard error is normalised.
+CallResult call(const Installation &in, const std::string &line) {
+    std::istringstream words(line);
+    CallResult result = in.agent({std::istream_iterator<std::string>(words), {}});
+    result.err = in.normalised(result.err);
+    return result;
+}
+
+std::string record(const std::string &id, int status, const std::string &message) {
+    return "ID=" + id + "\nSTATUS=" + (status == 0 ? "SUCCESS" : "WARNING") + " MSG=" + message +
+           "\n";
+}
+
+enum { PRINTED = 1, STORED = 2, BOTH = 3 };
+
+// The result of a call with the identifier 7 stands where it should stand, and nowhere else.
+void expect_end(const Installation &in, const std::string &line, int status,
+                const std::string &message, int delivered = BOTH, const std::string &before = "") {
+    const std::string err = (delivered & PRINTED) != 0 ? record("7", status, message) : "";
+    EXPECT_EQ(call(in, line), (CallResult{status, "", before + err})) << line;
+    const bool stored = (delivered & STORED) != 0;
+    EXPECT_EQ(in.get_glbv("gv_client_sts_7").value_or("-"), stored ? std::to_string(status) : "-");
+    EXPECT_EQ(in.get_glbv("gv_client_msg_7").value_or("-"), stored ? message : "-") << line;
+    in.remove_glbv("gv_client_sts_7");
+    in.remove_glbv("gv_client_msg_7");
+}
+
+TEST(CommandLine, RequestsAndTheirResults) {
+    Installation in;
+    in.set_glbv("a", "value");
+    write_file(in.path("rw/work/present"), "");
+    const struct {
+        const char *line;
+        int status;
+        const char *message;
+        int delivered = BOTH;
+    } cases[] = {
+        {"-f G -i 7 -n a", 0, "value"},
+        {"R -f Gxyz -w w -i 6 -i 7 -n b -n a", 0, "value"}, // the last one counts
+        {"-r -f G -i 7 -n a", 0, "value", PRINTED},
+        {"-f e -i 7 -n present", 0, "present exists"}, // in the work directory
+        {"-f e -i 7 -n absent", 1, "absent doesn't exist"},
+        {"read_event_log -i 7", 0, ""},
+        {"-f e -i 7", 1, "missing option -n"},
+        {"-f G -i 7 end -n a", 1, "missing option -n name of GLBV"}, // options end at "end"
+        {"-f W -i 7 -s x", 1, "missing option -n name of GLBV"},
+        {"-f W -i 7 -n a", 1, "missing option -s string value to write"},
+        {"-f u -i 7", 1, "missing filename via -n"},
+        {"-f u -i 7 -m e", 1, "missing filename via -n", STORED},
+        {"-f u -i 7 -m q -n f", 1, "wrong option in command line"},
+        {"-f init -i 7", 1, "unknown keyword"},
+        {"-i 7 -n a", 1, "no valid function was given in -f", PRINTED},
+        {"-i 7 -x foo -f G -n a", 1, "wrong option x in command line", PRINTED},
+        {"-i 7 -f G -y", 1, "wrong option ? in command line"},
+        {"G -i 7 -n", 1, "wrong option : in command line"},
+    };
+    for (const auto &c : cases)
+        expect_end(in, c.line, c.status, c.message, c.delivered);
+    const std::string refused = record("", 1, "wrong option x in command line");
+    EXPECT_EQ(call(in, "-x foo -i 7"), (CallResult{1, "", refused}));
+    const CallResult unnamed = call(in, "r"); // its identifier is the time
+    const std::string id = unnamed.err.substr(3, unnamed.err.find('\n') - 3);
+    EXPECT_EQ(unnamed, (CallResult{0, "", record(id, 0, "")}));
+    EXPECT_TRUE(id.size() == 14 && id.find_first_not_of("0123456789") == id.npos) << id;
+    EXPECT_EQ(in.get_glbv("gv_client_sts_" + id), "0");
+}
+
+TEST(CommandLine, Help) {
+    Installation in;
+    const CallResult help = call(in, "");
+    EXPECT_EQ(call(in, "-f G -h -x foo"), help);
+    EXPECT_EQ(help, (CallResult{1, help.out, ""}));
+    const std::vector<std::string> lines = lines_of(help.out);
+    ASSERT_EQ(lines.size(), 43u);
+    for (size_t i = 1; i < lines.size(); i++) // behind the version
+        EXPECT_EQ(lines[i].size(), 79u) << lines[i];
+    EXPECT_TRUE(lines[41].starts_with(R"(<device> is the HW device, e.g. "\.\Tape0" or "/dev/n)"));
+}
+
+TEST(CommandLine, TheFirstMissingSettingIsReported) {
+    Installation in;
+    const std::string ini = in.path("rw/ini/vn.ini");
+    const std::string no_function = "no valid function was given in -f";
+    in.remove_ini(ini, "SERVER", "name");
+    expect_end(in, "-i 7", 1, "neither VORNA server was given in -C nor configured in INI",
+               PRINTED);
+    expect_end(in, "-C srv -i 7", 1, no_function, PRINTED);
+    in.set_ini(ini, "SERVER", "vorna_server", "srv");
+    expect_end(in, "-i 7", 1, no_function, PRINTED);
+    in.remove_ini(ini, "Pathes", "gv_ro_vns"); // only the media server's functions need it
+    expect_end(in, "-f r -i 7", 0, "");
+    const std::pair<const char *, std::string> keys[] = {{"gv_rw_work", "gv_rw_work"},
+                                                         {"gv_rw_tmp", "gv_rw_tmp"},
+                                                         {"gv_rw_vbc_log", "gv_rw_vbc"},
+                                                         {"gv_rw_ini", "gv_rw_ini"},
+                                                         {"gv_rw", "gv_rw"},
+                                                         {"gv_ro_bin", "gv_ro_bin"},
+                                                         {"gv_ro", "gv_ro"}};
+    std::string fatal;
+    expect_end(in, "-f t -i 7", 1, "missing gv_ro_vns in INI");
+    for (const auto &[key, name] : keys) { // each is missing together with those before
+        in.remove_ini(ini, "Pathes", key);
+        if (name == "gv_rw_ini")
+            fatal = "FATAL: SET_LOG_MAIN: gv_rw_ini not set";
+        expect_end(in, "-f r -i 7", 1, "missing " + name + " in INI", BOTH, fatal);
+    }
+    expect_end(in, "-i 7", 1, "missing gv_ro in INI", PRINTED, fatal);
+    expect_end(in, "-i 7 -y", 1, "wrong option ? in command line", PRINTED, fatal);
+}
+
+TEST(CallTrace, VerboseCallInWhole) {
+    Installation in;
+    const std::string version = lines_of(call(in, "-h").out).at(0);
+    const CallResult result =
+        call(in, "-v -i 7 -c node -C srv -l x -p lp -m abc -s s -d d -b b -t t "
+                 "-f G -n %s%n rest of");
+    std::vector<std::string> lines = {
+        "<time># ",
+        " " + version + "   User= " + getpwuid(geteuid())->pw_name + " ",
+        "<time># Function: G",
+        "<time># arguments end with: rest of",
+        "<time># First argument non pos argument: rest",
+        "<time># Got VTPD_PORT 11001 from vtpd.ini section [VTPD_Server]",
+        "<time># <dir>/ro/bin/  <dir>/rw/ini/  <dir>/rw/tmp/  vn_client_.lgc",
+        "<time># ID=7 Function=G   RemoteFlag=0  ClientHost=node   CtrlHost=srv",
+        "<time># Options: m=ab s=s l=lp d=d b=b t=t ",
+        "<time># --- ARGUMENTS",
+        "<time># chdir to <dir>/rw/work/ ",
+        "<time># read GLBV  %s%n ",
+        "<time># +++ FINISH Sts= SUCCESS, Msg= ?? GLBV %s%n not existing",
+        "<time>#   write GLBV gv_client_sts_ 7",
+        "<time># --- FINISH "};
+    EXPECT_EQ(in.trace(), lines);
+    lines.insert(lines.end() - 1, {"ID=7", "STATUS=SUCCESS MSG=?? GLBV %s%n not existing"});
+    EXPECT_EQ(lines_of(result.err), lines);
+}
+
+TEST(CallTrace, SwitchedByFunctionLetter) {
+    Installation in;
+    in.set_glbv("a", "value");
+    in.set_ini(in.path("rw/ini/debug.ini"), "", "VN_CLIENT", "1"); // holds until the switch
+    for (const auto &[value, traced] : {std::pair("tG", true), {"tR", false}, {"?G", false}}) {
+        in.set_glbv("gv_client_trace", value);
+        EXPECT_EQ(call(in, "-r -f G -i 7 -n a").err != record("7", 0, "value"), traced) << value;
+        EXPECT_EQ(in.trace().size() > 3, traced) << value;
+        EXPECT_EQ(in.trace().at(2), "<time>#   v_set_log: Set loglevel 1, verbose 0");
+        fs::remove(in.path("rw/lgc/vn_client_.lgc"));
+    }
+}
+
+TEST(BadInstallation, WithoutConfiguration) {
+    const std::string fatal = "\nNo gv_prot defined! vn_start_all necessary!\n"
+                              "FATAL: SET_LOG_MAIN: gv_rw_lgc not set";
+    const std::string rest = "# +++ ARGUMENTS  \"" VN_CLIENT_PROGRAM "\" \"-ri7\" \"-fG\" \n"
+                             "<time>#   +++ FINISH Sts= WARNING, Msg= missing gv_ro in INI\n" +
+                             record("7", 1, "missing gv_ro in INI") + "<time>#   --- FINISH \n";
+    const bool elsewhere =
+        fs::exists("/etc/opt/vorna/vorna.ini") || fs::exists("/etc/vorna2000.ini");
+    for (const std::string file : {"rw/ini/vn.ini", "vorna.ini"}) {
+        if (file == "vorna.ini" && elsewhere)
+            break; // a real installation answers in its place
+        Installation in;
+        const auto expect_refusal = [&] {
+            CallResult result = call(in, "-ri7 -fG");
+            if (result.err.starts_with(fatal))
+                result.err.erase(fatal.size(), 8); // the time, not at the beginning of a line
+            EXPECT_EQ(result, (CallResult{1, "", fatal + rest})) << file;
+        };
+        write_file(in.path(file), std::string(1 << 20, '\0') + "\n[Pathes");
+        expect_refusal();
+        fs::remove(in.path(file));
+        expect_refusal();
+        fs::create_directory(in.path(file));
+        expect_refusal();
+    }
+}
+
+TEST(BadInstallation, WhatIsMissingOrFullDoesNotStopTheCall) {
+    Installation in;
+    in.set_glbv("a", "value");
+    for (const char *name : {"rw/ini/debug.ini", "rw/ini/vtpd.ini", "rw/lgc", "rw/prot", "rw/work"})
+        fs::remove_all(in.path(name));
+    expect_end(in, "-f G -i 7 -n a", 0, "value");
+    fs::create_directory(in.path("rw/lgc"));
+    fs::create_symlink("/dev/full", in.path("rw/lgc/vn_client_.lgc"));
+    fs::create_symlink("/dev/full", in.path("rw/glbv/gv_client_sts_7.sgv"));
+    const CallResult full = call(in, "-v -f G -i 7 -n a");
+    EXPECT_NE(full.err.find("\n" + record("7", 0, "value")), std::string::npos) << full.err;
+    EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "value");
+    fs::remove_all(in.path("rw/glbv"));
+    const auto lost = [](const std::string &name) {
+        return "glbv() write <dir>/rw/glbv/gv_client_" + name +
+               "_7.sgv failed: No such file or "
+               "directory (2)\n\nNo gv_prot defined! vn_start_all necessary!\n";
+    };
+    const std::string missing = record("7", 0, "?? GLBV a not existing");
+    EXPECT_EQ(call(in, "-f G -i 7 -n a"), (CallResult{0, "", lost("sts") + lost("msg") + missing}));
+}
+
+TEST(BadInput, OverlongArgumentsAreCut) {
+    Installation in;
+    std::string line = "-r -v -f e";
+    for (const char letter : std::string("bCcdilmnstu"))
+        line += std::string(" -") + letter + " " + std::string(5000, letter);
+    const std::string err = call(in, line + " " + std::string(5000, 'z')).err;
+    const std::string i(255, 'i'), c(159, 'c'), C(159, 'C'), s(511, 's'), d(511, 'd'), t(511, 't');
+    for (const std::string &part :
+         {record(i, 1, std::string(255, 'n')),
+          "<time># arguments end with: " + std::string(255, 'z') + "\n",
+          "<time># ID=" + i + " Function=e   RemoteFlag=1  ClientHost=" + c + "   CtrlHost=" + C +
+              "\n",
+          "<time># Options: m=mm s=" + s + " l=" + std::string(255, 'l') + " d=" + d +
+              " b=" + std::string(15, 'b') + " t=" + t + " \n"})
+        EXPECT_NE(err.find("\n" + part), std::string::npos) << part;
+}
+
+} // namespace

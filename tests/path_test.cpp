@@ -1,0 +1,120 @@
+// References in file names, the environment of child programs and the parent process.
+#include "common/unix/cm_parent.h"
+#include "common/unix/cm_path.h"
+
+#include "common/common/text.h"
+#include "tests/support/installation.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <unistd.h>
+
+using namespace vn_test;
+
+namespace {
+
+TEST(References, AreExpandedInPlace) {
+    Installation in;
+    in.set_glbv("gv_rw_tmp", "/glbv/");
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "gv_rw_tmp", "/ini/");
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "only_ini", "/only/");
+    const auto expanded = [](int (*resolve)(char *, int), const std::string &text,
+                             int size = 1024) {
+        char name[1024];
+        text_copy(name, text);
+        const int result = resolve(name, size);
+        return std::pair(result, std::string(name));
+    };
+    const std::string longest(511, 'r');
+    EXPECT_EQ(expanded(resolve_glbv, "gv_rw_tmp:a:b"), std::pair(1, std::string("/glbv/a:b")));
+    EXPECT_EQ(expanded(resolve_glbv, "gv_rw_tmp"), std::pair(1, std::string("/glbv/")));
+    EXPECT_EQ(expanded(resolve_glbv, "gv_rw_tmp:abcdef", 10).second, "/glbv/abc");
+    EXPECT_EQ(expanded(resolve_glbv, "gv_none:r"), std::pair(0, std::string("gv_none:r")));
+    EXPECT_EQ(expanded(resolve_path, "gv_rw_tmp:").second, "/ini/");
+    EXPECT_EQ(expanded(resolve_path, "gv_rw_tmp:abc", 7).second, "/ini/a");
+    EXPECT_EQ(expanded(resolve_path, "gv_rw_tmp:" + longest + "x").second, "/ini/" + longest);
+    EXPECT_EQ(expanded(resolve_path, "nokey:abc"), std::pair(1, std::string("nokey:abc")));
+    EXPECT_EQ(expanded(resolve_reference, "gv_rw_tmp:f").second, "/glbv/f");
+    EXPECT_EQ(expanded(resolve_reference, "only_ini:f").second, "/only/f");
+    EXPECT_EQ(expanded(resolve_reference, "/none:%s%n").second, "/none:%s%n");
+}
+
+// The result, what is printed and the variables after a call with this PATH.
+std::string prepared(const Installation &in, const char *command, const std::string &path) {
+    const std::string before = std::getenv("PATH");
+    setenv("PATH", path.c_str(), 1);
+    setenv("PGPORT", "1", 1);
+    setenv("LD_LIBRARY_PATH", "/lib", 1);
+    testing::internal::CaptureStdout();
+    const std::string result = std::to_string(i_setenv_vorna(command)) + ' ';
+    const std::string found = result + testing::internal::GetCapturedStdout() +
+                              std::getenv("PATH") + ' ' + std::getenv("PGPORT") + ' ' +
+                              std::getenv("LD_LIBRARY_PATH");
+    setenv("PATH", before.c_str(), 1);
+    unsetenv("PGPORT");
+    unsetenv("LD_LIBRARY_PATH");
+    return in.normalised(found);
+}
+
+TEST(ChildEnvironment, ProgramsGetTheirDirectories) {
+    Installation in;
+    const std::string bin = "1 /bin:<dir>/ro/bin/";
+    const std::string all = bin + ":<dir>/ro/db/:<dir>/ro/pgsql/";
+    const std::pair<const char *, std::string> cases[] = {
+        {"cat /x/psql", bin}, // not its first word
+        {"  /opt/bin/PSQL -c x", all},
+        {"damisql", all},
+        {"vn_db x", all},
+        {"vn_db", bin},
+        {"/o/vn_vns_interface x", bin + ":<dir>/ro/vns/"},
+        {"x vn_vns_interface y", bin},
+    };
+    for (const auto &[command, path] : cases)
+        EXPECT_EQ(prepared(in, command, "/bin"), path + " 5432 /lib") << command;
+    EXPECT_EQ(prepared(in, "/o/NetWare_x", in.dir + "/ro/bin/sub"), // in PATH as part of another
+              "1 check LD_LIBRARY_PATH=/lib\nset LD_LIBRARY_PATH=/lib:/opt/novell/lib\n"
+              "<dir>/ro/bin/sub 5432 /lib:/opt/novell/lib");
+}
+
+TEST(ChildEnvironment, MissingSettings) {
+    Installation in;
+    const std::string ini = in.path("rw/ini/vn.ini");
+    const auto without = [&](const char *key, const char *command, const char *section = "Pathes") {
+        in.remove_ini(ini, section, key); // the next case misses it, too
+        return prepared(in, command, "/bin");
+    };
+    const std::string no_key = "i_GetPrivateProfileString: KEY NOT FOUND [pathes]";
+    EXPECT_EQ(without("gv_ro_pgsql", "psql"),
+              "1 /bin:<dir>/ro/bin/:<dir>/ro/db/:/usr/local/pgsql/bin/ 5432 /lib");
+    EXPECT_EQ(without("gv_ro_db", "/opt/bin/psql -c x"),
+              "0 error in i_READ_INI gv_ro_db " + no_key + "gv_ro_db\n/bin 5432 /lib");
+    EXPECT_EQ(without("gv_ro_vns", "vn_vns_interface x"),
+              "0 error in i_READ_INI gv_ro_vns " + no_key + "gv_ro_vns\n/bin 5432 /lib");
+    EXPECT_EQ(without("gv_port_db", "psql", "SERVER"),
+              "0 key gv_port_db not found in vn.ini/bin 1 /lib");
+    EXPECT_EQ(prepared(in, "cat", "/bin"), "1 /bin:<dir>/ro/bin/ 1 /lib");
+    EXPECT_EQ(without("gv_ro_bin", "cat"), "0 /bin 1 /lib");
+}
+
+TEST(ChildEnvironment, PathIsNotCut) {
+    Installation in;
+    const std::string ini = in.path("rw/ini/vn.ini");
+    const std::string pgsql(400, 'p'), fits(2040, 'x'); // the length of gv_ro_pgsql does not count
+    in.set_ini(ini, "Pathes", "gv_ro_bin", "/b/");
+    in.set_ini(ini, "Pathes", "gv_ro_db", "/db/");
+    in.set_ini(ini, "Pathes", "gv_ro_pgsql", pgsql);
+    EXPECT_EQ(prepared(in, "psql", fits), "1 " + fits + ":/b/:/db/:" + pgsql + " 5432 /lib");
+    const std::string refused = prepared(in, "psql", fits + 'x');
+    const std::string end = "length of string is not sufficient\n" + fits + "x 5432 /lib";
+    EXPECT_TRUE(refused.starts_with("0 iStrLenRoBin = 3 (0 means") && refused.ends_with(end));
+}
+
+TEST(ParentInfo, EndsWithTheParentsNumber) {
+    char info[512];
+    ASSERT_EQ(get_parent_info(info, sizeof info), 1);
+    const std::string end = " (PPID=" + std::to_string(getppid()) + ")";
+    EXPECT_TRUE(std::string(info).ends_with(end) && info != end) << info;
+}
+
+} // namespace
