@@ -35,7 +35,7 @@ char *GET_CALL_PARAM(int argc, char **argv) {
 }
 
 int resolve_glbv(char *cpName, int size) {
-    const auto iSize = static_cast<std::size_t>(size > 0 ? size : 0);
+    const auto iSize = static_cast<std::size_t>(size > 1 ? size : 1);
     const unique_memory<char> work(static_cast<char *>(std::malloc(iSize)));
     if (!work) {
         trace_at(2, "resolve_glbv: malloc(%lu) failed with: (%d) %s",

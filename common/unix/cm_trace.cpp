@@ -11,6 +11,7 @@
 #include "common/unix/cm_line_reader.h"
 #include "common/unix/cm_parent.h"
 
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -171,9 +172,10 @@ int level_of(const char *cpFile, const char *szModule) {
     std::string_view line;
     while (reader.next(&line)) {
         if (line.substr(0, key.size()) == key) {
+            line = text_stripped(line.substr(line.find('=') + 1));
             int iLevel = 0;
-            const std::string level(line.substr(line.find('=') + 1));
-            return std::sscanf(level.c_str(), "%9d", &iLevel) == 1 ? iLevel : 0;
+            std::from_chars(line.data(), line.data() + line.size(), iLevel);
+            return iLevel;
         }
     }
     return 0;
