@@ -4,6 +4,7 @@
 #include "kernel/vn_dispatch.h"
 #include "kernel/vn_options.h"
 
+#include <csignal>
 #include <unistd.h>
 
 namespace {
@@ -18,6 +19,7 @@ void enter_work_directory() {
 
 int main(int argc, char **argv) {
     s_CALL call = {argc, argv, argv};
+    ::signal(SIGCHLD, SIG_DFL); // a caller that ignores it would cost us our children's status
     v_set_log(1, 1, &strLog);
     ARGUMENTS(argc, &call.argvEnd);
     enter_work_directory();

@@ -2,6 +2,7 @@
 // in the order in which they are asked for.
 #include "kernel/vn_dispatch.h"
 
+#include "kernel/vn_file_functions.h"
 #include "kernel/vn_finish.h"
 #include "kernel/vn_glbv_functions.h"
 #include "kernel/vn_options.h"
@@ -25,7 +26,10 @@ struct s_FUNCTION {
 constexpr char kMissingName[] = "missing option -n name of GLBV";
 
 constexpr s_FUNCTION kFunctions[] = {
+    {'d', {}, v_LIST_DIRECTORY},
+    {'D', {}, [](s_CALL *) { CREATE_DIR_CLIENT(); }},
     {'e', {{gszOpt_n, "missing option -n", 1}}, v_EXIST_FILE},
+    {'f', {}, [](s_CALL *) { FILE_COPY(); }},
     {'G', {{gszOpt_n, kMissingName, 1}}, v_READ_GLBV},
     {'R', {{gszOpt_n, kMissingName, 1}}, v_READ_AND_DELETE_GLBV},
     {'W',

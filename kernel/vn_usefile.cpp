@@ -1,10 +1,24 @@
 // The file operations of function u, see vn_usefile.h: a row for each mode letter.
 #include "kernel/vn_usefile.h"
 
+#include "common/common/owner.h"
 #include "common/common/text.h"
+#include "common/unix/cm_append.h"
+#include "common/unix/cm_file_util.h"
 #include "common/unix/cm_kernel.h"
+#include "common/unix/cm_run.h"
 #include "kernel/vn_finish.h"
 #include "kernel/vn_options.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -12,20 +26,131 @@ constexpr int kMessageSize = 256;
 constexpr int kDataSize = 65536;
 constexpr int kFailed = 2;
 
+char szBuf[kDataSize];
+
 // An operation fills the message (kMessageSize bytes) and returns the exit status.
 struct s_MODE {
     char cLetter;
     int (*operation)(char *szMsg);
 };
 
+// "<what><file>: <the system's text for iErrno>", the status of a failed operation.
+int system_failure(char *szMsg, const char *cpWhat, int iErrno) {
+    text_print(szMsg, kMessageSize, "%s%s: %s", cpWhat, gszOpt_n, error_text(iErrno).c_str());
+    return kFailed;
+}
+
+int not_found(char *szMsg) {
+    text_print(szMsg, kMessageSize, "%s not found", gszOpt_n);
+    return kFailed;
+}
+
+// Copies a descriptor to its end in blocks of iBlock bytes. 0, or the error number.
+int copy_all(int iFrom, int iTo, std::size_t iBlock) {
+    for (;;) {
+        const ssize_t got = ::read(iFrom, szBuf, iBlock);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got == 0) {
+            return 0;
+        }
+        if (got < 0 || !write_all(iTo, {szBuf, static_cast<std::size_t>(got)})) {
+            return errno;
+        }
+    }
+}
+
+// Writes what -s says into the file: standard input for "-", else the text and a newline. 0, or the
+// error number.
+int write_content(int iFile, std::size_t iBlock) {
+    if (std::strcmp(gszOpt_s, "-") == 0) {
+        return copy_all(STDIN_FILENO, iFile, iBlock);
+    }
+    return write_all(iFile, std::string(gszOpt_s) + '\n') ? 0 : errno;
+}
+
+int write_file(char *szMsg, int iFlags, std::size_t iBlock, const char *cpSuccess) {
+    unique_fd file(::open(gszOpt_n, O_WRONLY | O_NOCTTY | O_CLOEXEC | iFlags, 0666));
+    if (!file) {
+        return system_failure(szMsg, "write to ", errno);
+    }
+    int iErrno = write_content(file.get(), iBlock);
+    if (file.reset() != 0) {
+        const int iClose = errno;
+        i_FILE_CLOSE(iClose);
+        iErrno = iErrno != 0 ? iErrno : iClose;
+    }
+    if (iErrno != 0) {
+        return system_failure(szMsg, "write to ", iErrno);
+    }
+    text_print(szMsg, kMessageSize, "%s %s successful", cpSuccess, gszOpt_n);
+    return 0;
+}
+
+int create_and_write(char *szMsg) {
+    trace_log(&strLog, 1, "create and write file %s", gszOpt_n);
+    return write_file(szMsg, O_CREAT | O_TRUNC, 4096, "create and write to");
+}
+
+int write_append(char *szMsg) {
+    trace_log(&strLog, 1, "write append file %s", gszOpt_n);
+    if (file_exist(gszOpt_n) == 0) {
+        return not_found(szMsg);
+    }
+    return write_file(szMsg, O_APPEND, kDataSize, "write to");
+}
+
+int remove_old(const char *cpFile, str_log) {
+    return std::remove(cpFile);
+}
+
+int delete_file(char *szMsg) {
+    trace_log(&strLog, 1, "delete file %s", gszOpt_n);
+    const long lDays = std::strtol(gszOpt_t, nullptr, 10);
+    int iDeleted = 0;
+    if (lDays >= 1) {
+        trace_log(&strLog, 1, "delete files last accessed before %s", gszOpt_t);
+        const int iDays = lDays > INT_MAX ? INT_MAX : static_cast<int>(lDays);
+        iDeleted = i_FILE_FIND_EXEC_BEFORE(gszOpt_n, "", iDays, remove_old, strLog);
+    } else {
+        iDeleted = i_FILE_DELETE(gszOpt_n, strLog);
+    }
+    text_print(szMsg, kMessageSize, "%s is %s", gszOpt_n, "not deleted");
+    if (iDeleted != 0) {
+        text_print(szMsg, kMessageSize, "%s successfully deleted", gszOpt_n);
+    }
+    return iDeleted != 0 ? 0 : kFailed;
+}
+
+int check_existence(char *szMsg) {
+    trace_log(&strLog, 1, "check existence of file %s", gszOpt_n);
+    if (file_exist(gszOpt_n) == 0 && ::chdir(gszOpt_n) != 0) {
+        return not_found(szMsg);
+    }
+    text_print(szMsg, kMessageSize, "%s existing", gszOpt_n);
+    return 0;
+}
+
+int find_string(char *szMsg) {
+    trace_log(&strLog, 1, "find and read in file %s ", gszOpt_n);
+    if (file_exist(gszOpt_n) == 0) {
+        return not_found(szMsg);
+    }
+    text_copy(szMsg, kMessageSize, gszOpt_s);
+    if (file_search(gszOpt_n, gszOpt_s, sizeof gszOpt_s) == 1) {
+        text_copy(szMsg, kMessageSize, gszOpt_s);
+    }
+    return 0;
+}
+
 int read_ini_value(char *szMsg) {
-    static char szValue[kDataSize];
     trace_log(&strLog, 1, "read ini value from file: %s section: %s key: %s", gszOpt_n, gszOpt_s,
               gszOpt_t);
     const bool bFound =
-        i_READ_INI(gszOpt_n, gszOpt_s, gszOpt_t, szValue, sizeof szValue, szMsg, kMessageSize) == 1;
+        i_READ_INI(gszOpt_n, gszOpt_s, gszOpt_t, szBuf, sizeof szBuf, szMsg, kMessageSize) == 1;
     if (bFound) {
-        text_copy(szMsg, kMessageSize, szValue);
+        text_copy(szMsg, kMessageSize, szBuf);
     }
     trace_log(&strLog, 1, "read ini: %s", szMsg);
     return bFound ? 0 : kFailed;
@@ -39,9 +164,47 @@ int change_ini_value(char *) {
     return bChanged ? 0 : kFailed;
 }
 
+int change_mode(char *szMsg) {
+    trace_log(&strLog, 1, "make file %s executable", gszOpt_n);
+    const int iStatus = cm_chmod(gszOpt_s, gszOpt_n);
+    if (iStatus == 0) {
+        text_print(szMsg, kMessageSize, "chmod %s successful", gszOpt_n);
+        return 0;
+    }
+    if (iStatus == -1) {
+        return system_failure(szMsg, "chmod ", errno);
+    }
+    // The shell ran chmod, which has told the reason on standard error itself.
+    text_print(szMsg, kMessageSize, "chmod %s: exit status %d", gszOpt_n,
+               WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus));
+    return kFailed;
+}
+
+int read_file(char *szMsg) {
+    trace_log(&strLog, 1, "read file %s ", gszOpt_n);
+    const unique_fd file(::open(gszOpt_n, O_RDONLY | O_NOCTTY | O_CLOEXEC));
+    if (!file) {
+        return system_failure(szMsg, "read from ", errno);
+    }
+    std::fflush(stdout);
+    const int iErrno = copy_all(file.get(), STDOUT_FILENO, kDataSize);
+    if (iErrno != 0) {
+        return system_failure(szMsg, "read from ", iErrno);
+    }
+    text_print(szMsg, kMessageSize, "read from %s successful", gszOpt_n);
+    return 0;
+}
+
+int check_executable(char *szMsg) {
+    trace_log(&strLog, 1, "check if file [%s] is executable", gszOpt_n);
+    return bIsFileExecutable(gszOpt_n, szMsg, kMessageSize) == 1 ? 0 : kFailed;
+}
+
 constexpr s_MODE kModes[] = {
-    {'i', read_ini_value},
-    {'C', change_ini_value},
+    {'c', create_and_write}, {'w', write_append}, {'d', delete_file},
+    {'e', check_existence},  {'f', find_string},  {'i', read_ini_value},
+    {'C', change_ini_value}, {'m', change_mode},  {'r', read_file},
+    {'x', check_executable},
 };
 
 } // namespace

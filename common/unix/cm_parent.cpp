@@ -1,8 +1,8 @@
 // The parent process as ps shows it, see cm_parent.h.
 #include "common/unix/cm_parent.h"
 
-#include "common/common/cm_message.h"
 #include "common/common/text.h"
+#include "common/unix/cm_run.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -27,10 +27,7 @@ int get_parent_info(char *cpInfo, int iLen) {
     if (pipe == nullptr) {
         const std::string error = error_text(errno);
         std::fprintf(stderr, "popen failed for %s\n", szCommand);
-        PROT(by_language("E008-BASICS  Error in command execution %s: %s",
-                         "E008-BASICS  Fehler bei Kommandoausfuehrung %s: %s",
-                         "E008-BASICS  Fälla beim Ausfian vom Kommando %s: %s"),
-             szCommand, error.c_str());
+        v_PROT_COMMAND_ERROR(szCommand, error.c_str());
         return 0;
     }
     char szLine[512] = "";

@@ -1,5 +1,7 @@
 // Time stamps and simple date arithmetic (time_get of cm_trace.h), in local time.
+#include "common/unix/cm_time.h"
 #include "common/common/text.h"
+
 #include "common/unix/cm_trace.h"
 
 #include <climits>
@@ -109,6 +111,15 @@ bool apply_mode(const char *cpMode, std::tm *when) {
 }
 
 } // namespace
+
+void cm_strftime(std::time_t lTime, const char *cpFormat, char *cpText, int iSize) {
+    std::tm local = {};
+    localtime_r(&lTime, &local);
+    if (iSize > 0 &&
+        std::strftime(cpText, static_cast<std::size_t>(iSize), cpFormat, &local) == 0) {
+        cpText[0] = '\0';
+    }
+}
 
 char *time_get(char *cpTime) {
     const std::time_t now = std::time(nullptr);
