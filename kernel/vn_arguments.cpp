@@ -39,7 +39,9 @@ constexpr s_TEXT_OPTION kTextOptions[] = {
 bool take_text_option(int iOption, const char *cpArgument) {
     for (const s_TEXT_OPTION &option : kTextOptions) {
         if (option.cOption == iOption) {
-            text_copy(option.cpBuffer, option.iSize, cpArgument);
+            if (!text_copy(option.cpBuffer, option.iSize, cpArgument)) {
+                v_MARK_CUT(option.cpBuffer);
+            }
             return true;
         }
     }
@@ -103,10 +105,9 @@ bool take_options(int argc, char **argv) {
 
 void join_rest(int argc, char **argv) {
     for (int i = 0; i < argc; ++i) {
-        if (i > 0) {
-            text_append(gszOpt_end, " ");
+        if ((i > 0 && !text_append(gszOpt_end, " ")) || !text_append(gszOpt_end, argv[i])) {
+            v_MARK_CUT(gszOpt_end);
         }
-        text_append(gszOpt_end, argv[i]);
     }
     trace_log(&strLog, 2, "arguments end with: %s", gszOpt_end);
     if (argc > 0) {

@@ -5,6 +5,7 @@
 #include "kernel/vn_options.h"
 
 #include <csignal>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -15,11 +16,30 @@ void enter_work_directory() {
     [[maybe_unused]] const int iSts = ::chdir(gszRwWork);
 }
 
+// A write to a reader that has gone fails, it does not end the call before its result. A handler,
+// not SIG_IGN: started programs get the default again. SIGCHLD the other way round: a caller that
+// ignores it would cost us our children's status.
+void prepare_signals() {
+    ::signal(SIGPIPE, [](int) {});
+    ::signal(SIGCHLD, SIG_DFL);
+}
+
+// A standard stream that the caller has closed must not become the descriptor of one of our files.
+// What takes its place fails like it.
+void open_standard_streams() {
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (::fcntl(fd, F_GETFD) == -1) {
+            ::open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+        }
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv) {
     s_CALL call = {argc, argv, argv};
-    ::signal(SIGCHLD, SIG_DFL); // a caller that ignores it would cost us our children's status
+    prepare_signals();
+    open_standard_streams();
     v_set_log(1, 1, &strLog);
     ARGUMENTS(argc, &call.argvEnd);
     enter_work_directory();

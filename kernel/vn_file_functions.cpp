@@ -12,7 +12,6 @@
 
 #include <cctype>
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -25,7 +24,6 @@ constexpr char kNetware[] = "/NetWare";
 
 // The end of a listing: what standard output did not take is a failure.
 [[noreturn]] void end_listing() {
-    ::signal(SIGPIPE, SIG_IGN);
     const bool bWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
     std::exit(bWritten ? 0 : 2);
 }
@@ -35,12 +33,11 @@ struct s_DIRECTION {
     char cLetter; // of -m
     const char *cpName;
     const char *cpDirectory; // option, relative to gszRw
-    const char *cpDefault;   // directory without the option
 };
 
 constexpr s_DIRECTION kDirections[] = {
-    {'p', "put", gszOpt_s, "work"},
-    {'g', "get", gszOpt_t, ""},
+    {'p', "put", gszOpt_s},
+    {'g', "get", gszOpt_t},
 };
 
 const s_DIRECTION &direction_of(char cMode) {
@@ -54,11 +51,10 @@ const s_DIRECTION &direction_of(char cMode) {
     FINISH(1, szMsg);
 }
 
-// Changes into the directory of the copy.
-void enter_directory(const s_DIRECTION &direction) {
+// Changes into the directory of the copy. Returns it.
+std::string enter_directory(const s_DIRECTION &direction) {
     const bool bDefault = direction.cpDirectory[0] == '\0';
-    std::string directory =
-        std::string(gszRw) + (bDefault ? direction.cpDefault : direction.cpDirectory);
+    std::string directory = std::string(gszRw) + (bDefault ? "work" : direction.cpDirectory);
     GIVE_ME_FILE_NAME(directory.data());
     const int iSts = ::chdir(directory.c_str());
     if (iSts != 0) {
@@ -68,9 +64,11 @@ void enter_directory(const s_DIRECTION &direction) {
         FINISH(1, szMsg);
     }
     trace_log(&strLog, 1, "chdir to %s Sts= %d", directory.c_str(), iSts);
+    return directory;
 }
 
-// Has the backup client copy the file. Returns its exit status.
+// Has the backup client copy the file. Returns its exit status; for one that was killed 128 and the
+// signal, whichever process of the shell's it was.
 int run_copy(const s_DIRECTION &direction) {
     const std::string file = shell_file(gszOpt_n, QUOTES_DOUBLE);
     const std::string server = shell_quoted(std::string(gszCtrlHost) + ':' + gszPort, QUOTES_NONE);
@@ -78,10 +76,12 @@ int run_copy(const s_DIRECTION &direction) {
     if (!text_print(szCommand, "%svbc -%c -S %s \"%s\" \"%s\"",
                     shell_quoted(gszRo, QUOTES_NONE).c_str(), direction.cLetter, server.c_str(),
                     file.c_str(), file.c_str())) {
-        return 1;
+        FINISH(2, error_text(ENAMETOOLONG).c_str());
     }
     trace_log(&strLog, 1, "Cmd= %s", szCommand);
-    return i_cm_system(szCommand);
+    int iStatus = 0;
+    const int iSts = i_cm_system_status(szCommand, &iStatus);
+    return (iStatus & 0x7f) != 0 ? 128 + (iStatus & 0x7f) : iSts;
 }
 
 } // namespace
@@ -94,6 +94,11 @@ void v_LIST_DIRECTORY(s_CALL *call) {
     if (call->argc > 3 && std::strncmp(call->argv[3], kNetware, std::strlen(kNetware)) == 0) {
         i_cm_execvp("vn_sho", call->argv);
         std::exit(0);
+    }
+    if (bIS_CUT(gszOpt_end)) {
+        std::fprintf(stderr, "ERROR: opendir( %s ) returned errno (%d): %s\n", gszOpt_end,
+                     ENAMETOOLONG, error_text(ENAMETOOLONG).c_str());
+        end_listing();
     }
     const unique_memory<sFormat> info(static_cast<sFormat *>(std::calloc(1, sizeof(sFormat))));
     if (!info) {
@@ -116,6 +121,9 @@ void CREATE_DIR_CLIENT() {
     if (gszOpt_n[0] == '\0') {
         FINISH(1, "missing directory via -n");
     }
+    if (bIS_CUT(gszOpt_n)) {
+        FINISH(1, error_text(ENAMETOOLONG).c_str());
+    }
     if (::chdir(gszOpt_n) == 0) {
         trace_log(&strLog, 1, "CREATE_DIR_CLIENT: directory [%s] exists", gszOpt_n);
         FINISH(0, gszOpt_n);
@@ -133,14 +141,15 @@ void FILE_COPY() {
         FINISH(1, "missing file name in -n");
     }
     const s_DIRECTION &direction = direction_of(gszOpt_m[0]);
-    enter_directory(direction);
+    if (bIS_CUT(gszOpt_n) || bIS_CUT(direction.cpDirectory)) {
+        FINISH(2, error_text(ENAMETOOLONG).c_str());
+    }
+    const std::string directory = enter_directory(direction);
     const int iSts = run_copy(direction);
     if (iSts == 0 && direction.cLetter == 'p' && gszOpt_m[1] == 'd') {
-        // The process is in the directory of the copy: the name is that of the file copied.
-        char szFile[sizeof gszOpt_n];
-        text_copy(szFile, gszOpt_n);
-        std::remove(GIVE_ME_FILE_NAME(szFile));
-        trace_log(&strLog, 1, "deleted %s", szFile);
+        // The process is in the directory of the copy, the name is the one that was copied.
+        std::remove(gszOpt_n);
+        trace_log(&strLog, 1, "deleted %s/%s", directory.c_str(), gszOpt_n);
     }
     trace_log(&strLog, 1, "--- FILE_COPY ");
     FINISH(iSts, gszOpt_n);

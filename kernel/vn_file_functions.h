@@ -10,7 +10,7 @@
 // Function D: 0 and a message when the directory -n is there or was created, 1 when it was not.
 [[noreturn]] void CREATE_DIR_CLIENT();
 
-// Function f: copies the file -n from ("g") or to ("p", with "d" the file is deleted afterwards) the
-// backup server, as -m says. The status is that of the backup client that copies, the message the
-// file's name.
+// Function f: copies the file -n from ("g") or to ("p", with "d" the file is deleted afterwards)
+// the backup server, as -m says. The status is that of the backup client that copies, the message
+// the file's name.
 [[noreturn]] void FILE_COPY();

@@ -11,7 +11,6 @@
 #include "kernel/vn_options.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -59,7 +58,6 @@ void print_record(const char *cpStatus, const char *cpMsg) {
 } // namespace
 
 void FINISH(int iSts, const char *cpMsg) {
-    ::signal(SIGPIPE, SIG_IGN); // no child starts from here on that could inherit it
     char szMsg[kMessageSize];
     text_copy(szMsg, cpMsg);
     const char *cpStatus = status_word(iSts);

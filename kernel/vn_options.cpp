@@ -1,6 +1,9 @@
 // The state of a call, see vn_options.h.
 #include "kernel/vn_options.h"
 
+#include <algorithm>
+#include <iterator>
+
 char gcFunc = FUNCTION_UNKNOWN;
 s_FLAG gFlag = {};
 
@@ -32,3 +35,19 @@ char gszRw[512];
 
 str_log strLog = {};
 char tmp_sc[34500];
+
+namespace {
+
+const char *pCut[16]; // more than there are options; null behind the last
+
+} // namespace
+
+void v_MARK_CUT(const char *cpBuffer) {
+    if (!bIS_CUT(cpBuffer)) {
+        *std::find(std::begin(pCut), std::end(pCut) - 1, nullptr) = cpBuffer;
+    }
+}
+
+bool bIS_CUT(const char *cpBuffer) {
+    return std::find(std::begin(pCut), std::end(pCut), cpBuffer) != std::end(pCut);
+}

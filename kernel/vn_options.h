@@ -42,5 +42,10 @@ extern char gszRwTmp[512];
 extern char gszRwWork[512]; // the process works in it
 extern char gszRw[512];     // stays empty: names below it are relative to the work directory
 
+// Remembers that the text of an option did not fit its buffer, and tells whether that was so. A cut
+// text may be shown, but not be used as the name of a file or as a command.
+void v_MARK_CUT(const char *cpBuffer);
+bool bIS_CUT(const char *cpBuffer);
+
 extern str_log strLog;
 extern char tmp_sc[34500]; // scratch text

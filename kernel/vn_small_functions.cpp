@@ -10,7 +10,7 @@
 void v_EXIST_FILE(s_CALL *) {
     char szMsg[256];
     trace_log(&strLog, 1, "check existence of file %s ", gszOpt_n);
-    const bool bExists = file_exist(gszOpt_n) == 1;
+    const bool bExists = !bIS_CUT(gszOpt_n) && file_exist(gszOpt_n) == 1;
     text_print(szMsg, "%s %s", gszOpt_n, bExists ? "exists" : "doesn't exist");
     FINISH(bExists ? 0 : 1, szMsg);
 }

@@ -45,10 +45,10 @@ int not_found(char *szMsg) {
     return kFailed;
 }
 
-// Copies a descriptor to its end in blocks of iBlock bytes. 0, or the error number.
-int copy_all(int iFrom, int iTo, std::size_t iBlock) {
+// Copies a descriptor to its end. 0, or the error number.
+int copy_all(int iFrom, int iTo) {
     for (;;) {
-        const ssize_t got = ::read(iFrom, szBuf, iBlock);
+        const ssize_t got = ::read(iFrom, szBuf, sizeof szBuf);
         if (got < 0 && errno == EINTR) {
             continue;
         }
@@ -63,25 +63,25 @@ int copy_all(int iFrom, int iTo, std::size_t iBlock) {
 
 // Writes what -s says into the file: standard input for "-", else the text and a newline. 0, or the
 // error number.
-int write_content(int iFile, std::size_t iBlock) {
+int write_content(int iFile) {
     if (std::strcmp(gszOpt_s, "-") == 0) {
-        return copy_all(STDIN_FILENO, iFile, iBlock);
+        return copy_all(STDIN_FILENO, iFile);
     }
     return write_all(iFile, std::string(gszOpt_s) + '\n') ? 0 : errno;
 }
 
-int write_file(char *szMsg, int iFlags, std::size_t iBlock, const char *cpSuccess) {
+int write_file(char *szMsg, int iFlags, const char *cpSuccess) {
     unique_fd file(::open(gszOpt_n, O_WRONLY | O_NOCTTY | O_CLOEXEC | iFlags, 0666));
     if (!file) {
         return system_failure(szMsg, "write to ", errno);
     }
-    int iErrno = write_content(file.get(), iBlock);
-    if (file.reset() != 0) {
-        const int iClose = errno;
-        i_FILE_CLOSE(iClose);
-        iErrno = iErrno != 0 ? iErrno : iClose;
+    int iErrno = write_content(file.get());
+    if (file.reset() != 0 && iErrno == 0) {
+        iErrno = errno;
     }
     if (iErrno != 0) {
+        errno = iErrno; // a disk that is full may show in a write as well as in the close
+        i_FILE_CLOSE(iErrno);
         return system_failure(szMsg, "write to ", iErrno);
     }
     text_print(szMsg, kMessageSize, "%s %s successful", cpSuccess, gszOpt_n);
@@ -90,7 +90,7 @@ int write_file(char *szMsg, int iFlags, std::size_t iBlock, const char *cpSucces
 
 int create_and_write(char *szMsg) {
     trace_log(&strLog, 1, "create and write file %s", gszOpt_n);
-    return write_file(szMsg, O_CREAT | O_TRUNC, 4096, "create and write to");
+    return write_file(szMsg, O_CREAT | O_TRUNC, "create and write to");
 }
 
 int write_append(char *szMsg) {
@@ -98,7 +98,7 @@ int write_append(char *szMsg) {
     if (file_exist(gszOpt_n) == 0) {
         return not_found(szMsg);
     }
-    return write_file(szMsg, O_APPEND, kDataSize, "write to");
+    return write_file(szMsg, O_APPEND, "write to");
 }
 
 int remove_old(const char *cpFile, str_log) {
@@ -116,11 +116,12 @@ int delete_file(char *szMsg) {
     } else {
         iDeleted = i_FILE_DELETE(gszOpt_n, strLog);
     }
-    text_print(szMsg, kMessageSize, "%s is %s", gszOpt_n, "not deleted");
-    if (iDeleted != 0) {
-        text_print(szMsg, kMessageSize, "%s successfully deleted", gszOpt_n);
+    if (iDeleted == 0) {
+        text_print(szMsg, kMessageSize, "%s is not deleted", gszOpt_n);
+        return kFailed;
     }
-    return iDeleted != 0 ? 0 : kFailed;
+    text_print(szMsg, kMessageSize, "%s successfully deleted", gszOpt_n);
+    return 0;
 }
 
 int check_existence(char *szMsg) {
@@ -187,7 +188,7 @@ int read_file(char *szMsg) {
         return system_failure(szMsg, "read from ", errno);
     }
     std::fflush(stdout);
-    const int iErrno = copy_all(file.get(), STDOUT_FILENO, kDataSize);
+    const int iErrno = copy_all(file.get(), STDOUT_FILENO);
     if (iErrno != 0) {
         return system_failure(szMsg, "read from ", iErrno);
     }
@@ -214,6 +215,9 @@ void USEFILE() {
     trace_log(&strLog, 1, "+++ USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
     if (gszOpt_n[0] == '\0') {
         FINISH(1, "missing filename via -n");
+    }
+    if (bIS_CUT(gszOpt_n)) {
+        FINISH(system_failure(szMsg, "", ENAMETOOLONG), szMsg);
     }
     resolve_path(gszOpt_n, sizeof gszOpt_n);
     if (gszOpt_m[0] == '\0') {

@@ -105,11 +105,8 @@ void visit(const std::string &path, std::time_t lCutOff, t_FILE_ACTION fn, str_l
 int i_FILE_DELETE(const char *source, str_log strLog) {
     char szName[kNameSize];
     int iResult = 0;
-    const bool bFits = text_copy(szName, source);
-    if (bFits) {
-        resolve_reference(szName, sizeof szName);
-        szPath2Unix(szName);
-    }
+    const bool bFits = resolve_name(source, szName, sizeof szName);
+    szPath2Unix(szName);
     trace_log(&strLog, 1, "+++ FILE_DELETE %s :== %s", source, szName);
     if (!bFits) {
         trace_log(&strLog, 1, "could not remove %s: (%d) %s", source, ENAMETOOLONG,
@@ -126,8 +123,7 @@ int i_FILE_DELETE(const char *source, str_log strLog) {
 int i_FILE_FIND_EXEC_BEFORE(const char *cpFilePattern, const char *cpDate, int iDays,
                             t_FILE_ACTION fn, str_log strLog) {
     char szPattern[512]; // what the iterator takes
-    const bool bFits = text_copy(szPattern, cpFilePattern);
-    resolve_reference(szPattern, sizeof szPattern);
+    const bool bFits = resolve_name(cpFilePattern, szPattern, sizeof szPattern);
     const std::string directory = directory_of(szPattern);
     trace_log(&strLog, 1, "+++ KRL i_FILE_FIND_EXEC_BEFORE in %s  file:%s  days:%d   date:%s",
               directory.c_str(), cpFilePattern, iDays, cpDate);

@@ -14,10 +14,12 @@
 namespace {
 
 // What is looked for in a line: a text, or two of which both or either must be there.
+enum e_OPERATOR { ONE_TEXT, BOTH_TEXTS, EITHER_TEXT };
+
 struct s_SEARCH {
+    e_OPERATOR eOperator;
     std::string first;
-    std::string second; // empty when there is only one
-    bool bBoth;
+    std::string second;
     bool bReturnLine;
 };
 
@@ -29,16 +31,16 @@ s_SEARCH search_of(std::string text) {
     }
     struct s_MARKER {
         const char *cpText;
-        bool bBoth;
+        e_OPERATOR eOperator;
     };
-    constexpr s_MARKER kMarkers[] = {{"|AND|", true}, {"|OR|", false}};
+    constexpr s_MARKER kMarkers[] = {{"|AND|", BOTH_TEXTS}, {"|OR|", EITHER_TEXT}};
     search.first = text;
     for (const s_MARKER &marker : kMarkers) {
         const std::size_t place = text.find(marker.cpText);
         if (place != std::string::npos) {
             search.first = text.substr(0, place);
             search.second = text.substr(place + std::strlen(marker.cpText));
-            search.bBoth = marker.bBoth;
+            search.eOperator = marker.eOperator;
             break;
         }
     }
@@ -47,11 +49,15 @@ s_SEARCH search_of(std::string text) {
 
 bool matches(const s_SEARCH &search, const char *cpLine) {
     const bool bFirst = std::strstr(cpLine, search.first.c_str()) != nullptr;
-    if (search.second.empty()) {
+    const bool bSecond = std::strstr(cpLine, search.second.c_str()) != nullptr;
+    switch (search.eOperator) {
+    case BOTH_TEXTS:
+        return bFirst && bSecond;
+    case EITHER_TEXT:
+        return bFirst || bSecond;
+    default:
         return bFirst;
     }
-    const bool bSecond = std::strstr(cpLine, search.second.c_str()) != nullptr;
-    return search.bBoth ? bFirst && bSecond : bFirst || bSecond;
 }
 
 } // namespace
@@ -66,8 +72,7 @@ int file_search(const char *cpFile, char *cpSearchString, int iLength) {
         return 0;
     }
     char szFile[1024];
-    const bool bFits = text_copy(szFile, cpFile);
-    resolve_reference(szFile, sizeof szFile);
+    const bool bFits = resolve_name(cpFile, szFile, sizeof szFile);
     errno = ENAMETOOLONG;
     const unique_file file(bFits ? std::fopen(szFile, "re") : nullptr);
     if (!file) {

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -58,8 +59,11 @@ int file_exist(const char *source) {
     if (source[0] == '\0') {
         return 0;
     }
-    // O_NONBLOCK: a pipe without a writer exists, too.
-    unique_fd file(::open(source, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (::stat(source, &status) == 0 && S_ISFIFO(status.st_mode)) {
+        return ::access(source, R_OK) == 0 ? 1 : 0; // opening would wait for, or take, a writer
+    }
+    unique_fd file(::open(source, O_RDONLY | O_NOCTTY | O_CLOEXEC));
     if (!file) {
         return 0;
     }
@@ -73,14 +77,11 @@ int file_copy(const char *cpSource, const char *cpTarget) {
     char szSource[256];
     char szTarget[256];
     char szCommand[512] = "";
-    bool bFits = text_copy(szSource, cpSource) && text_copy(szTarget, cpTarget);
-    if (bFits) {
-        resolve_reference(szSource, sizeof szSource);
-        resolve_reference(szTarget, sizeof szTarget);
-        bFits = text_print(szCommand, "umask 000; cp '%s' '%s'",
-                           shell_file(szSource, QUOTES_SINGLE).c_str(),
-                           shell_file(szTarget, QUOTES_SINGLE).c_str());
-    }
+    const bool bFits = resolve_name(cpSource, szSource, sizeof szSource) &&
+                       resolve_name(cpTarget, szTarget, sizeof szTarget) &&
+                       text_print(szCommand, "umask 000; cp '%s' '%s'",
+                                  shell_file(szSource, QUOTES_SINGLE).c_str(),
+                                  shell_file(szTarget, QUOTES_SINGLE).c_str());
     const int iStatus = bFits ? i_cm_system(szCommand) : 1;
     if (iStatus != 0) {
         report_copy_error(cpSource, cpTarget, bFits ? szCommand : error_text(ENAMETOOLONG).c_str());
@@ -94,9 +95,8 @@ int i_CREATE_DIR_LOCAL(const char *cpPath, char *cpMsg, str_log strLog) {
     trace_log(&strLog, 1, "+++ i_CREATE_DIR_LOCAL: %s", cpPath);
     struct stat status = {};
     int iResult = 0;
-    int iErrno = text_copy(szPath, cpPath) ? 0 : ENAMETOOLONG;
+    int iErrno = resolve_name(cpPath, szPath, sizeof szPath) ? 0 : ENAMETOOLONG;
     if (iErrno == 0) {
-        resolve_reference(szPath, sizeof szPath);
         szPath2Unix(szPath);
         const std::size_t length = std::strlen(szPath);
         if (length > 0 && szPath[length - 1] == '/') {
@@ -128,6 +128,7 @@ int i_FILE_CLOSE(int iErrno) {
     if (iCurrent != EDEADLK && iCurrent != ENFILE && iCurrent != ENOSPC) {
         return 0;
     }
+    i_setenv_vorna("vn_alarm");
     char szCommand[512];
     text_print(szCommand, "vn_alarm FILE_SYSTEM \"%s\"",
                shell_quoted(szError, QUOTES_DOUBLE).c_str());

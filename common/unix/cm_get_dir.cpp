@@ -27,8 +27,7 @@ s_SEARCH &search() {
 bool start_search(const char *cpFile, str_log *strLog) {
     constexpr int kFileSize = 512;
     char szFile[kFileSize];
-    const bool bFits = text_copy(szFile, cpFile);
-    resolve_reference(szFile, kFileSize);
+    const bool bFits = resolve_name(cpFile, szFile, kFileSize);
     trace_log(strLog, 2, "+++ iGET_DIR: %s -> %s", cpFile, szFile);
     const std::string_view file = szFile;
     const std::size_t iName = file.rfind('/') + 1; // 0 without a "/"
@@ -47,6 +46,7 @@ bool start_search(const char *cpFile, str_log *strLog) {
 
 // The next matching name, null at the end.
 const char *next_match(str_log *strLog) {
+    errno = 0;
     while (const dirent *entry = ::readdir(search().directory.get())) {
         const char *cpName = entry->d_name;
         trace_log(strLog, 3, "check: %s %s", search().pattern.c_str(), cpName);
@@ -54,6 +54,10 @@ const char *next_match(str_log *strLog) {
             ::fnmatch(search().pattern.c_str(), cpName, 0) == 0) {
             return cpName;
         }
+        errno = 0;
+    }
+    if (errno != 0) {
+        trace_log(strLog, 1, "iGET_DIR: Error in readdir(): %s", error_text(errno).c_str());
     }
     return nullptr;
 }
@@ -69,11 +73,8 @@ int i_GET_DIR(const char *cpFile, vn_dirent *pDE, str_log strLog) {
         }
     } else {
         trace_log(&strLog, 2, "+++ iGET_DIR: find next file");
-        if (!search().directory) {
-            return 0;
-        }
     }
-    const char *cpFound = next_match(&strLog);
+    const char *cpFound = search().directory ? next_match(&strLog) : nullptr;
     if (cpFound != nullptr) {
         text_copy(pDE->d_name, cpFound);
         trace_log(&strLog, 2, "found valid file >%s<", pDE->d_name);

@@ -44,8 +44,8 @@ void vDelete() {
 }
 
 int iCompare(const sFormat *cpInfo1, const sFormat *cpInfo2) {
-    const int iBase = cpInfo1->cBaseType - cpInfo2->cBaseType;
-    return iBase != 0 ? iBase : std::strcmp(cpInfo1->szCurFullFileName, cpInfo2->szCurFullFileName);
+    return listing_compare(static_cast<char>(cpInfo1->cBaseType), cpInfo1->szCurFullFileName,
+                           static_cast<char>(cpInfo2->cBaseType), cpInfo2->szCurFullFileName);
 }
 
 void vShow(sFormat *cpInfo) {

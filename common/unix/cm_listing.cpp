@@ -31,6 +31,7 @@ struct s_NODE {
     std::uint32_t iNameLength;
     char cBaseType;
     char cType;
+    bool bTimes; // the times are texts
 };
 
 struct s_LIST {
@@ -73,7 +74,8 @@ char *put_text(char *out, std::string_view text) {
 
 // Copies the entry behind the nodes. False, with a message, when memory runs out.
 bool append_node(s_LIST *l, const s_ENTRY &e) {
-    const bool bTexts = !e.info.empty() || !e.creatTime.empty() || !e.modTime.empty();
+    const bool bTimes = e.creatTime.data() != nullptr;
+    const bool bTexts = bTimes || !e.info.empty();
     const std::size_t iTexts =
         bTexts ? e.creatTime.size() + e.modTime.size() + e.info.size() + 3 : 0;
     char *text = text_space(l, e.name.size() + 1 + iTexts);
@@ -88,14 +90,12 @@ bool append_node(s_LIST *l, const s_ENTRY &e) {
         put_text(put_text(put_text(texts, e.creatTime), e.modTime), e.info);
     }
     l->nodes.push_back({text, bTexts ? texts : nullptr, e.lCreatTime, e.lModTime, e.dSize,
-                        static_cast<std::uint32_t>(e.name.size()), e.cBaseType, e.cType});
+                        static_cast<std::uint32_t>(e.name.size()), e.cBaseType, e.cType, bTimes});
     return true;
 }
 
 int compare(const s_NODE &a, const s_NODE &b) {
-    const int iBase =
-        static_cast<unsigned char>(a.cBaseType) - static_cast<unsigned char>(b.cBaseType);
-    return iBase != 0 ? iBase : std::strcmp(a.cpName, b.cpName);
+    return listing_compare(a.cBaseType, a.cpName, b.cBaseType, b.cpName);
 }
 
 // A node with what decides most comparisons: the base type and the name's first seven characters
@@ -202,7 +202,7 @@ const char *time_text(long long lTime) {
 }
 
 void append_time(std::string *line, std::string_view text, long long lTime) {
-    if (text.empty()) {
+    if (text.data() == nullptr) {
         line->append(time_text(lTime));
     } else {
         line->append(text);
@@ -245,9 +245,13 @@ s_ENTRY entry_of(const s_NODE &node) {
         node.cBaseType, node.cType, {node.cpName, node.iNameLength}, {}, {}, {}, node.lCreatTime,
         node.lModTime,  node.dSize};
     if (node.cpTexts != nullptr) {
-        e.creatTime = node.cpTexts;
-        e.modTime = node.cpTexts + e.creatTime.size() + 1;
-        e.info = e.modTime.data() + e.modTime.size() + 1;
+        const std::string_view creatTime = node.cpTexts;
+        const std::string_view modTime = creatTime.data() + creatTime.size() + 1;
+        e.info = modTime.data() + modTime.size() + 1;
+        if (node.bTimes) {
+            e.creatTime = creatTime;
+            e.modTime = modTime;
+        }
     }
     return e;
 }
@@ -296,6 +300,12 @@ void listing_output() {
 void listing_delete() {
     delete pList;
     pList = nullptr;
+}
+
+int listing_compare(char cBaseType1, const char *cpName1, char cBaseType2, const char *cpName2) {
+    const int iBase =
+        static_cast<unsigned char>(cBaseType1) - static_cast<unsigned char>(cBaseType2);
+    return iBase != 0 ? iBase : std::strcmp(cpName1, cpName2);
 }
 
 void listing_show(const s_ENTRY &entry) {

@@ -10,7 +10,7 @@ struct s_ENTRY {
     char cType;
     std::string_view name;      // full name
     std::string_view info;      // what is known of a mount
-    std::string_view creatTime; // the times as texts; where they are empty the numbers count
+    std::string_view creatTime; // the times as texts; where they are null the numbers count
     std::string_view modTime;
     long long lCreatTime; // seconds since the epoch
     long long lModTime;
@@ -31,6 +31,9 @@ void listing_output();
 
 // Frees all entries.
 void listing_delete();
+
+// The order of the list: below 0, 0, above 0 by base type, then by name, byte by byte.
+int listing_compare(char cBaseType1, const char *cpName1, char cBaseType2, const char *cpName2);
 
 // Prints one entry's line on standard output.
 void listing_show(const s_ENTRY &entry);

@@ -79,3 +79,10 @@ int resolve_path(char *cpPath, int size) {
 int resolve_reference(char *cpName, int size) {
     return resolve_glbv(cpName, size) == 1 ? 1 : resolve_path(cpName, size);
 }
+
+bool resolve_name(const char *cpName, char *szName, int iSize) {
+    char szWhole[4096]; // more than a system takes as a name
+    const bool bFits = text_copy(szWhole, cpName);
+    resolve_reference(szWhole, sizeof szWhole);
+    return text_copy(szName, iSize, szWhole) && bFits;
+}

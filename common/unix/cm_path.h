@@ -20,6 +20,10 @@ int resolve_path(char *cpPath, int size);
 // and if these do not know it, through "[Pathes]". Returns 1.
 int resolve_reference(char *cpName, int size);
 
+// Fills szName (iSize bytes) with a name in which a reference is resolved. False when it does not
+// fit: what is there then is not the name.
+bool resolve_name(const char *cpName, char *szName, int iSize);
+
 // Prepares the environment for the command line cpCommand: PATH gets the installation's program
 // directories, PGPORT the database's port, LD_LIBRARY_PATH the directory that a NetWare program
 // needs. What the command needs is told by its first word. Returns 1; 0 with a line on standard

@@ -71,7 +71,7 @@ int READ_PERFORMANCE_FILE(const char *cpDevice, const char *cpVnsNr, char *cpRet
     constexpr int kReturnSize = 10240;
     char szFile[1024];
     text_print(szFile, "gv_rw_info:perf_%s.log", cpVnsNr);
-    resolve_reference(szFile, sizeof szFile);
+    resolve_path(szFile, sizeof szFile);
     trace_log(&strLog, 2, "+++ READ_PERFORMANCE_FILE  %s  %s  %s", cpDevice, cpVnsNr, szFile);
     s_FIGURES f = {};
     if (!read_whole_file(szFile, &f, &strLog)) {

@@ -185,6 +185,12 @@ void v_PROT_COMMAND_ERROR(const char *cpSubject, const char *cpText) {
 }
 
 int i_cm_system(const char *cpCmd) {
+    int iStatus = 0;
+    return i_cm_system_status(cpCmd, &iStatus);
+}
+
+int i_cm_system_status(const char *cpCmd, int *piStatus) {
+    *piStatus = 0;
     i_setenv_vorna(cpCmd);
     if (cpCmd == nullptr) {
         return 1;
@@ -201,12 +207,11 @@ int i_cm_system(const char *cpCmd) {
         ::execve("/bin/sh", const_cast<char *const *>(argv), environ);
         fail_in_child("start_system", kShellOffset);
     }
-    int iStatus = 0;
-    if (!wait_for(child, &iStatus, WUNTRACED)) {
-        report_no_child("start_system", szSubject, &iStatus);
+    if (!wait_for(child, piStatus, WUNTRACED)) {
+        report_no_child("start_system", szSubject, piStatus);
     }
-    inspect_shell_status(szSubject, iStatus);
-    return exit_code(iStatus);
+    inspect_shell_status(szSubject, *piStatus);
+    return exit_code(*piStatus);
 }
 
 int start_system(const char *cpCmd) {
@@ -214,6 +219,9 @@ int start_system(const char *cpCmd) {
 }
 
 int start_proc(const char *cpCmd) {
+    if (cpCmd == nullptr) {
+        return i_cm_system(cpCmd);
+    }
     char szProgram[768];
     str_elem(0, ' ', cpCmd, szProgram);
     if (!exists(szProgram)) {

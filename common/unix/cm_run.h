@@ -8,7 +8,11 @@
 // not be started gives errno + 160.
 int i_cm_system(const char *cpCmd);
 
-// The same.
+// The same for callers to whom a shell that was killed is no success: fills *piStatus with the raw
+// wait status.
+int i_cm_system_status(const char *cpCmd, int *piStatus);
+
+// The same as i_cm_system.
 int start_system(const char *cpCmd);
 
 // The same for a command whose program (the first word) must exist as it stands or in the directory

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
@@ -162,13 +163,14 @@ void sort_in(std::string_view name, char cBaseType, char cType, const struct sta
                   static_cast<double>(status.st_size)});
 }
 
-// A field of the mount table: blanks and backslashes in it are octal escapes.
-std::string mount_field(std::string_view field) {
+// A mount point as the table writes it: blanks and the like are octal escapes.
+std::string mount_point(std::string_view field) {
     std::string text;
     for (std::size_t i = 0; i < field.size(); ++i) {
-        int iCode = 0;
-        if (field[i] == '\\' && std::sscanf(std::string(field.substr(i + 1, 3)).c_str(), "%3o",
-                                            reinterpret_cast<unsigned *>(&iCode)) == 1) {
+        unsigned iCode = 0;
+        const char *code = field.data() + i + 1;
+        if (field[i] == '\\' && i + 3 < field.size() &&
+            std::from_chars(code, code + 3, iCode, 8).ptr == code + 3) {
             text += static_cast<char>(iCode);
             i += 3;
         } else {
@@ -183,10 +185,10 @@ void add_mount(const std::string &root, std::string_view line) {
     std::string fields[4]; // device, mount point, type, options
     for (std::string &field : fields) {
         const std::size_t iEnd = std::min(line.find(' '), line.size());
-        field = mount_field(line.substr(0, iEnd));
+        field = line.substr(0, iEnd);
         line.remove_prefix(std::min(iEnd + 1, line.size()));
     }
-    const std::string &point = fields[1];
+    const std::string point = mount_point(fields[1]);
     const std::size_t iSlash = point.rfind('/');
     const std::string parent = point.substr(0, iSlash == std::string::npos ? 0 : iSlash);
     struct stat status = {};
@@ -255,13 +257,18 @@ void add_entries(const std::string &root) {
         full += '/';
     }
     const std::size_t iRoot = full.size();
+    errno = 0;
     while (const dirent *entry = ::readdir(directory.get())) {
         const char *cpName = entry->d_name;
-        if (std::strcmp(cpName, ".") == 0 || std::strcmp(cpName, "..") == 0) {
-            continue;
+        if (std::strcmp(cpName, ".") != 0 && std::strcmp(cpName, "..") != 0) {
+            full.replace(iRoot, std::string::npos, cpName);
+            add_entry(::dirfd(directory.get()), cpName, full);
         }
-        full.replace(iRoot, std::string::npos, cpName);
-        add_entry(::dirfd(directory.get()), cpName, full);
+        errno = 0;
+    }
+    if (errno != 0) {
+        std::fprintf(stderr, "ERROR: readdir( %s ) returned errno (%d): %s\n", root.c_str(), errno,
+                     error_text(errno).c_str());
     }
 }
 

@@ -112,6 +112,9 @@ bool apply_mode(const char *cpMode, std::tm *when) {
 
 } // namespace
 
+// The compiler checks the format where cm_strftime is called.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 void cm_strftime(std::time_t lTime, const char *cpFormat, char *cpText, int iSize) {
     std::tm local = {};
     localtime_r(&lTime, &local);
@@ -120,6 +123,7 @@ void cm_strftime(std::time_t lTime, const char *cpFormat, char *cpText, int iSiz
         cpText[0] = '\0';
     }
 }
+#pragma GCC diagnostic pop
 
 char *time_get(char *cpTime) {
     const std::time_t now = std::time(nullptr);
