@@ -16,6 +16,7 @@
 namespace {
 
 constexpr int kParamSize = 2048;
+constexpr std::size_t kVariableLength = 250; // a longer name is no variable's, but a long path
 constexpr char kTruncated[] = "... truncated";
 
 } // namespace
@@ -48,6 +49,9 @@ int resolve_glbv(char *cpName, int size) {
         char szName[768];
         str_elem(0, ':', cpName, szName);
         name = szName;
+    }
+    if (name.size() > kVariableLength) {
+        return 0;
     }
     char szValue[GLBV_VALUE_SIZE];
     glbv('r', name.data(), szValue);

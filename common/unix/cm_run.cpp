@@ -223,7 +223,9 @@ int start_proc(const char *cpCmd) {
         return i_cm_system(cpCmd);
     }
     char szProgram[768];
-    str_elem(0, ' ', cpCmd, szProgram);
+    if (str_elem(0, ' ', cpCmd, szProgram) != 1) {
+        return -3;
+    }
     if (!exists(szProgram)) {
         char szName[] = "gv_ro_bin";
         char szDirectory[GLBV_VALUE_SIZE];

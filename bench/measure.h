@@ -1,0 +1,101 @@
+// What the measurements share: running a program and taking its times and memory, medians, a
+// directory that goes away.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <stdexcept>
+#include <string>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace measure {
+
+// What one run of a program took.
+struct Cost {
+    double wall = 0; // seconds
+    double cpu = 0;  // seconds, user and system, with its children
+    long peak = 0;   // KiB of memory
+};
+
+// Where a program reads and writes; standard error goes to /dev/null.
+struct Files {
+    std::string in = "/dev/null";
+    std::string out = "/dev/null"; // truncated, or made
+};
+
+inline double seconds(const timeval &t) {
+    return static_cast<double>(t.tv_sec) + 1e-6 * static_cast<double>(t.tv_usec);
+}
+
+// The child's side of a run.
+[[noreturn]] inline void execute(const std::vector<const char *> &arguments, const Files &files) {
+    const int fds[] = {open(files.in.c_str(), O_RDONLY),
+                       open(files.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600),
+                       open("/dev/null", O_WRONLY)};
+    for (int i = 0; i < 3; ++i) {
+        dup2(fds[i], i);
+    }
+    execv(arguments[0], const_cast<char *const *>(arguments.data()));
+    _exit(127);
+}
+
+// Runs a program (a full path and its arguments) to its end. Throws when it fails.
+inline Cost run(const std::vector<std::string> &command, const Files &files = {}) {
+    std::vector<const char *> arguments;
+    for (const std::string &argument : command) {
+        arguments.push_back(argument.c_str());
+    }
+    arguments.push_back(nullptr);
+    const auto begin = std::chrono::steady_clock::now();
+    const pid_t child = fork();
+    if (child == 0) {
+        execute(arguments, files);
+    }
+    int status = 0;
+    rusage usage = {};
+    if (child < 0 || wait4(child, &status, 0, &usage) != child || status != 0) {
+        throw std::runtime_error(command[0] + " failed");
+    }
+    const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - begin;
+    return {wall.count(), seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_maxrss};
+}
+
+inline double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// A directory with an installation of the agent in it, which VORNA_INI names; removed at the end.
+class Workplace {
+public:
+    Workplace() {
+        if (mkdtemp(path_) == nullptr) {
+            throw std::runtime_error("mkdtemp failed");
+        }
+        const std::string make = std::string("'" VN_SANDBOX_DIR "/make_installation' ") + path_;
+        if (std::system((make + " >/dev/null").c_str()) != 0 ||
+            setenv("VORNA_INI", path("vorna.ini").c_str(), 1) != 0) {
+            throw std::runtime_error("no installation");
+        }
+    }
+    ~Workplace() {
+        if (std::system((std::string("rm -rf ") + path_).c_str()) != 0) {
+            std::fprintf(stderr, "%s remains\n", path_);
+        }
+    }
+    Workplace(const Workplace &) = delete;
+    Workplace &operator=(const Workplace &) = delete;
+
+    std::string path(const std::string &name) const { return std::string(path_) + '/' + name; }
+
+private:
+    char path_[32] = "/tmp/vn_bench.XXXXXX";
+};
+
+} // namespace measure

@@ -1,0 +1,96 @@
+// The functions on files end to end: dir, u in all its modes, D and f.
+#include "tests/support/installation.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <sys/stat.h>
+#include <tuple>
+
+using namespace vn_test;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Calls the agent from a shell, in which "$1" is the name. What it prints and its record, if it
+// has a message, are compared in whole.
+void expect(const Installation &in, const std::string &command, int status, const std::string &out,
+            const std::string &message, const std::string &name = "") {
+    std::string err = "ID=7\nSTATUS=";
+    err += (status == 0   ? "SUCCESS"
+            : status == 1 ? "WARNING"
+                          : "ERROR") +
+           (" MSG=" + message) + "\n";
+    EXPECT_EQ(
+        run_program({"/bin/sh", "-c", "\"$0\" -r -i 7 -f " + command, VN_CLIENT_PROGRAM, name},
+                    {"PATH=/usr/bin:/bin", "LC_ALL=C", "VORNA_INI=" + in.path("vorna.ini")},
+                    {"", {}, in.path("rw/work")}),
+        (CallResult{status, out, message.empty() ? "" : err}))
+        << command << name;
+}
+
+TEST(AgentFiles, UseFileDirAndCreate) {
+    Installation in;
+    const std::string f = in.path("rw/work/f"), old = in.path("rw/work/old"), x(200000, '\xff');
+    const std::string over = f.substr(0, f.size() - 1) + std::string(511 - f.size(), '/') + "ff";
+    write_file(in.path("rw/work/in"), x + '\0');
+    write_file(old, "");
+    fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(96));
+    ASSERT_EQ(mkfifo(in.path("rw/work/p").c_str(), 0600), 0);
+    const std::tuple<std::string, int, std::string, std::string> cases[] = {
+        {"u -m c -n f -s - <in", 0, "", "create and write to f successful"},
+        {"u -m w -n f -s 'a %s%n'", 0, "", "write to f successful"},
+        {"u -m r -n f", 0, x + '\0' + "a %s%n\n", ""},
+        {"u -m r -n f >/dev/full", 2, "", ""},
+        {"u -m r -n f >&-", 2, "", ""},
+        {"u -m r -n f | :", 0, "", ""},
+        {"d . >/dev/full", 2, "", ""},
+        {"d . >&-", 2, "", ""},
+        {"u -m r -n p & echo a >p; wait", 0, "a\n", ""},
+        {"u -n p", 0, "", ""},
+        {"u -n /", 0, "", ""},
+        {"u -m c -n gv_rw_work:f -s 'a b\nc'", 0, "", "create and write to " + f + " successful"},
+        {"u -m f -n f -s 'z|OR|b^'", 0, "", "a b"},
+        {"u -m x -n f", 0, "", "f is existing"},
+        {"u -m i -n ini -s '[A]' -t k 2>&-", 2, "", ""},
+        {"u -m C -n no/ini -s A -t k -d v 2>&-", 2, "", ""},
+        {"u -m m -n f -s 741", 0, "", "chmod f successful"},
+        {"u -m m -n f -s '7;echo >x' 2>&-", 2, "", ""},
+        {"u -m c -n /dev/full -s x 2>&-", 2, "", ""},
+        {"u -m w -n x -s x", 2, "", "x not found"},
+        {"u -m d 2>&- -n " + over, 2, "", ""},                   // cut, it is f
+        {"u -m d -n '*' -t 3", 0, "", "* successfully deleted"}, // all match, one is old
+        {"u -n old", 2, "", ""},
+        {"u -m d -n f -t 0x", 0, "", "f successfully deleted"},
+        {"u -m d -n f", 2, "", "f is not deleted"},
+        {"D -n .", 0, "", "."},
+        {"D -n 'a  b/c/'", 0, "", "a  b/c newly created"},
+        {"D -n in/x", 1, "", "Not a directory"}};
+    for (const auto &[command, status, out, message] : cases)
+        expect(in, command, status, out, message);
+}
+
+TEST(AgentFiles, TheBackupClientGetsEveryNameAsItIs) {
+    Installation in;
+    const std::string vbc = in.path("ro/bin/vbc"), dir = in.path("rw/work/s p/");
+    write_file(vbc, "#!/bin/sh\nprintf '[%s]' \"${PWD##*/}\" \"$@\"\n[ \"$5\" != 3 ] || exit 3\n");
+    fs::permissions(vbc, fs::perms(0755));
+    fs::create_directory(dir);
+    fs::create_directory(in.path("rw/work/work"));
+    for (const char *name :
+         {"3", "-rf", "a  $(touch x)`touch x`", "';touch x;'\"", "n\nl\xff%s%n"}) {
+        const std::string word = std::string("[") + (*name == '-' ? "./" : "") + name + "]";
+        const std::string words = "[-S][localhost:11001]" + word + word;
+        const int status = *name == '3' ? 3 : 0;
+        write_file(dir + name, "");
+        expect(in, "f -m gd -n \"$1\"", status, "[work][-g]" + words, name, name);
+        EXPECT_TRUE(fs::exists(dir + name));
+        expect(in, "f -m Pd -s 's p' -n \"$1\"", status, "[s p][-p]" + words, name, name);
+        EXPECT_EQ(fs::exists(dir + name), status == 3);
+    }
+    expect(in, "f -m g -n a -t no", 1, "", "FILE_COPY \"get\" cannot change dir to no");
+    expect(in, "f -m x -n a", 1, "", "Wrong option x - only 'g,p' are allowed");
+    EXPECT_FALSE(fs::exists(dir + "x"));
+}
+
+} // namespace

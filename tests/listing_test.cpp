@@ -1,0 +1,99 @@
+// The listing: its list against a plain model, directories, and what programs list.
+#include "common/common/text.h"
+#include "common/unix/cm_hal_file_util.h"
+#include "common/unix/cm_listing_places.h"
+#include "tests/support/installation.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <set>
+#include <sys/stat.h>
+
+using namespace vn_test;
+namespace fs = std::filesystem;
+
+namespace {
+
+TEST(EntryList, SortsAndAppends) {
+    const auto entry = std::make_unique<sFormat>();
+    vStart();
+    for (const char *name :
+         {"x-longer2", "x-longer1", "x\xff", "x", "xA", "a\\", "xA", "+z", "+b", "y", "zz", "b"}) {
+        const bool add = *name == '+'; // the others are sorted in
+        text_copy(entry->szCurFullFileName, name + add);
+        add ? vAdd(entry.get()) : vSort(entry.get());
+        entry->dSize++;
+    }
+    testing::internal::CaptureStdout();
+    vOutput();
+    vDelete();
+    std::string numbers;
+    for (const std::string &text : lines_of(testing::internal::GetCapturedStdout()))
+        numbers += text.substr(text.find("   ") + 2, 3);
+    EXPECT_EQ(numbers, " 5  11 3  1  0  4  2  9  7  8  10");
+}
+
+// Lists a directory.
+std::string list(const std::string &root) {
+    const auto info = std::make_unique<sFormat>();
+    text_copy(info->szCurRoot, root);
+    testing::internal::CaptureStdout();
+    vShowTree(info.get());
+    return testing::internal::GetCapturedStdout();
+}
+
+// The line of an entry that is there.
+std::string line(const std::string &path, const std::string &kind, const std::string &info = "") {
+    struct stat status = {};
+    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
+    std::string text = "\"" + path + "\" " + kind;
+    for (const time_t when : {status.st_ctime, status.st_mtime}) {
+        char time[32];
+        std::strftime(time, sizeof time, " %Y.%m.%d %H:%M:%S", std::localtime(&when));
+        text += time;
+    }
+    return text + " " + std::to_string(status.st_size) + " - ," + info + "\n";
+}
+
+TEST(Listing, EntriesMountsAndApplications) {
+    Installation in;
+    const std::string r = in.path("m/"), table = in.path("mounts");
+    for (const char *name : {"m/data/deep", "m/z", "m/smb", "etc/init.d"})
+        fs::create_directories(in.path(name));
+    for (const char *name : {"etc/oratab", "etc/init.d/mysqld"})
+        write_file(in.path(name), "");
+    std::set<std::string> names = {"-rf",       "A",    "a\n\"b\" 'c' $(d)",
+                                   "b\xff\xfe", "%s%n", std::string(255, 'n')};
+    for (const std::string &name : names)
+        write_file(r + name, name);
+    fs::create_symlink("A", r + "o");
+    fs::create_symlink("z", r + "l");
+    fs::create_symlink("nowhere", r + "dangling"); // is no entry
+    ASSERT_EQ(mkfifo((r + "p").c_str(), 0600), 0);
+    write_file(table, "dev " + r + "z ext4 rw 0 0\nnfs\n" + std::string(5000, 'x') + " nfs\ns:/x " +
+                          r + "data nfs rw,hard 0 0\n//s/z " + r + "smb smbfs ro 0 0\ns:/y " + r +
+                          "gone nfs rw 0 0\ns:/y " + r + "data/deep nfs rw 0 0\ns:/t /tmp nfs rw");
+    gListingPlaces = {in.dir.c_str(), table.c_str()};
+    std::string entries = line(r + "data", "dm", "s:/x,nfs,rw,hard") + line(r + "l", "dl") +
+                          line(r + "smb", "dm", "//s/z,smbfs,ro") + line(r + "z", "d_");
+    for (const std::string &name : names)
+        entries += line(r + name, "f_");
+    entries += line(r + "o", "fl") + line(r + "p", "fp");
+    EXPECT_EQ(list(in.path("m")), entries);
+    EXPECT_EQ(list(r), "\"ORACLE\" fb 0 0 0 - ,\n\"MySQL\" db 0 0 0 - ,\n" + entries);
+    EXPECT_NE(list("/").find("\"/tmp\" dm "), std::string::npos);
+    gListingPlaces = {"", "/proc/mounts"};
+}
+
+TEST(Listing, ProgramsListPseudoRoots) {
+    Installation in;
+    const std::string file = in.path("ro/bin/vbc_mysql"),
+                      odd = "/MySQL a  b;'$(echo x)`echo y`\"\n\\";
+    write_file(file, "#!/bin/sh\nprintf '[%s]' \"$@\"\n");
+    chmod(file.c_str(), 0755);
+    EXPECT_EQ(list(odd), "[-D][" + odd + "]");
+    EXPECT_EQ(list(odd + std::string(2048, 'x')), ""); // not cut
+}
+
+} // namespace
