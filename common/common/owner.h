@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <dirent.h>
+#include <fcntl.h>
 #include <memory>
 #include <unistd.h>
 #include <utility>
@@ -40,6 +41,16 @@ public:
 private:
     int fd_;
 };
+
+// Moves a descriptor away from those of the standard streams, where one that the caller has closed
+// left room. False with errno when there is no other.
+inline bool lift_descriptor(unique_fd *fd) {
+    constexpr int kFirst = 3;
+    if (*fd && fd->get() < kFirst) {
+        fd->reset(::fcntl(fd->get(), F_DUPFD_CLOEXEC, kFirst));
+    }
+    return static_cast<bool>(*fd);
+}
 
 // Restores errno at the end of its scope: reporting an error must not change it.
 class errno_keeper {
