@@ -19,14 +19,6 @@ namespace {
 constexpr char kCaller[] = "OA_DO_SQL";
 constexpr std::size_t kTableLength = 29;
 
-const char *id_of(const DB_REC_LIS *pRL) {
-    return pRL == nullptr ? "NULL" : pRL->szId;
-}
-
-bool begins_with(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
 std::string lower(std::string_view text) {
     std::string result(text);
     std::transform(result.begin(), result.end(), result.begin(), text_lower);
@@ -42,7 +34,7 @@ std::string table_of(const std::string &sql) {
     constexpr s_KIND kKinds[] = {
         {"select", " from "}, {"update", "update "}, {"insert", " into "}, {"delete", " from "}};
     for (const s_KIND &kind : kKinds) {
-        if (begins_with(sql, kind.kind)) {
+        if (sql.starts_with(kind.kind)) {
             const std::size_t place = sql.find(kind.before);
             if (place == std::string::npos) {
                 return "";
@@ -69,14 +61,16 @@ struct s_STATEMENT {
 };
 
 void protocol_statement(const s_STATEMENT &s) {
-    PROT("I001-DATABAS %s > SQLcommand: %s", id_of(s.pRL), s.cpSql);
+    PROT(by_language("I001-DATABAS %s > SQLcommand: %s", "I001-DATABAS %s > SQL-Kommando: %s",
+                     "I001-DATABAS %s > SQL-Kommando war: %s"),
+         db_id(s.pRL), s.cpSql);
 }
 
 void protocol_command_error(const s_STATEMENT &s, const char *cpText) {
     PROT(by_language("E014-DATABAS OA_DO_SQL %s: error from SQLcommand: %s",
                      "E014-DATABAS OA_DO_SQL %s: Fehler vom SQL-Kommando: %s",
                      "E014-DATABAS OA_DO_SQL %s: Fälla vom SQL-Kommando: %s"),
-         id_of(s.pRL), cpText);
+         db_id(s.pRL), cpText);
 }
 
 std::string command_of(const s_STATEMENT &s, int iTraceLevel) {
@@ -93,14 +87,14 @@ std::string command_of(const s_STATEMENT &s, int iTraceLevel) {
 bool is_aggregate(const std::string &sql) {
     constexpr std::string_view kStarts[] = {"select count(", "select sum(", "select min(",
                                             "select max("};
-    return !contains(sql, "group by") &&
+    return !db_contains(sql, "group by") &&
            std::any_of(std::begin(kStarts), std::end(kStarts),
-                       [&sql](std::string_view start) { return begins_with(sql, start); });
+                       [&sql](std::string_view start) { return sql.starts_with(start); });
 }
 
 int take_select(const s_STATEMENT &s, DB_PROC_PIP *pPP, str_log strLog) {
     if (is_aggregate(s.lowered)) {
-        return iOA_GET_CALCULATED_VALUE(pPP, s.cpMsg, s.iMsgLen, id_of(s.pRL));
+        return iOA_GET_CALCULATED_VALUE(pPP, s.cpMsg, s.iMsgLen, db_id(s.pRL));
     }
     if (s.bExport) {
         std::string table = s.table;
@@ -138,17 +132,17 @@ int take_outcome(const s_STATEMENT &s, const std::string &line) {
     PROT(by_language("E015-DATABAS OA_DO_SQL %s: error from DAMISQL: %s",
                      "E015-DATABAS OA_DO_SQL %s: Fehler von DAMISQL: %s",
                      "E015-DATABAS OA_DO_SQL %s: Fälla vo DAMISQL: %s"),
-         id_of(s.pRL), s.cpMsg);
+         db_id(s.pRL), s.cpMsg);
     return 0;
 }
 
 int take_change(const s_STATEMENT &s, DB_PROC_PIP *pPP) {
     std::string line;
     while (db_next_line(pPP, &line)) {
-        if (contains(line, "Elapsed time")) {
+        if (db_contains(line, "Elapsed time")) {
             return 1;
         }
-        if (contains(line, "Rows ") || contains(line, "Message:")) {
+        if (db_contains(line, "Rows ") || db_contains(line, "Message:")) {
             return take_outcome(s, line);
         }
     }
@@ -159,7 +153,7 @@ int take_change(const s_STATEMENT &s, DB_PROC_PIP *pPP) {
 
 // The first line tells of a statement that the database refused, for most reasons.
 int take_error(const s_STATEMENT &s, const std::string &line) {
-    if (contains(line, " Invalid nested ")) {
+    if (db_contains(line, " Invalid nested ")) {
         text_copy(s.cpMsg, s.iMsgLen, "0");
         return 1;
     }
@@ -171,22 +165,22 @@ int take_error(const s_STATEMENT &s, const std::string &line) {
 
 int take_output(const s_STATEMENT &s, DB_PROC_PIP *pPP, str_log strLog) {
     std::string line;
-    if (db_next_line(pPP, &line) && contains(line, " Error: ")) {
+    if (db_next_line(pPP, &line) && db_contains(line, " Error: ")) {
         return take_error(s, line);
     }
-    if (!contains(line, "SQL-1>")) {
+    if (!db_contains(line, "SQL-1>")) {
         db_skip_to(pPP, "SQL-1>", &line);
     }
-    return begins_with(s.lowered, "select") ? take_select(s, pPP, strLog) : take_change(s, pPP);
+    return s.lowered.starts_with("select") ? take_select(s, pPP, strLog) : take_change(s, pPP);
 }
 
 int report_pipe_error(const s_STATEMENT &s, str_log *strLog) {
-    trace_log(strLog, 1, "OA_DO_SQL error from pipe open: %s: %s", id_of(s.pRL), s.cpMsg);
+    trace_log(strLog, 1, "OA_DO_SQL error from pipe open: %s: %s", db_id(s.pRL), s.cpMsg);
     protocol_statement(s);
     PROT(by_language("E013-DATABAS %s %s: error during opening a pipe.",
                      "E013-DATABAS %s %s: Fehler beim Oeffnen einer Pipe.",
                      "E013-DATABAS %s %s: Fälla beim Aufmocha vo a Pipe."),
-         kCaller, id_of(s.pRL));
+         kCaller, db_id(s.pRL));
     return 0;
 }
 
@@ -212,22 +206,24 @@ int run(const s_STATEMENT &s, bool *pbRelease, str_log strLog) {
 
 int iOA_DO_SQL(const char *cpSqlCmd, char cExportFlg, char *cpMsg, int iMsgLen, DB_REC_LIS *pRL,
                str_log strLog) {
-    trace_log(&strLog, 2, "+++ OA_DO_SQL  id=%s SQL=%s", id_of(pRL), cpSqlCmd);
+    trace_log(&strLog, 2, "+++ OA_DO_SQL  id=%s SQL=%s", db_id(pRL), cpSqlCmd);
     if (pRL != nullptr) {
-        pRL->iRows = 0;
+        vDB_SEL_FREE(pRL);
     }
     const std::string lowered = lower(cpSqlCmd);
     const s_STATEMENT s = {cpSqlCmd, lowered, table_of(lowered), pRL,
                            cpMsg,    iMsgLen, cExportFlg == 'y'};
     SCT_SEMA sema = {};
     text_copy(sema.szSema, "ctrl_db");
-    text_print(sema.szCaller, "%s %s", kCaller, id_of(pRL));
+    text_print(sema.szCaller, "%s %s", kCaller, db_id(pRL));
+    bool bRelease = true;
+    int iResult = 0;
     if (i_SEMA('+', &sema, strLog) >= SEMA_ERROR) {
         text_copy(cpMsg, iMsgLen, sema.szMsg);
-        return 0;
+        bRelease = sema.hSema != 0; // the lock may have been granted before the failure
+    } else {
+        iResult = run(s, &bRelease, strLog);
     }
-    bool bRelease = true;
-    const int iResult = run(s, &bRelease, strLog);
     if (bRelease) {
         i_SEMA('-', &sema, strLog);
     }
@@ -239,11 +235,12 @@ int iDB_ACCESS(const char *cpSqlCmd, char *cpMsg, DB_REC_LIS *pRL, str_log strLo
     if (cpSqlCmd[0] != '\0' && cpSqlCmd[1] == 'A') {
         return iDB_CONVERT_DATE_TIME(cpSqlCmd, cpMsg);
     }
-    trace_log(&strLog, 1, "+++ DB_ACCESS id=%s  SQL=%s", id_of(pRL), cpSqlCmd);
+    trace_log(&strLog, 1, "+++ DB_ACCESS id=%s  SQL=%s", db_id(pRL), cpSqlCmd);
     // Repairing may double every quote.
     std::vector<char> sql(2 * std::strlen(cpSqlCmd) + 1);
     text_copy(sql.data(), static_cast<long>(sql.size()), cpSqlCmd);
-    CLEANUP_QUOTA(SQL_LOWERCASE(sql.data()), static_cast<int>(sql.size()));
+    // Only with its quotes in order does the statement tell what is a value.
+    SQL_LOWERCASE(CLEANUP_QUOTA(sql.data(), static_cast<int>(sql.size())));
     const bool bExport = std::strcmp(cpMsg, "export") == 0;
     if (!bExport) {
         cpMsg[0] = '\0';

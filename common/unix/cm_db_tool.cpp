@@ -9,21 +9,29 @@ constexpr int kPieceLength = 1023; // bytes that are read at a time
 
 } // namespace
 
+const char *db_id(const DB_REC_LIS *pRL) {
+    return pRL == nullptr ? "NULL" : pRL->szId;
+}
+
 bool db_next_line(DB_PROC_PIP *pPP, std::string *line) {
     char szPiece[kPieceLength + 1];
     line->clear();
     int iResult = 0;
+    bool bMore = false;
     do {
+        szPiece[kPieceLength] = '?';
         iResult = iPIPE_READ(pPP, szPiece, kPieceLength);
         *line += szPiece;
-        // A piece without room left for its line end is not the end of the line.
-    } while (iResult == -1 || (iResult == 1 && std::string_view(szPiece).size() == kPieceLength));
+        // The terminator stands here only behind a full piece; one that does not end with its line
+        // end goes on in the next.
+        bMore = szPiece[kPieceLength] == '\0' && szPiece[kPieceLength - 1] != '\0';
+    } while (iResult == 1 && bMore);
     return iResult == 1 || !line->empty();
 }
 
 bool db_skip_to(DB_PROC_PIP *pPP, const char *cpText, std::string *line) {
     while (db_next_line(pPP, line)) {
-        if (contains(*line, cpText)) {
+        if (db_contains(*line, cpText)) {
             return true;
         }
     }
@@ -52,6 +60,6 @@ std::vector<std::string> db_columns(std::string_view header) {
     return columns;
 }
 
-bool contains(std::string_view text, std::string_view part) {
+bool db_contains(std::string_view text, std::string_view part) {
     return text.find(part) != std::string_view::npos;
 }

@@ -1,11 +1,14 @@
 // Reading the database tool's output.
 #pragma once
 
-#include "common/unix/cm_hal_pipe.h"
+#include "common/unix/cm_db.h"
 
 #include <string>
 #include <string_view>
 #include <vector>
+
+// The list's identifier for messages, "NULL" without a list.
+const char *db_id(const DB_REC_LIS *pRL);
 
 // Reads the tool's next line, however long. False at the end of the output.
 bool db_next_line(DB_PROC_PIP *pPP, std::string *line);
@@ -19,4 +22,5 @@ std::vector<std::string_view> db_fields(std::string_view line);
 // The names of a header line's columns, up to an empty field or one that begins with "(".
 std::vector<std::string> db_columns(std::string_view header);
 
-bool contains(std::string_view text, std::string_view part);
+// True when the text holds the part.
+bool db_contains(std::string_view text, std::string_view part);

@@ -68,8 +68,8 @@ int cm_chmod(const char *szMode, const char *szFile);
 // none. iLengthMsg is not used.
 void get_my_hostname(int iLengthMsg, char *cpName);
 
-// Fills cpOs (64 bytes) with the operating system that the catalogue has for the backup server's
-// own host. Returns 1, or 0 when the catalogue does not answer.
+// Fills cpOs (32 bytes) with the operating system that the catalogue has for the backup server's
+// own host. Returns 1, or 0 when the catalogue does not tell.
 int i_GET_MY_OS(char *cpOs, str_log strLog);
 
 // Fills cpPlatform (5 bytes or more) with the platform's name, "UNIX". Returns it.

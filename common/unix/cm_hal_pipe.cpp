@@ -112,8 +112,8 @@ int fail(char *cpMsg, int iMsgLen) {
 // Makes the file the standard input of this process. False, with a trace line, when that fails.
 bool redirect_stdin(const char *cpFile) {
     trace_at(2, "PIPE_OPEN_STDIN: Read from [%s]", cpFile);
-    const unique_fd file(::open(cpFile, O_RDONLY | O_NOCTTY | O_CLOEXEC));
-    if (!file) {
+    unique_fd file(::open(cpFile, O_RDONLY | O_NOCTTY | O_CLOEXEC));
+    if (!lift_descriptor(&file)) {
         trace_at(2, "PIPE_OPEN_STDIN: Error could not open infile '%s' (%d): %s", cpFile, errno,
                  error_text(errno).c_str());
         return false;

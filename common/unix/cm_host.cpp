@@ -4,6 +4,8 @@
 #include "common/unix/cm_file_util.h"
 #include "common/unix/cm_ini.h"
 
+#include <string>
+
 void get_my_hostname(int, char *cpName) {
     constexpr int kNameSize = 160;
     char szMsg[256];
@@ -12,15 +14,26 @@ void get_my_hostname(int, char *cpName) {
     }
 }
 
+namespace {
+
+constexpr int kOsSize = 32;
+
+// The value of a record's first column, however the database spells its name.
+std::string first_value(const std::string &record) {
+    const std::size_t begin = record.find('=') + 1;
+    return record.substr(begin, record.find('|', begin) - begin);
+}
+
+} // namespace
+
 int i_GET_MY_OS(char *cpOs, str_log strLog) {
     char szMsg[DB_MESSAGE_SIZE] = "";
     DB_REC_LIS list = {};
     text_copy(list.szId, "GET_MY_OS");
     int iResult = iDB_ACCESS("select os from clients where client_id=0", szMsg, &list, strLog);
     if (iResult == 1) {
-        char szOs[sizeof(col::szValue)] = "";
-        iResult = iDB_SEL_GET(&list, 1, szMsg, &strLog, "os", szOs, static_cast<char *>(nullptr));
-        text_copy(cpOs, 64, szOs);
+        iResult = list.iRows > 0 ? 1 : 0;
+        text_copy(cpOs, kOsSize, iResult == 1 ? first_value(list.pstrFirstRec->cpData) : "");
     }
     vDB_SEL_FREE(&list);
     return iResult;

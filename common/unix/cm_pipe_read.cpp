@@ -79,11 +79,7 @@ bool take_line(int fd, s_LINE *line) {
     }
     char *target = line->cpText + line->iLength;
     std::copy_n(ready.data(), iCount, target);
-    for (char *end = target + iCount;
-         iCount > 0 && (target = static_cast<char *>(std::memchr(
-                            target, '\r', static_cast<std::size_t>(end - target)))) != nullptr;) {
-        *target = '\0';
-    }
+    std::replace(target, target + iCount, '\r', '\0');
     line->iLength += iCount;
     if (feed != nullptr) {
         line->cpText[line->iLength - 1] = '\0';

@@ -235,17 +235,26 @@ int release(const char *cpSemaFile, SCT_SEMA *pS) {
     return eState;
 }
 
-// Keeps inquiries about one semaphore apart.
-SCT_SEMA inquiry_semaphore(const SCT_SEMA &sema) {
-    SCT_SEMA inquiry = {};
-    text_print(inquiry.szSema, "inq_%s", sema.szSema);
-    text_copy(inquiry.szCaller, sema.szCaller);
-    return inquiry;
-}
-
 void lock_file_of(const SCT_SEMA &sema, char (&szFile)[576]) {
     text_print(szFile, "gv_rw_work:sem/%s.sem", sema.szSema);
     resolve_path(szFile, sizeof szFile);
+}
+
+} // namespace
+
+namespace {
+
+// Inquires while no other process does, which it would take for the holder.
+int inquire_alone(const char *cpSemaFile, SCT_SEMA *pS) {
+    SCT_SEMA inquiry = {};
+    text_print(inquiry.szSema, "inq_%s", pS->szSema);
+    text_copy(inquiry.szCaller, pS->szCaller);
+    char szFile[576];
+    lock_file_of(inquiry, szFile);
+    x_Semaphore('+', szFile, &inquiry);
+    const int eState = x_Semaphore('?', cpSemaFile, pS);
+    x_Semaphore('-', szFile, &inquiry);
+    return eState;
 }
 
 } // namespace
@@ -254,7 +263,7 @@ int x_Semaphore(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
     static bool bVersionTraced = false;
     if (!bVersionTraced) {
         bVersionTraced = true;
-        trace_at(1, "%s", kVersion);
+        trace_at(2, "%s", kVersion);
     }
     trace_at(1, "+++ x_Semaphore [%6d] %c %s", own_pid(), cFunction, cpSemaFile);
     text_copy(pS->szMsg, "");
@@ -286,18 +295,10 @@ int i_SEMA(char cFunction, SCT_SEMA *pS, str_log strLog) {
     char szFile[576];
     lock_file_of(*pS, szFile);
     trace_log(&strLog, 2, "sema file name: '%s'", szFile);
-    SCT_SEMA inquiry = inquiry_semaphore(*pS);
-    char szInquiryFile[576];
-    lock_file_of(inquiry, szInquiryFile);
-    if (cFunction == '?') {
-        x_Semaphore('+', szInquiryFile, &inquiry);
-    }
-    const int eState = x_Semaphore(cFunction, szFile, pS);
+    const int eState =
+        cFunction == '?' ? inquire_alone(szFile, pS) : x_Semaphore(cFunction, szFile, pS);
     if (eState == SEMA_ERROR || eState == SEMA_FATAL) {
         log_error(eState, cFunction, pS, strLog);
-    }
-    if (cFunction == '?') {
-        x_Semaphore('-', szInquiryFile, &inquiry);
     }
     trace_log(&strLog, 1, "--- SEMA [%6d] %c returns: %d (%s): %s", own_pid(), cFunction, eState,
               code_name(eState), pS->szMsg);

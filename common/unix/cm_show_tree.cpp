@@ -25,10 +25,6 @@ namespace {
 
 constexpr int kCommandSize = 2048;
 
-bool begins_with(std::string_view text, std::string_view prefix) {
-    return text.substr(0, prefix.size()) == prefix;
-}
-
 // A name that a program lists: the command's text, and whether and how the name stands in it.
 struct s_PSEUDO_ROOT {
     std::string_view prefix;
@@ -96,12 +92,12 @@ void list_zarafa() {
 
 // True when the name is one that a program lists; it has been listed then.
 bool list_pseudo_root(const char *cpName) {
-    if (begins_with(cpName, "/Zarafa")) {
+    if (std::string_view(cpName).starts_with("/Zarafa")) {
         list_zarafa();
         return true;
     }
     for (const s_PSEUDO_ROOT &root : kPseudoRoots) {
-        if (begins_with(cpName, root.prefix)) {
+        if (std::string_view(cpName).starts_with(root.prefix)) {
             run_lister(root, cpName);
             return true;
         }
