@@ -78,7 +78,8 @@ public:
         if (mkdtemp(path_) == nullptr) {
             throw std::runtime_error("mkdtemp failed");
         }
-        const std::string make = std::string("'" VN_SANDBOX_DIR "/make_installation' ") + path_;
+        const std::string make = std::string("'" VN_SANDBOX_DIR "/make_installation' ") + path_ +
+                                 " '" VN_SANDBOX_PROGRAMS "'";
         if (std::system((make + " >/dev/null").c_str()) != 0 ||
             setenv("VORNA_INI", path("vorna.ini").c_str(), 1) != 0) {
             throw std::runtime_error("no installation");

@@ -133,7 +133,7 @@ void write_lines(const std::string &file, const std::vector<std::string> &lines)
 Installation::Installation() : dir(make_directory()) {
     const char *path_variable = std::getenv("PATH");
     CallResult made =
-        run_program({VN_SANDBOX_DIR "/make_installation", dir},
+        run_program({VN_SANDBOX_DIR "/make_installation", dir, VN_SANDBOX_PROGRAMS},
                     {std::string("PATH=") + (path_variable ? path_variable : "")}, {});
     if (made.status != 0)
         give_up(made.err);

@@ -1,0 +1,81 @@
+// What reading a child's output line by line costs: wall time of iPIPE_OPEN and iPIPE_READ on 100
+// MB of lines of 80 characters, against `cat >/dev/null` behind the same producer, in turn, in one
+// run.
+#include "bench/measure.h"
+#include "common/unix/cm_hal_pipe.h"
+
+#include <cstring>
+#include <fstream>
+
+namespace {
+
+constexpr int kPairs = 11;
+constexpr int kLineLength = 80; // and a line feed
+constexpr long kLines = 100'000'000 / (kLineLength + 1);
+
+void make_lines(const std::string &file) {
+    std::ofstream stream(file);
+    std::string line(kLineLength, 'x');
+    for (long i = 0; i < kLines; ++i) {
+        const std::string number = std::to_string(i);
+        stream << line.replace(0, number.size(), number) << '\n';
+    }
+    if (!stream.flush()) {
+        throw std::runtime_error(file + ": cannot be written");
+    }
+}
+
+// Reads the producer's lines. Returns seconds; throws when one is missing or cut.
+double read_lines(const std::string &producer) {
+    char szMsg[256];
+    char szLine[1024];
+    DB_PROC_PIP pipe;
+    const auto begin = std::chrono::steady_clock::now();
+    if (iPIPE_OPEN(producer.c_str(), "r", szMsg, sizeof szMsg, &pipe) != 0) {
+        throw std::runtime_error(szMsg);
+    }
+    long lLines = 0;
+    while (iPIPE_READ(&pipe, szLine, sizeof szLine - 1) == 1) {
+        lLines += std::strlen(szLine) == kLineLength ? 1 : 0;
+    }
+    const int iExit = iPIPE_CLOSE(&pipe);
+    const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - begin;
+    if (lLines != kLines || iExit != 0) {
+        throw std::runtime_error("lines were lost");
+    }
+    return wall.count();
+}
+
+void compare() {
+    const measure::Workplace workplace;
+    const std::string producer = "cat " + workplace.path("lines");
+    make_lines(workplace.path("lines"));
+    read_lines(producer); // warms the caches
+    std::vector<double> ours;
+    std::vector<double> theirs;
+    std::vector<double> ratios;
+    for (int i = 0; i < kPairs; ++i) {
+        ours.push_back(read_lines(producer));
+        theirs.push_back(measure::run({"/bin/sh", "-c", producer + " | cat >/dev/null"}).wall);
+        ratios.push_back(theirs.back() / ours.back());
+    }
+    const double megabytes = 1e-6 * kLines * (kLineLength + 1);
+    std::printf("pipe_lines: %ld lines of %d characters, medians of %d pairs\n"
+                "  iPIPE_READ       %7.0f ms  %7.0f MB/s\n"
+                "  cat >/dev/null   %7.0f ms  %7.0f MB/s\n"
+                "  throughput       %7.2f of cat's\n",
+                kLines, kLineLength, kPairs, 1e3 * measure::median(ours),
+                megabytes / measure::median(ours), 1e3 * measure::median(theirs),
+                megabytes / measure::median(theirs), measure::median(ratios));
+}
+
+} // namespace
+
+int main() {
+    try {
+        compare();
+    } catch (const std::exception &failure) {
+        std::fprintf(stderr, "%s\n", failure.what());
+        return 1;
+    }
+}
