@@ -4,7 +4,9 @@
 #include "common/common/text.h"
 #include "common/unix/cm_db.h"
 
+#include <algorithm>
 #include <cctype>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -34,15 +36,48 @@ std::size_t quoted_end(std::string_view sql, std::size_t iBegin) {
     return std::string_view::npos;
 }
 
-// All quotes have their partner, and no quoted text touches a word or another one.
+// Words of SQL that may stand right before or behind a quoted text.
+bool is_sql_word(std::string_view word) {
+    constexpr std::string_view kWords[] = {
+        "all",  "and",    "as",     "between", "by",     "case",  "distinct", "else",
+        "end",  "escape", "from",   "group",   "having", "in",    "into",     "is",
+        "like", "limit",  "not",    "on",      "or",     "order", "select",   "set",
+        "then", "union",  "values", "when",    "where"};
+    return std::any_of(std::begin(kWords), std::end(kWords), [word](std::string_view known) {
+        return word.size() == known.size() && text_begins_with_nocase(word, known);
+    });
+}
+
+// The word that ends right before a place, and the one that begins there; empty without one.
+std::string_view word_before(std::string_view sql, std::size_t iEnd) {
+    std::size_t begin = iEnd;
+    while (begin > 0 && is_word(sql[begin - 1])) {
+        --begin;
+    }
+    return sql.substr(begin, iEnd - begin);
+}
+
+std::string_view word_at(std::string_view sql, std::size_t iBegin) {
+    std::size_t end = iBegin;
+    while (end < sql.size() && is_word(sql[end])) {
+        ++end;
+    }
+    return sql.substr(iBegin, end - iBegin);
+}
+
+bool may_touch(std::string_view word) {
+    return word.empty() || is_sql_word(word);
+}
+
+// All quotes have their partner, and no quoted text touches a name or another one.
 bool is_well_formed(std::string_view sql) {
     for (std::size_t i = 0; i < sql.size(); ++i) {
         if (!is_quote(sql[i])) {
             continue;
         }
         const std::size_t end = quoted_end(sql, i);
-        if (end == std::string_view::npos || (i > 0 && is_word(sql[i - 1])) ||
-            (end < sql.size() && (is_word(sql[end]) || is_quote(sql[end])))) {
+        if (end == std::string_view::npos || !may_touch(word_before(sql, i)) ||
+            !may_touch(word_at(sql, end)) || (end < sql.size() && is_quote(sql[end]))) {
             return false;
         }
         i = end - 1;
@@ -51,27 +86,15 @@ bool is_well_formed(std::string_view sql) {
 }
 
 // Whether what follows a quote says that the value ends with it: the end of the statement, a
-// separator, an operator, or a word of SQL.
+// separator, an operator, a stray double quote, or a word of SQL.
 bool ends_value(std::string_view rest) {
-    constexpr std::string_view kSeparators = ",;)=<>|+-*/";
-    constexpr std::string_view kWords[] = {"and",   "or",   "where",   "order", "group", "having",
-                                           "from",  "as",   "like",    "in",    "is",    "not",
-                                           "union", "then", "between", "else",  "end",   "limit"};
+    constexpr std::string_view kSeparators = ",;)=<>|+-*/\"";
     const std::size_t begin = rest.find_first_not_of(" \t\r\n");
-    if (begin == std::string_view::npos) {
+    if (begin == std::string_view::npos ||
+        kSeparators.find(rest[begin]) != std::string_view::npos) {
         return true;
     }
-    if (kSeparators.find(rest[begin]) != std::string_view::npos) {
-        return true;
-    }
-    const std::string_view next = rest.substr(begin);
-    for (const std::string_view word : kWords) {
-        if (begin > 0 && text_begins_with_nocase(next, word) &&
-            (next.size() == word.size() || !is_word(next[word.size()]))) {
-            return true;
-        }
-    }
-    return false;
+    return begin > 0 && is_sql_word(word_at(rest, begin));
 }
 
 // Copies the value that begins with the single quote at *piPlace, each single quote inside of it

@@ -1,0 +1,105 @@
+// Pipes to child processes: real shells, both channels read from one loop as the agent does it.
+#include "common/unix/cm_hal_pipe.h"
+#include "tests/support/installation.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Adds what one call reads to the text: ";" behind a line or piece, "." behind the end of file.
+int read_one(bool error, DB_PROC_PIP *pipe, int max, std::string *text) {
+    std::vector<char> line(static_cast<size_t>(max) + 1); // just what the reader may fill
+    const int result = (error ? iPIPE_READ_STDERR : iPIPE_READ)(pipe, line.data(), max);
+    *text += line.data() + std::string(result == 1 ? ";" : result == 0 ? "." : "");
+    return result;
+}
+
+// All that the child still gives, as "<output> <errors> <exit code>".
+std::string read_all(DB_PROC_PIP pipe, int max = 1023) {
+    std::string text[2];
+    while (pipe.iMax_read != 0)
+        for (const int error : {0, 1})
+            if (const int fd = error ? pipe.ifdErr : pipe.ifdOut; FD_ISSET(fd, &pipe.fdset_read))
+                read_one(error, &pipe, max, &text[error]);
+    return text[0] + ' ' + text[1] + ' ' + std::to_string(iPIPE_CLOSE(&pipe));
+}
+
+DB_PROC_PIP open(const std::string &command, char (&&text)[80] = {}) {
+    DB_PROC_PIP pipe;
+    EXPECT_EQ(iPIPE_OPEN(command.c_str(), "re", text, sizeof text, &pipe), 0) << text;
+    return pipe;
+}
+
+TEST(Pipe, GivesLinesPiecesAndExitCode) {
+    const std::tuple<const char *, int, const char *> cases[] = {
+        {"printf 'a\\r\\nb\\rc\\n\\nlast'; echo b >&2; exit 3", 80, "a;b;;last. b;. 3"},
+        {"printf 'a\\0b\\n\\0\\n'", 80, "a;;. . 0"},
+        {"printf '1234567\\n123\\n12\\r\\n123\\r\\n'", 3, "123;456;7;123;;12;;123;;. . 0"},
+        {"echo a; kill -9 $$", 80, "a;. . 0"},
+        {"exec 2>&-; echo a; exit 255", 80, "a;. . 255"},
+        {"exec >&-; echo b >&2", 80, ". b;. 0"}};
+    for (const auto &[command, max, told] : cases)
+        EXPECT_EQ(read_all(open(command), max), told) << command;
+    const std::string mega = read_all(open("head -c 10000000 /dev/zero | tr '\\0' x"));
+    EXPECT_EQ(mega.size(), 10000000U + 9775 + std::string(". . 0").size());
+    std::string lines;
+    for (int i = 1; i <= 20000; i++)
+        lines += std::to_string(i) + ';';
+    EXPECT_EQ(read_all(open("for i in $(seq 20000); do echo $i; echo $i >&2; done")),
+              lines + ". " + lines + ". 0");
+}
+
+TEST(Pipe, LeavesAnUnfinishedLineToTheCallerAndAGrandchildAlone) {
+    vn_test::Installation in;
+    ASSERT_EQ(mkfifo(in.path("go").c_str(), 0600), 0);
+    auto pipe =
+        open("printf par; sleep 60 & echo $! >&2; echo f >&2; cat " + in.path("go") + "; exit 4");
+    std::string out, err;
+    while (read_one(true, &pipe, 80, &err) == -1) {
+    }
+    for (int i = 0; i < 2; i++) // the other channel has data, the beginning is not repeated
+        EXPECT_EQ(read_one(false, &pipe, 80, &out), -1);
+    EXPECT_EQ(read_one(true, &pipe, 80, &err), 1);
+    vn_test::write_file(in.path("go"), "tial\n");
+    EXPECT_EQ(read_one(false, &pipe, 80, &out), 1);
+    EXPECT_EQ(out + err.substr(err.find(';')), "partial;;f;");
+    EXPECT_EQ(iPIPE_CLOSE(&pipe), 4);
+    EXPECT_EQ(kill(std::stoi(err), SIGKILL), 0); // it holds the pipe
+}
+
+TEST(Pipe, WithoutDescriptorsFailsAndLeavesNoneOpen) {
+    const int first_free = dup(2);
+    rlimit old = {};
+    getrlimit(RLIMIT_NOFILE, &old);
+    for (rlim_t left = 0; left < 4; left++) {
+        close(first_free);
+        const rlimit limit = {static_cast<rlim_t>(first_free) + left, old.rlim_max};
+        DB_PROC_PIP pipe;
+        char text[80] = "";
+        setrlimit(RLIMIT_NOFILE, &limit);
+        EXPECT_EQ(iPIPE_OPEN("echo a", "re", text, sizeof text, &pipe), -1);
+        setrlimit(RLIMIT_NOFILE, &old);
+        EXPECT_STREQ(text, "PIPE_OPEN failed (24): Too many open files");
+        EXPECT_EQ(dup(2), first_free);
+    }
+    close(first_free);
+}
+
+TEST(Pipe, FeedsAFileThatStaysTheCallersInput) {
+    vn_test::Installation in;
+    const std::string file = in.path("f");
+    vn_test::write_file(file, "one\n");
+    DB_PROC_PIP pipe;
+    char text[80];
+    EXPECT_EQ(iPIPE_OPEN_STDIN("cat", "r", "-", text, sizeof text, &pipe), -1);
+    EXPECT_STREQ(text, "Mode \"r\" is not allowed! Use mode with \"w\".");
+    for (const char *name : {file.c_str(), "STDIN", "-"}) {
+        EXPECT_EQ(iPIPE_OPEN_STDIN("cat", "rw", name, text, sizeof text, &pipe), 0);
+        EXPECT_EQ(read_all(pipe) + std::to_string(lseek(0, 0, SEEK_SET)), "one;.  00");
+    }
+}
+
+} // namespace

@@ -1,0 +1,118 @@
+// Named semaphores between real processes; what holds and waits is a child of the test.
+#include "common/unix/cm_semaphore.h"
+#include "tests/support/installation.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace vn_test;
+
+namespace {
+
+struct Semaphore : testing::Test {
+    Installation in;
+    const std::string sem = in.path("rw/work/sem"), file = sem + "/s.sem";
+    int told[2] = {-1, -1}; // a letter for each process that got the semaphore
+
+    void SetUp() override { ASSERT_EQ(pipe(told), 0); }
+    // Starts a process that takes the semaphore and stays until it is killed.
+    pid_t start(char letter) const {
+        const pid_t pid = fork();
+        SCT_SEMA sema = {"s", "holder %s", "", 0};
+        if (pid == 0)
+            _exit(i_SEMA(letter, &sema, {}) == 0 && write(told[1], &letter, 1) == 1 ? pause() : 1);
+        return pid;
+    }
+    bool is_told(int milliseconds = 20000) const {
+        pollfd ready = {told[0], POLLIN, 0};
+        char letter;
+        return poll(&ready, 1, milliseconds) == 1 && read(told[0], &letter, 1) == 1;
+    }
+    // Each of the letters gives the code, and the message with what is printed.
+    void expect(const std::string &letters, int code, const std::string &text) {
+        for (const char letter : letters) {
+            SCT_SEMA sema = {"s", "me", "", 0};
+            testing::internal::CaptureStdout();
+            EXPECT_EQ(i_SEMA(letter, &sema, {}), code) << letter;
+            EXPECT_EQ(in.normalised(sema.szMsg) + testing::internal::GetCapturedStdout(), text);
+        }
+    }
+};
+
+TEST_F(Semaphore, IsHeldUntilItsHolderReleasesItOrDies) {
+    expect("?-R", 0, "semaphore s is free");
+    expect("x", 2, "error: invalid argument x");
+    for (const std::string letters : {"*-+", "+RS", "S-+"}) {
+        SCT_SEMA sema = {"s", "me", "", 0};
+        EXPECT_EQ(i_SEMA(letters[0], &sema, {}), 0);
+        const pid_t first = start(letters[2]);
+        EXPECT_FALSE(is_told(30));
+        EXPECT_EQ(i_SEMA(letters[1], &sema, {}), 0);
+        EXPECT_TRUE(is_told());
+        const pid_t second = start(letters[2]);
+        EXPECT_FALSE(is_told(30));
+        waitpid(first, nullptr, kill(first, SIGKILL));
+        EXPECT_TRUE(is_told());
+        const std::string holder = std::to_string(second) + " holder %s";
+        const std::string holds = "another process " + holder + " is holding semaphore s";
+        expect("*", 1, holds);
+        expect("-R", 1, "could not reset semaphore bcs. " + holds);
+        expect("?", 1, holder);
+        write_file(file, "");
+        expect("*", 1, "semaphore is occupied by another process");
+        expect("?", 2,
+               "failed to try to set lock on lock file: (" + std::to_string(EAGAIN) +
+                   ") Resource temporarily unavailable");
+        write_file(file, holder);
+        waitpid(second, nullptr, kill(second, SIGKILL));
+        expect("?", 0, "holding process " + holder + " for semaphore s disappeared");
+        expect("?", 0, "semaphore s is free"); // the file is empty now
+    }
+}
+
+TEST_F(Semaphore, SaysWhatIsWrongWithItsFile) {
+    const std::string open = "failed to open lock file: ", fatal = open + "(21) Is a directory";
+    std::filesystem::create_directory(file);
+    expect("+", 3,
+           fatal +
+               "STATUS=FATAL MSG=Operation '+' for semaphore [s] with caller [me] failed with: " +
+               fatal + "\n");
+    expect("?", 2, "failed to open semaphore file [<dir>/rw/work/sem/s.sem]: (21) Is a directory");
+    std::filesystem::remove(file);
+    const auto read_only = [&] { // root may write everywhere
+        int code = chmod(in.dir.c_str(), 0555) + chmod(sem.c_str(), 0555);
+        code += geteuid() == 0 ? setuid(65534) : 0;
+        SCT_SEMA sema = {"s", "me", "", 0};
+        code += x_Semaphore('+', file.c_str(), &sema);
+        _exit(open + "(13) Permission denied" == sema.szMsg ? code : -1);
+    };
+    EXPECT_EXIT(read_only(), testing::ExitedWithCode(3), "");
+    EXPECT_EQ(chmod(in.dir.c_str(), 0700) + chmod(sem.c_str(), 0700), 0);
+    std::filesystem::remove_all(sem);
+    expect("*+S", 1, open + "(2) No such file or directory");
+    expect("?-", 0, "semaphore s is free");
+}
+
+TEST_F(Semaphore, LetsOneOfFiftyProcessesInAtATime) {
+    const std::string counter = in.path("counter");
+    write_file(counter, "0");
+    for (int i = 0; i < 50; i++) {
+        const pid_t pid = fork();
+        SCT_SEMA sema = {"s", "counter", "", 0};
+        for (int n = 0; pid == 0; n++) {
+            if (n == 200 || i_SEMA('+', &sema, {}) != 0)
+                _exit(n - 200);
+            write_file(counter, std::to_string(std::stoi(*read_file(counter)) + 1));
+            if (i_SEMA('-', &sema, {}) != 0)
+                _exit(1);
+        }
+    }
+    for (int state = 0; wait(&state) > 0;)
+        EXPECT_EQ(state, 0);
+    EXPECT_EQ(read_file(counter), "10000");
+}
+
+} // namespace
