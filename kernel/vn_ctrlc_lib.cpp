@@ -120,7 +120,9 @@ s_FILE open_file(const char *cpName, const char *cpMode, const char *cpWhat, str
         return result;
     }
     result.file.reset(std::fopen(cpName, cpMode));
-    if (!result.file) {
+    if (result.file) {
+        std::setvbuf(result.file.get(), nullptr, _IONBF, 0); // it is written in blocks
+    } else {
         result.bFailed = true;
         trace_log(strLog, 1, "--- VN_CTRLC_LIB  fopen(%s file [%s]) failed: return %d", cpWhat,
                   cpName, 1);

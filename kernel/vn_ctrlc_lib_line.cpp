@@ -1,7 +1,6 @@
 // Lines of a remote command's output, and the result in them (vn_ctrlc_lib.h).
 #include "kernel/vn_ctrlc_lib_line.h"
 
-#include "common/common/strlib.h"
 #include "common/common/text.h"
 
 #include <algorithm>
@@ -24,22 +23,41 @@ bool next_remote_line(std::string_view data, std::size_t iLimit, std::string_vie
     return true;
 }
 
-void take_remote_line(std::string_view line, std::size_t iConsumed, int iBuffered, short bTrim,
-                      char *cpLine, int iSize, RCMD *pRCmd, str_log *strLog) {
-    trace_log(strLog, 2, "szGetLine: buffer size %d, trim flag %s", iBuffered,
-              bTrim != 0 ? "TRUE" : "FALSE");
+std::string_view trimmed_line(std::string_view line) {
+    const auto is_blank = [](char letter) { return letter == ' ' || letter == '\t'; };
+    const char *begin = line.data();
+    const char *end = begin + strnlen(begin, line.size());
+    while (begin < end && is_blank(*begin)) {
+        ++begin;
+    }
+    while (end > begin && is_blank(end[-1])) {
+        --end;
+    }
+    return {begin, static_cast<std::size_t>(end - begin)};
+}
+
+void trace_remote_line(std::string_view line, std::size_t iConsumed, std::size_t iBuffered,
+                       bool bTrim, str_log *strLog) {
+    const int iData = static_cast<int>(iBuffered);
+    const int iTaken = static_cast<int>(iConsumed);
+    trace_log(strLog, 2, "szGetLine: buffer size %d, trim flag %s", iData,
+              bTrim ? "TRUE" : "FALSE");
     if (iConsumed == line.size()) {
         trace_log(strLog, 2, "szGetLine: !!! LF position %d == line size %d (buf size %d)\n",
-                  static_cast<int>(iConsumed), iSize, iBuffered);
+                  iTaken, iTaken, iData);
     } else {
-        trace_log(strLog, 2, "szGetLine: got LF at position %d", static_cast<int>(iConsumed) - 1);
+        trace_log(strLog, 2, "szGetLine: got LF at position %d", iTaken - 1);
     }
-    text_copy(cpLine, iSize, line);
-    if (bTrim != 0) {
-        str_trim(cpLine);
+    trace_log(strLog, 2, "szGetLine: return size %d", iData - iTaken);
+}
+
+bool may_hold_result(std::string_view line) {
+    for (const char letter : line) {
+        if (letter != ' ' && letter != '\t') {
+            return letter == 'S' || letter == 'M';
+        }
     }
-    vSetMsgAndSts(cpLine, pRCmd);
-    trace_log(strLog, 2, "szGetLine: return size %d", iBuffered - static_cast<int>(iConsumed));
+    return false;
 }
 
 char *szGetLine(char *pszBuffer, int *piBufferSize, RCMD *pRCmd, short bTrim, char *cpLine,
@@ -51,26 +69,31 @@ char *szGetLine(char *pszBuffer, int *piBufferSize, RCMD *pRCmd, short bTrim, ch
                                        &line, &iConsumed)) {
         return nullptr;
     }
-    take_remote_line(line, iConsumed, *piBufferSize, bTrim, cpLine, iSize, pRCmd, &strLog);
+    trace_remote_line(line, iConsumed, iData, bTrim != 0, &strLog);
+    text_copy(cpLine, iSize, bTrim != 0 ? trimmed_line(line) : line);
     std::memmove(pszBuffer, pszBuffer + iConsumed, iData - iConsumed);
     *piBufferSize = static_cast<int>(iData - iConsumed);
     pszBuffer[*piBufferSize] = '\0';
+    vSetMsgAndSts(cpLine, pRCmd);
     return cpLine;
 }
 
-void vSetMsgAndSts(const char *cpLine, RCMD *pRCmd) {
+void set_result(std::string_view line, RCMD *pRCmd) {
     constexpr std::string_view kStatus = "STATUS=";
     constexpr std::string_view kMessage = "MSG=";
     constexpr std::string_view kBehind = " MSG=";
-    const std::string_view line = cpLine;
-    if (line.substr(0, kStatus.size()) == kStatus) {
+    if (line.starts_with(kStatus)) {
         const std::string_view status = line.substr(kStatus.size());
         const std::size_t place = status.find(kBehind);
         if (place != std::string_view::npos) {
             text_copy(pRCmd->szMsg, status.substr(place + kBehind.size()));
         }
         text_copy(pRCmd->szSts, status.substr(0, place));
-    } else if (line.substr(0, kMessage.size()) == kMessage) {
+    } else if (line.starts_with(kMessage)) {
         text_copy(pRCmd->szMsg, line.substr(kMessage.size()));
     }
+}
+
+void vSetMsgAndSts(const char *cpLine, RCMD *pRCmd) {
+    set_result(cpLine, pRCmd);
 }

@@ -11,7 +11,15 @@
 bool next_remote_line(std::string_view data, std::size_t iLimit, std::string_view *line,
                       std::size_t *piConsumed);
 
-// Copies a line that was found into cpLine (iSize bytes), trimmed if bTrim is not 0, and takes the
-// result out of it. Traces it with the bytes consumed and buffered.
-void take_remote_line(std::string_view line, std::size_t iConsumed, int iBuffered, short bTrim,
-                      char *cpLine, int iSize, RCMD *pRCmd, str_log *strLog);
+// A line as it counts: up to a NUL byte, without blanks and tabs at both ends.
+std::string_view trimmed_line(std::string_view line);
+
+// False for a line, trimmed or not, that set_result takes nothing from; cheap, for the many.
+bool may_hold_result(std::string_view line);
+
+// Takes the result out of a trimmed line, as vSetMsgAndSts does.
+void set_result(std::string_view line, RCMD *pRCmd);
+
+// Traces a line that was found, with the bytes that are buffered and that it consumes.
+void trace_remote_line(std::string_view line, std::size_t iConsumed, std::size_t iBuffered,
+                       bool bTrim, str_log *strLog);

@@ -89,14 +89,34 @@ bool take_urgent(s_RELAY *r, const s_STREAM &stream) {
     return true;
 }
 
-void store_line(s_RELAY *r, s_STREAM *stream, std::string_view text, std::size_t iConsumed) {
-    char szLine[kLineLength + 1];
-    take_remote_line(text, iConsumed, static_cast<int>(stream->iEnd - stream->iBegin), 1, szLine,
-                     sizeof szLine, r->pRCmd, r->strLog);
-    if (stream->list != nullptr) {
-        InsLastLLf(stream->list, std::strlen(szLine) + 1, szLine);
-        trace_log(r->strLog, 2, "%s [%s]", stream->cpMark, szLine);
+// Appends a copy of the text to the list. What stands behind the text in its buffer has been
+// consumed with it: the terminator may take its place.
+void append_in_place(t_LL list, std::string_view text) {
+    char *end = const_cast<char *>(text.data()) + text.size();
+    *end = '\0';
+    InsLastLLf(list, text.size() + 1, text.data());
+}
+
+void store_line(s_RELAY *r, s_STREAM *stream, std::string_view line, std::size_t iConsumed) {
+    if (r->strLog->iFlg >= 2) {
+        trace_remote_line(line, iConsumed, stream->iEnd - stream->iBegin, true, r->strLog);
     }
+    if (stream->list == nullptr && !may_hold_result(line)) {
+        return;
+    }
+    const std::string_view text = trimmed_line(line);
+    set_result(text, r->pRCmd);
+    if (stream->list == nullptr) {
+        return;
+    }
+    if (text.data() + text.size() < line.data() + iConsumed) {
+        append_in_place(stream->list, text);
+    } else {
+        const std::string copy(text);
+        InsLastLLf(stream->list, copy.size() + 1, copy.c_str());
+    }
+    trace_log(r->strLog, 2, "%s [%.*s]", stream->cpMark, static_cast<int>(text.size()),
+              text.data());
 }
 
 // Takes the complete lines out of the stream's data, which is moved only when it is all looked at.
