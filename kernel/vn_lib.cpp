@@ -25,24 +25,12 @@ struct s_CLIENT {
     char szOptions[sizeof(col::szValue)];
 };
 
-// A single quote in a value of a statement is doubled.
-std::string sql_quoted(std::string_view value) {
-    std::string result;
-    for (const char letter : value) {
-        result += letter;
-        if (letter == '\'') {
-            result += letter;
-        }
-    }
-    return result;
-}
-
 // Reads the client's record. False, with a protocol event, when there is none.
 bool read_client(RCMD *pRCmd, s_CLIENT *client, str_log strLog) {
     const std::string statement =
         "select oper_systems.platform,clients.accessmode,clients.access_options from "
         "oper_systems,clients where clients.name='" +
-        sql_quoted(pRCmd->szClient) + "' and oper_systems.os=clients.os";
+        db_quoted(pRCmd->szClient) + "' and oper_systems.os=clients.os";
     char szMsg[DB_MESSAGE_SIZE] = "";
     DB_REC_LIS list = {};
     text_copy(list.szId, "RCMD");

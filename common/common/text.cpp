@@ -42,6 +42,13 @@ bool text_print(char *buffer, long size, const char *format, ...) {
     return whole;
 }
 
+std::string text_file_part(std::string_view text) {
+    std::string part(text);
+    std::replace_if(
+        part.begin(), part.end(), [](char c) { return c == '/' || c == '\\' || c == '*'; }, '_');
+    return part;
+}
+
 std::string error_text(int iErrno) {
     return std::strerror(iErrno);
 }

@@ -43,6 +43,9 @@ __attribute__((format(printf, 2, 3))) bool text_print(char (&buffer)[N], const c
     return whole;
 }
 
+// A text as part of a file name that is no path and no pattern: "/", "\" and "*" become "_".
+std::string text_file_part(std::string_view text);
+
 // The system's text for an error number, as a copy: the next look-up does not change it.
 std::string error_text(int iErrno);
 

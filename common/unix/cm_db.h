@@ -8,6 +8,8 @@
 #include "common/unix/cm_trace.h"
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 constexpr int DB_MESSAGE_SIZE = 256; // bytes of a message buffer
 constexpr int DB_MAX_COLUMNS = 100;
@@ -82,6 +84,9 @@ int iDB_SEL_WRITE_VALUE(const DB_REC_LIS *pRL, const char *cpRecord, col *pCol);
 int DB_SEL_LOOP_RECORDS(const DB_REC_LIS *pRL,
                         int (*fn)(const DB_REC_LIS_ELEMENT *pRecord, void *pContext),
                         void *pContext);
+
+// A value as it stands between the single quotes of a statement.
+std::string db_quoted(std::string_view value);
 
 // Converts a statement to lower case in place, except what stands in quotes. Returns it.
 char *SQL_LOWERCASE(char *cpSql);

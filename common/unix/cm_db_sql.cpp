@@ -146,6 +146,17 @@ std::string repaired(std::string_view sql) {
 
 } // namespace
 
+std::string db_quoted(std::string_view value) {
+    std::string result;
+    for (const char letter : value) {
+        result += letter;
+        if (letter == '\'') {
+            result += letter;
+        }
+    }
+    return result;
+}
+
 char *SQL_LOWERCASE(char *cpSql) {
     const std::string_view sql = cpSql;
     for (std::size_t i = 0; i < sql.size();) {

@@ -6,6 +6,7 @@
 #include "common/common/owner.h"
 #include "common/common/text.h"
 #include "common/unix/cm_append.h"
+#include "common/unix/cm_fatal.h"
 #include "common/unix/cm_ini.h"
 
 #include <algorithm>
@@ -33,14 +34,8 @@ bool read_directory(char (&szDirectory)[N]) {
 }
 
 void reply_no_store(char *value, const char *cpDirectory) {
-    char szText[kReplySize];
     const std::string detail = std::string(cpDirectory) + " error reading vn_ini";
-    text_print(szText,
-               by_language("Fatal software error FILE=%s LINE=%d (%s)",
-                           "Fataler Software Fehler FILE=%s ZEILE=%d (%s)",
-                           "Do hod's wos in da Software zrissn DATEI=%s ZEIN=%d (%s)"),
-               "../cm_hal_unix", 259, detail.c_str());
-    text_print(value, kReplySize, "?? %s", szText);
+    text_print(value, kReplySize, "?? %s", fatal_text("../cm_hal_unix", 259, detail).c_str());
 }
 
 void reply_invalid_service(int cFunction, char *value) {
