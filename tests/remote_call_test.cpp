@@ -1,0 +1,159 @@
+// Remote calls through the sandbox's control daemon; nothing but their result may stay behind.
+#include "common/common/text.h"
+#include "kernel/vn_ctrlc_lib.h"
+#include "tests/support/daemon.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+
+using namespace vn_test;
+
+namespace {
+
+struct RemoteCall : testing::Test {
+    Installation in;
+    std::string daemon_options, options = "-s", in_file, out_file, err_file;
+    bool lists = true;
+    int timeout = 0;
+
+    static std::string emptied(t_LL list) {
+        std::string lines;
+        for (void *line = FirstElmLL(list); IsElmLL(line) != 0; line = NextElmLL(line))
+            lines += static_cast<const char *>(line) + std::string(";");
+        DestLL(list);
+        return lines;
+    }
+    // Exit code, status, message, and the lines of both streams.
+    std::string call(const std::string &script) const {
+        const Daemon daemon(in, daemon_options);
+        const auto request = std::make_unique<RCMD>();
+        text_copy(request->szClient, "127.0.0.1");
+        text_copy(request->szPort, std::to_string(daemon.port));
+        text_copy(request->szPortOpt, options);
+        text_copy(request->szCmd, "sh -c \"" + script + '"');
+        text_copy(request->szInFile, in_file);
+        text_copy(request->szOutFile, out_file);
+        text_copy(request->szErrFile, err_file);
+        request->iTimeout = timeout;
+        request->LL_Stdout = lists ? ConsLL() : nullptr;
+        request->LL_Stderr = lists ? ConsLL() : nullptr;
+        giSingleConnection = 1;
+        gRelayPolicy = {0, 1};
+        const std::string before = possessions();
+        std::string told = std::to_string(ctrlc_lib_call(request.get(), {}));
+        EXPECT_EQ(possessions(), before) << script;
+        told += std::string(" ") + request->szSts + '|' + request->szMsg + '|';
+        return lists ? told + emptied(request->LL_Stdout) + '|' + emptied(request->LL_Stderr)
+                     : told;
+    }
+};
+
+TEST_F(RemoteCall, GivesLinesResultAndExitCode) {
+    std::string count;
+    for (int i = 1; i <= 20000; i++)
+        count += std::to_string(i) + ';';
+    const std::string x(8192, 'x'), both = "seq 20000; seq 20000 >&2; exit 5";
+    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
+        {"", "-s", "echo b >&2", "0 ||b;|"},
+        {"", "-d", "echo a; echo b >&2; exit 3", "3 ||a;|b;"},
+        {"-w 20", "-d", "exit 254", "254 |||"},
+        {"-m dribble", "-s", "printf 'a\\r\\n\\nSTATUS=OK MSG=done\\nlast'",
+         "0 OK|done|a;;STATUS=OK MSG=done;last;|"},
+        {"", "-s", "echo STATUS=A B MSG=c; printf MSG=x", "0 A B|x|STATUS=A B MSG=c;MSG=x;|"},
+        {"", "-d", "printf STATUS=E >&2", "0 E|||STATUS=E;"},
+        {"", "-s", "head -c 20000 /dev/zero | tr '\\0' x",
+         "0 ||" + x + ';' + x + ';' + x.substr(0, 3616) + ";|"},
+        {"-m noexit", "-s", "echo a", "255 ||a;|"},
+        {"-m reset", "-d", "echo a; printf b", "255 ||a;b;|"},
+        {"-m stall1", "-d", both, "5 ||" + count + '|' + count},
+        {"-m stall2", "-d -o port=0", both, "5 ||" + count + '|' + count}};
+    for (const auto &[daemon, opts, script, told] : cases) {
+        daemon_options = daemon;
+        options = opts;
+        EXPECT_EQ(call(script), told) << daemon << script;
+    }
+    daemon_options = "-m silent";
+    timeout = 1;
+    EXPECT_EQ(call("echo a"), "255 |||");
+}
+
+TEST_F(RemoteCall, WritesFiles) {
+    lists = false;
+    const std::string out = in.path("out"), err = in.path("err"), script = "echo a; echo b >&2";
+    const std::string none = in.path("none/x"), refused = "ERROR: CTRLD reply: no";
+    using Text = std::optional<std::string>;
+    const std::tuple<std::string, std::string, std::string, std::string, Text, Text> cases[] = {
+        {"", out, err, script + "; exit 3", "a\n", "b\n"},
+        {"", out, "", "echo b >&2", "b\n", {}},
+        {"", "", err, script, {}, {}},
+        {"", none, "", script, {}, {}},
+        {"", out, none, script, "", {}},
+        {"", "/dev/full", "", script, {}, {}},
+        {"", "/dev/full", "", script + "; exit 7", {}, {}},
+        {"-r no", out, "", "", refused, {}},
+        {"-r no -u 9", out, err, "", {}, refused}};
+    const std::vector<std::string> exits = {"3", "0", "255", "1", "1", "1", "7", "253", "9"};
+    options = "-d";
+    for (size_t i = 0; i < exits.size(); i++) {
+        Text wrote_out, wrote_err;
+        std::string command;
+        std::tie(daemon_options, out_file, err_file, command, wrote_out, wrote_err) = cases[i];
+        const std::string told = call(command);
+        EXPECT_EQ(told.substr(0, told.find(' ')), exits[i]) << told;
+        EXPECT_EQ(read_file(out), wrote_out) << i;
+        EXPECT_EQ(read_file(err), wrote_err) << i;
+        EXPECT_EQ(told.find("No space left") != told.npos, out_file == "/dev/full") << told;
+        std::remove(out.c_str());
+        std::remove(err.c_str());
+    }
+}
+
+TEST_F(RemoteCall, FeedsAFile) {
+    in_file = in.path("in");
+    for (const size_t size : {0, 1, 8192, 3000000}) {
+        write_file(in_file, std::string(size, 'x'));
+        EXPECT_EQ(call("tr -d '\\n' | wc -c"), "0 ||" + std::to_string(size) + ";|");
+        EXPECT_EQ(call("exit 4"), "4 |||");
+    }
+    in_file = in.path("missing");
+    EXPECT_EQ(call("cat"), "1 |||");
+}
+
+TEST(RemoteCommand, IsConvertedAsTheDaemonsExpect) {
+    const std::pair<const char *, const char *> cases[] = {{"", ""},
+                                                           {"ls -l \"my dir\"", "ls\"-l\"my dir"},
+                                                           {"a  b ", "a\"\"b"},
+                                                           {"a\\ \\\"b\\", "a\\ \\\"b\\"},
+                                                           {"x=\"y z\" c", "x=y z\"c"},
+                                                           {"x='y z'", "x=y z"},
+                                                           {"e \"a 'b'\"", "e\"a 'b'"},
+                                                           {"e 'a b'", "e\"'a b'a b"}};
+    for (const auto &[command, converted] : cases) {
+        char result[80];
+        str_log log = {};
+        vConvertCommand(command, result, sizeof result, &log);
+        EXPECT_STREQ(result, converted);
+    }
+}
+
+TEST(RemoteLine, IsCutOutOfTheBuffer) {
+    const std::tuple<const char *, int, const char *, const char *> cases[] = {
+        {"a\r\nb", 80, "a", "b"},
+        {"a\rb\n\n", 80, "a\rb", "\n"},
+        {"\nx", 80, "", "x"},
+        {"abc", 80, nullptr, "abc"},
+        {"", 80, nullptr, ""},
+        {"abcdef", 4, "abc", "def"},
+        {"STATUS=A MSG=b\n", 80, "STATUS=A MSG=b", ""}};
+    const auto request = std::make_unique<RCMD>();
+    for (const auto &[data, limit, line, rest] : cases) {
+        char buffer[80], cut[80];
+        text_copy(buffer, data);
+        int size = static_cast<int>(strlen(buffer));
+        EXPECT_STREQ(szGetLine(buffer, &size, request.get(), 1, cut, limit, {}), line);
+        EXPECT_EQ(std::string(buffer, static_cast<size_t>(size)), rest);
+    }
+    EXPECT_EQ(request->szSts + std::string(request->szMsg), "Ab");
+}
+
+} // namespace
