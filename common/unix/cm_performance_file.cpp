@@ -70,7 +70,7 @@ int READ_PERFORMANCE_FILE(const char *cpDevice, const char *cpVnsNr, char *cpRet
                           str_log strLog) {
     constexpr int kReturnSize = 10240;
     char szFile[1024];
-    text_print(szFile, "gv_rw_info:perf_%s.log", cpVnsNr);
+    text_print(szFile, "gv_rw_info:perf_%s.log", text_file_part(cpVnsNr).c_str());
     resolve_path(szFile, sizeof szFile);
     trace_log(&strLog, 2, "+++ READ_PERFORMANCE_FILE  %s  %s  %s", cpDevice, cpVnsNr, szFile);
     s_FIGURES f = {};

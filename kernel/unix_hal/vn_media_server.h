@@ -1,0 +1,22 @@
+// Control of the media server on this host.
+#pragma once
+
+#include "common/unix/cm_trace.h"
+
+// Whether the media server's data server runs. iRestartFlg 0 only checks, 1 reloads the media
+// server when it does not run, 2 reloads it first. Returns 1 when it runs, after a reload if there
+// was one; 0 when not, after a reload with an alarm.
+int i_CHECK_VNS(int iRestartFlg, str_log strLog);
+
+// Stops the media server's process of a drive: nothing to be done on this platform.
+void VNS_SHUTDOWN(int iNum);
+
+// Sets the label of a disk volume: disks of this platform have none. Returns 1.
+int i_SET_VOLUME_LABEL(const char *cpVolume, const char *cpLabel, char mode, char *cpMsg,
+                       int iMsgSize);
+
+// How long a reloaded media server takes to be up, milliseconds.
+struct s_VNS_POLICY {
+    int iReloadMsec;
+};
+extern s_VNS_POLICY gVnsPolicy;
