@@ -2,10 +2,13 @@
 // in the order in which they are asked for.
 #include "kernel/vn_dispatch.h"
 
+#include "kernel/vn_configure.h"
+#include "kernel/vn_device_functions.h"
 #include "kernel/vn_file_functions.h"
 #include "kernel/vn_finish.h"
 #include "kernel/vn_glbv_functions.h"
 #include "kernel/vn_options.h"
+#include "kernel/vn_saveset_functions.h"
 #include "kernel/vn_small_functions.h"
 #include "kernel/vn_usefile.h"
 
@@ -26,10 +29,15 @@ struct s_FUNCTION {
 constexpr char kMissingName[] = "missing option -n name of GLBV";
 
 constexpr s_FUNCTION kFunctions[] = {
+    {'c', {{gszOpt_d, "missing option -d", 1}}, v_CONFIGURE},
     {'d', {}, v_LIST_DIRECTORY},
     {'D', {}, [](s_CALL *) { CREATE_DIR_CLIENT(); }},
     {'e', {{gszOpt_n, "missing option -n", 1}}, v_EXIST_FILE},
     {'f', {}, [](s_CALL *) { FILE_COPY(); }},
+    {'k', {{gszOpt_s, "missing option -s saveset|pattern", 1}}, v_KILL},
+    {'m', {{gszOpt_s, "missing option -s saveset", 1}}, v_MOVE},
+    {'p', {{gszOpt_d, "missing option -d device", 1}}, v_PERFORMANCE},
+    {'t', {}, [](s_CALL *) { TAPE_STATUS_CLIENT(); }},
     {'G', {{gszOpt_n, kMissingName, 1}}, v_READ_GLBV},
     {'R', {{gszOpt_n, kMissingName, 1}}, v_READ_AND_DELETE_GLBV},
     {'W',
@@ -37,6 +45,9 @@ constexpr s_FUNCTION kFunctions[] = {
      v_WRITE_GLBV},
     {'r', {}, v_READ_EVENT_LOG},
     {'u', {}, [](s_CALL *) { USEFILE(); }},
+    {'x',
+     {{gszOpt_u, "missing option -u user", 2}},
+     [](s_CALL *call) { EXECUTE_COMMAND(call->argvEnd); }},
 };
 
 void check_required(const s_FUNCTION &function) {

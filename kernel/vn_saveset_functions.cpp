@@ -1,0 +1,100 @@
+// The functions on savesets and commands, see vn_saveset_functions.h.
+#include "kernel/vn_saveset_functions.h"
+
+#include "common/common/owner.h"
+#include "common/common/text.h"
+#include "common/unix/cm_file_util.h"
+#include "kernel/unix_hal/vn_hal_unix.h"
+#include "kernel/vn_finish.h"
+#include "kernel/vn_options.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+
+namespace {
+
+constexpr int kMessageSize = 256;
+
+bool is_writable(const std::string &file) {
+    return static_cast<bool>(
+        unique_fd(::open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)));
+}
+
+// Copies a file of the INI directory to the saveset's in the work directory. False with the
+// message.
+bool copy_mtf(const char *cpSource, const char *saveset, const char *cpEnding, char *cpMsg) {
+    std::string source = std::string(gszRwIni) + cpSource;
+    std::string target = std::string(gszRwWork) + "vnslis/" + saveset + cpEnding;
+    GIVE_ME_FILE_NAME(source.data());
+    GIVE_ME_FILE_NAME(target.data());
+    const int iResult = file_copy(source.c_str(), target.c_str());
+    if (iResult == 0) {
+        return true;
+    }
+    // The copy program does not always tell which of the two it was.
+    const bool bSource = file_exist(source.c_str()) == 0 || (iResult != 2 && is_writable(target));
+    text_print(cpMsg, kMessageSize, "could not open file %s to %s",
+               bSource ? source.c_str() : target.c_str(), bSource ? "read" : "write");
+    trace_log(&strLog, 1, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
+    return false;
+}
+
+// The saveset copy: its status is the shell's raw one, as the server knows it.
+int copy_saveset(char *cpMsg) {
+    trace_log(&strLog, 1, "Start saveset copy");
+    std::fflush(stdout);
+    const int iStatus = std::system(gszOpt_s);
+    text_copy(cpMsg, kMessageSize,
+              iStatus < 2 ? "Saveset successfully copied" : "Error during saveset copy");
+    return iStatus;
+}
+
+} // namespace
+
+void v_KILL(s_CALL *) {
+    char szMsg[kMessageSize] = "";
+    trace_log(&strLog, 1, "kill with pattern %s ", gszOpt_s);
+    if (bIS_CUT(gszOpt_s)) {
+        FINISH(2, error_text(ENAMETOOLONG).c_str());
+    }
+    const int iSts = i_KILL_VBC(gszOpt_s, szMsg, strLog);
+    FINISH(iSts, szMsg);
+}
+
+void v_MOVE(s_CALL *) {
+    char szMsg[kMessageSize] = "";
+    trace_log(&strLog, 1, "copy MTF-header & trailer file");
+    if (bIS_CUT(gszOpt_s)) {
+        FINISH(1, error_text(ENAMETOOLONG).c_str());
+    }
+    const int iSts = i_COPY_MTF_HDR_TRL(gszOpt_s, szMsg);
+    FINISH(iSts, szMsg);
+}
+
+int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
+    trace_log(&strLog, 1, "+++ COPY_MTF_HDR_TRL");
+    if (!copy_mtf("mtf_extended_header.dat", saveset, ".hdr", cpMsg) ||
+        !copy_mtf("mtf_trailer.dat", saveset, ".trl", cpMsg)) {
+        return 1;
+    }
+    text_copy(cpMsg, kMessageSize, "copy ok");
+    trace_log(&strLog, 1, "--- COPY_MTF_HDR_TRL  copy ok");
+    return 0;
+}
+
+void EXECUTE_COMMAND(char **argv) {
+    char szMsg[kMessageSize] = "no message";
+    trace_log(&strLog, 1, "+++ EXECUTE_COMMAND  %s  %s ", gszOpt_u, gszOpt_s);
+    if (bIS_CUT(gszOpt_s) || bIS_CUT(gszOpt_u)) { // a cut command is another one
+        FINISH(2, error_text(ENAMETOOLONG).c_str());
+    }
+    const bool bCopy = std::strcmp(gszOpt_u, "vbccopy") == 0;
+    const int iSts = bCopy ? copy_saveset(szMsg)
+                           : i_EXECUTE_USER_COMMAND(gszOpt_u, gszOpt_s, argv, szMsg, strLog);
+    trace_log(&strLog, 1, "--- EXECUTE_COMMAND: %s ", szMsg);
+    FINISH(iSts, szMsg);
+}

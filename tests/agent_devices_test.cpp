@@ -1,0 +1,157 @@
+// The functions on devices end to end: the state t, the figures p, the media server's devices c.
+#include "tests/support/installation.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+using namespace vn_test;
+namespace fs = std::filesystem;
+
+namespace {
+
+struct AgentDevices : testing::Test {
+    Installation in;
+    const std::string ini = in.path("rw/ini/vns.ini");
+    // For a stand-in: ends the agent that has called it.
+    const std::string kill = "p=$PPID; until [ $(ps -o comm= -p $p) = vn_client ]; do "
+                             "p=$(ps -o ppid= -p $p); done; kill -9 $p";
+    // Puts a program in front of the one of the same name.
+    void play(const std::string &name, const std::string &script) const {
+        write_file(in.path("ro/drive/" + name), "#!/bin/sh\n" + script + "\n");
+        chmod(in.path("ro/drive/" + name).c_str(), 0755);
+        in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "gv_ro_bin", in.path("ro/drive/"));
+    }
+    void describe() const {
+        in.set_glbv("gv_client_c_0", "A /dev/nst4 L6 TAPE FILE 3");
+        in.set_glbv("gv_client_c_1", "7 d1 CD DISK_CHNG N 2");
+        in.set_glbv("gv_client_c_2", "8 /d8 HD DISK_HARD N -1 7th");
+    }
+    // Runs a shell command, in which "$0" is the agent, in the work directory.
+    CallResult shell(const std::string &command) const {
+        const std::string path = "PATH=" + in.path("ro/drive:") + in.path("ro/bin:/usr/bin:/bin");
+        return run_program({"/bin/sh", "-c", command, VN_CLIENT_PROGRAM},
+                           {path, "LC_ALL=C", "VORNA_INI=" + in.path("vorna.ini")},
+                           {"", {}, in.path("rw/work")});
+    }
+    // The record's status and message, and all of the output where it matters.
+    void expect(const std::string &arguments, int status, const std::string &message,
+                const std::string &out = "*") const {
+        const std::string words[] = {"SUCCESS", "WARNING", "ERROR"};
+        const CallResult result = shell("\"$0\" -r -i 7 -f " + arguments);
+        EXPECT_EQ(result, (CallResult{status, out == "*" ? result.out : out,
+                                      "ID=7\nSTATUS=" + words[status] + " MSG=" + message + "\n"}))
+            << arguments;
+    }
+    // A vns.ini, before and after the three drives are configured.
+    std::string vns(const std::string &p, bool after) const {
+        const std::string s = "Maximal_Number_Of_Parallel_Streams_",
+                          my = "# my %s%n\n Size = 1 \r\n" + s,
+                          end = "[" + p + "N]\nk=" + std::string(70000, 'l') + "\n\nno end";
+        if (!after)
+            return "#\n[" + p + "Device]\nDevice_Name_0=x\n[Other]\nk=v\n[" + p + "Tape]\n" +
+                   "Tapemark_Type_0=OLD\n" + my + "0=9\n#\n" + s + "1=9\n;Tapemark_Type\n" + end;
+        return "[" + p + "Device]\nMaximal_Number_Of_Devices=3\nDevice_Name_0=/dev/nst4\n" +
+               "Device_Name_1=disk7\nDevice_Name_2=disk8\nDevice_Type_0=L6\nDevice_Type_1=CD\n" +
+               "Device_Type_2=HD\n\n[" + p + "Disk]\nDirectory=" + in.path("rw/ini/\n\n[") + p +
+               "Tape]\nTapemark_Type_0=FILE\nTapemark_Type_1=N\nTapemark_Type_2=N\n" + my +
+               "0=3\n" + s + "1=2\n" + s + "2=-1\n#\n" + end + "\n";
+    }
+};
+
+TEST_F(AgentDevices, State) {
+    shell("cd ../ini; echo empty >disk1; echo /mnt >disk2");
+    expect("t -t TAPE_DRIVE", 1, "missing device via -d");
+    expect("t -d x", 1, "missing device via -t");
+    expect("t -d disk1 -t DISK_HARD", 0, "No tape in drive");
+    expect("t -d disk2 -t DISK_HARD", 0, "Drive tape online");
+    expect("t -d x -t / -n NULL", 0, "Drive tape online");
+    expect("tapestatus -d x -t \"$0\"", 0, "No tape in drive");
+    expect("t -d /nosuch -n 'echo >x;' -t d 2>&1 | tail -n2 >&2; exit 2", 2, "No tape in drive");
+    EXPECT_FALSE(fs::exists(in.path("rw/work/x")));
+    write_file(in.path("rw/work/drive.states"), "2 Medium not present\n");
+    expect("t -d /dev/null -t TAPE_DRIVE 2>&1 | tail -n2 | sed 's/^ //' >&2", 0,
+           "No tape in drive: Medium not present ");
+    if (shell("udevadm info --query=all --name /dev/null").status != 0)
+        GTEST_SKIP() << "no udevadm that knows this machine's devices";
+    play("load", "printf '[%s]' \"$@\" >../args; head -c 1000000 /dev/zero | tr '\\0' y; exit $1");
+    expect("t -d /dev/null -n 'load 0' -t 'd \"1$x' >o", 0, "Drive tape online");
+    expect("t -d /dev/null -n 'load 1' -t 'd \"1$x' >o", 2, "No tape in drive");
+    EXPECT_EQ(read_file(in.path("rw/args")),
+              "[1][/dev/null][" + in.path("rw/work/diskmnt/d \"1$x]"));
+}
+
+TEST_F(AgentDevices, Figures) {
+    const std::string a = "2 1 STATUS: VNS_WRT THROUGHPUT: 12.5 GB/h INFO: 1:2 READY",
+                      b = "0 0 STATUS: IDLE THROUGHPUT: 0.0 GB/h INFO: - READY";
+    shell("vn_perf 3 VNS_WRT 12.5 2 1 99 1:2");
+    for (const std::string arguments : {"d:3", "d -s 3 -t 3", "d -s 3 -t abc", "d -s 3 -t 2:0"})
+        expect("p -d " + arguments, 0, a, "ID=7\n" + a + "\n");
+    expect("p -d d:3 -t -1:5", 0, "");
+    expect("p -d d:4 -t 9:9", 1, "");
+    expect("p -d d:3 -t 3:1 >o & until [ -s o ]; do sleep 0.02; done; vn_perf 3; wait $!; cat o", 0,
+           b, "ID=7\n" + a + "\nID=7\n" + b + "\n");
+    EXPECT_EQ(shell("\"$0\" -i a/../../7 -f p -d d:3").status, 0);
+    EXPECT_EQ(read_file(in.path("rw/work/rsh_a_.._.._7.tmp")), "ID=a/../../7\n" + b + "\n");
+}
+
+TEST_F(AgentDevices, ConfigureInFull) {
+    write_file(ini, vns("VNS_", false));
+    write_file(in.path("rw/ini/disk3"), "gone\n0\n");
+    describe();
+    expect("c -d 3", 0, "Configured 3 VNS-drives");
+    EXPECT_EQ(read_file(ini), vns("VNS_", true));
+    EXPECT_EQ(shell("cd ../ini; ls vns* disk*; cat disk*").out,
+              "disk7\ndisk8\nvns.ini\n" + in.path("rw/work/diskmnt/d1\n0\n") + "empty\n0\n");
+    EXPECT_EQ(in.get_glbv("gv_client_c_2"), std::nullopt);
+}
+
+TEST_F(AgentDevices, ConfigureRefuses) {
+    const std::string good = "0 /x T TAPE FILE 1", old = read_file(ini).value_or("");
+    play("vn_main", "echo >../reloaded");
+    in.set_glbv("gv_client_c_0", good);
+    for (const std::string count : {"0", "x2"})
+        expect("c -d " + count, 0, "there no drives to configure");
+    for (const std::string count : {"-1", "201", "99999999999999999999"})
+        expect("c -d " + count, 1, "invalid number of drives: " + count);
+    EXPECT_EQ(in.get_glbv("gv_client_c_0"), good);
+    for (const std::string drive : {"0 /x T TAPE FILE", "0 /x T TAPE FILE one",
+                                    "0 /x 1234567890123456 TAPE FILE 1", "a/b x T DISK_H N 1"}) {
+        in.set_glbv("gv_client_c_0", drive);
+        expect("c -d 1", 1, "GLBV gv_client_c_0 invalid: " + drive);
+    }
+    in.set_glbv("gv_client_c_0", good);
+    expect("c -d 2", 1,
+           "GLBV gv_client_c_1 had not been written by caller, so cannot configure the drive");
+    EXPECT_EQ(in.get_glbv("gv_client_c_0"), std::nullopt);
+    EXPECT_EQ(read_file(ini), old);
+    write_file(ini, "[Device]\n");
+    expect("c -d 1", 1, "no tape section in " + ini);
+    fs::remove(ini);
+    expect("c -d 1", 1, "Cannot open file " + ini + " to read");
+    EXPECT_FALSE(fs::exists(in.path("rw/reloaded")));
+}
+
+// A copy that fails, or an agent that is killed meanwhile, leaves the old vns.ini; the next agent
+// does it all.
+TEST_F(AgentDevices, ConfigureAtAllSteps) {
+    play("vn_main", kill);
+    write_file(ini, vns("", false));
+    const std::string half = "head -c 99 \"$1\" >\"$2\"; ", copy = "/bin/cp \"$@\"; ";
+    for (const std::string &step : {half + "exit 1", kill, half + kill, copy + kill, copy}) {
+        play("cp", step);
+        describe();
+        EXPECT_EQ(shell("\"$0\" -f c -d 3").status, step.ends_with("exit 1") ? 1 : 137) << step;
+        EXPECT_EQ(read_file(ini), vns("", step == copy)) << step;
+    }
+    // Of two at once one takes all descriptions, the other finds none.
+    for (int round = 0; round < 5; ++round) {
+        write_file(ini, vns("", false));
+        describe();
+        EXPECT_EQ(shell("for i in 1 2; do { \"$0\" -f c -d 3; echo $?; } & done | sort").out,
+                  "1\n137\n");
+        EXPECT_EQ(read_file(ini), vns("", true));
+    }
+}
+
+} // namespace
