@@ -128,9 +128,9 @@ void make_identifier() {
 
 struct s_PATH_KEY {
     const char *cpKey;
+    const char *cpMissing;
     char *cpBuffer;
     int iSize;
-    const char *cpMissing;
     bool bMediaServerOnly; // other functions do without it
 };
 
@@ -138,14 +138,14 @@ void read_paths() {
     char szPresent[256]; // of these keys only the presence counts
     char szMsg[256];
     const s_PATH_KEY keys[] = {
-        {"gv_ro", szPresent, sizeof szPresent, "missing gv_ro in INI", false},
-        {"gv_ro_bin", gszRo, sizeof gszRo, "missing gv_ro_bin in INI", false},
-        {"gv_ro_vns", gszRoVns, sizeof gszRoVns, "missing gv_ro_vns in INI", true},
-        {"gv_rw", szPresent, sizeof szPresent, "missing gv_rw in INI", false},
-        {"gv_rw_ini", gszRwIni, sizeof gszRwIni, "missing gv_rw_ini in INI", false},
-        {"gv_rw_vbc_log", gszRwVbc, sizeof gszRwVbc, "missing gv_rw_vbc in INI", false},
-        {"gv_rw_tmp", gszRwTmp, sizeof gszRwTmp, "missing gv_rw_tmp in INI", false},
-        {"gv_rw_work", gszRwWork, sizeof gszRwWork, "missing gv_rw_work in INI", false},
+        {"gv_ro", "missing gv_ro in INI", szPresent, sizeof szPresent, false},
+        {"gv_ro_bin", "missing gv_ro_bin in INI", gszRo, sizeof gszRo, false},
+        {"gv_ro_vns", "missing gv_ro_vns in INI", gszRoVns, sizeof gszRoVns, true},
+        {"gv_rw", "missing gv_rw in INI", szPresent, sizeof szPresent, false},
+        {"gv_rw_ini", "missing gv_rw_ini in INI", gszRwIni, sizeof gszRwIni, false},
+        {"gv_rw_vbc_log", "missing gv_rw_vbc in INI", gszRwVbc, sizeof gszRwVbc, false},
+        {"gv_rw_tmp", "missing gv_rw_tmp in INI", gszRwTmp, sizeof gszRwTmp, false},
+        {"gv_rw_work", "missing gv_rw_work in INI", gszRwWork, sizeof gszRwWork, false},
     };
     for (const s_PATH_KEY &key : keys) {
         const bool bFound = i_READ_INI("VN_INI", "[Pathes]", key.cpKey, key.cpBuffer, key.iSize,

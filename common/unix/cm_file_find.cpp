@@ -62,6 +62,7 @@ std::time_t cut_off(const char *cpDate, int iDays) {
         const std::time_t now = std::time(nullptr);
         localtime_r(&now, &when);
         when.tm_mday -= iDays;
+        // NOLINTNEXTLINE(cert-err34-c): the widths bound the numbers, and their count is checked
     } else if (std::sscanf(cpDate, "%4d-%2d-%2d %2d:%2d:%2d", &when.tm_year, &when.tm_mon,
                            &when.tm_mday, &when.tm_hour, &when.tm_min, &when.tm_sec) == 6) {
         when.tm_year -= 1900;

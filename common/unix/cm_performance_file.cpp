@@ -26,6 +26,7 @@ struct s_FIGURES {
 
 bool read_figures(const char *cpFile, s_FIGURES *f) {
     const unique_file file(std::fopen(cpFile, "re"));
+    // NOLINTNEXTLINE(cert-err34-c): the widths bound the numbers, and their count is checked
     return file && std::fscanf(file.get(),
                                "STATUS: %255s\nTHROUGHPUT: %255s GB/h\n"
                                "NUMBER OF ACTIVE BACKUPS: %9d\nNUMBER OF ACTIVE RESTORES: %9d\n"

@@ -63,8 +63,9 @@ bool goes_up(std::string_view path) {
 // it again, is not. Nor is a word that the shell would make something else of.
 bool is_inside(const s_COMMAND &command, std::string_view directory) {
     const std::string_view program = command.program;
-    const bool bPlain =
-        command.argv != nullptr || shell_quoted(program, QUOTES_NONE) == command.program;
+    const std::string_view name =
+        program.substr(std::min(directory.size(), program.size())); // the directory is quoted
+    const bool bPlain = command.argv != nullptr || shell_quoted(name, QUOTES_NONE) == name;
     return bPlain && !directory.empty() && program.starts_with(directory) && !goes_up(program) &&
            (directory.back() == '/' || program.substr(directory.size()).starts_with("/"));
 }
@@ -147,7 +148,7 @@ int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cp
     trace_log(strLog, 1, "Cmd2: [%s]", command.line.c_str());
     if (command.program[0] != '/') {
         command.program.insert(0, szDirectory);
-        command.line.insert(0, szDirectory);
+        command.line.insert(0, shell_quoted(szDirectory, QUOTES_NONE));
     }
     if (user.empty() || user[0] == '-') { // would be an option of su
         return refuse(user, command.program, cpMsg);

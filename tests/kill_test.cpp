@@ -1,0 +1,114 @@
+// Stopping the processes of a saveset, with real processes of this test's own: their keywords are
+// theirs alone, so that nothing else is found. Ids of others are only counted.
+#include "kernel/unix_hal/vn_kill.h"
+#include "tests/support/installation.h"
+
+#include <csignal>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using namespace vn_test;
+namespace fs = std::filesystem;
+
+namespace {
+
+// Listed as its title; sleeps, at most as long as a test may take.
+struct Process {
+    explicit Process(const std::string &title, bool stubborn = false) {
+        char seconds[] = "60", *argv[] = {const_cast<char *>(title.c_str()), seconds, nullptr};
+        signal(SIGINT, stubborn ? SIG_IGN : SIG_DFL); // is inherited
+        posix_spawn(&pid, "/bin/sleep", nullptr, nullptr, argv, nullptr);
+        signal(SIGINT, SIG_DFL);
+    }
+    ~Process() { end(SIGKILL); }
+    Process(const Process &) = delete;
+    Process &operator=(const Process &) = delete;
+
+    // The signal that has ended it, else this one ends it.
+    int end(int with = SIGTERM) {
+        int status = 0;
+        if (pid > 0 && kill(pid, with) == 0)
+            waitpid(pid, &status, 0);
+        pid = -1;
+        return WTERMSIG(status);
+    }
+    pid_t pid = -1;
+};
+
+struct Kill : testing::Test {
+    Installation in;
+    const std::string me = std::to_string(getpid()), own = "SS" + me + "e",
+                      tmp = in.path("rw/tmp/"),
+                      soft = "1 the vbc processes were killed in the soft way (kill -2)";
+
+    // Stops the saveset: "<result> <message>". No list is left.
+    std::string stop(const std::string &keyword, s_KILL_POLICY policy = {100, 50}) const {
+        char szMsg[256] = "";
+        gKillPolicy = policy;
+        const int result = i_KILL_VBC(keyword.c_str(), szMsg, {});
+        EXPECT_TRUE(fs::is_empty(tmp)) << keyword;
+        return std::to_string(result) + " " + szMsg;
+    }
+    // Runs the pipeline: "<result> <number of processes>".
+    std::string processes(const std::string &pipeline, int value) const {
+        int count = -1;
+        const int result = i_KILL_PROCESSES(pipeline.c_str(), own.c_str(), value, &count, {});
+        return std::to_string(result) + " " + std::to_string(count);
+    }
+};
+
+TEST_F(Kill, KeywordsAreTexts) {
+    for (const std::string &word :
+         {own + ".*", "a'" + own + "\"$(touch x)`touch x`", "-v" + own, own + "a|b;touch x&",
+          "[^" + own + "\\.$", "*" + own, own + "/../x%s"}) {
+        Process vbc("/x/vbc s " + word), other("vbc s " + own + "b"), another("vb s " + word);
+        EXPECT_EQ(stop(word), soft) << word;
+        EXPECT_EQ(vbc.end(), SIGINT) << word;
+        EXPECT_TRUE(other.end() == SIGTERM && another.end() == SIGTERM) << word;
+    }
+    Process vbc("vbc s " + own), agent("vn_vbc s x" + own);
+    for (const std::string &word : {own + "\nvbc", "\n" + own, "y" + own, "x" + own})
+        EXPECT_EQ(stop(word), "2 There are no vbc processes") << word;
+    EXPECT_TRUE(vbc.end() == SIGTERM && agent.end() == SIGTERM && !fs::exists("x"));
+}
+
+TEST_F(Kill, ByForceAndWithTheHelpers) {
+    Process gentle("vbc s " + own), vbc("vbc_mysql s " + own, true), helper("vn_x " + own, true),
+        agent("vn_client s " + own), breaker("vn_break_backup " + own), other("vn_x s S");
+    EXPECT_EQ(stop(own, {2, 50}), "1 the vbc processes were killed in the hard way (kill -9)");
+    EXPECT_TRUE(gentle.end() == SIGINT && vbc.end() == SIGKILL && helper.end() == SIGKILL);
+    EXPECT_TRUE(agent.end() == SIGTERM && breaker.end() == SIGTERM && other.end() == SIGTERM);
+}
+
+TEST_F(Kill, ListOfProcesses) {
+    Process vbc("vbc s " + own);
+    const std::string list = tmp + "pid_list_" + own + ".tmp", id = std::to_string(vbc.pid);
+    const std::string ids = " PID 0 1 -1 -" + id + " " + me + " 4294967297 99999999999 '' " + id;
+    write_file(in.path("precious"), "1");
+    fs::create_symlink(in.path("precious"), list);
+    EXPECT_EQ(processes("printf '%s\\n'" + ids + "x " + id, KILL_COUNT_ONLY), "1 1");
+    EXPECT_EQ(read_file(in.path("precious")), "1");
+    EXPECT_EQ(processes("printf 'PID\\n\\n%s' " + id, -SIGHUP), "1 1");
+    EXPECT_EQ(vbc.end(), SIGHUP);
+    fs::remove(list);
+    in.remove_ini(in.path("rw/ini/vn.ini"), "Pathes", "gv_rw_tmp");
+    EXPECT_EQ(stop(own), "0 FAILURE in i_KILL_PROCESSES");
+}
+
+TEST_F(Kill, ListingOfTheSystem) {
+    char szMsg[256] = "";
+    for (const char *sql :
+         {"delete from syntaxes where command='PS_PPID'", "drop table syntaxes"}) {
+        run_program({in.path("ro/db/damisql"), "-d", "vorna_db", "-q", sql}, {}, {});
+        EXPECT_EXIT(i_KILL_VBC(own.c_str(), szMsg, {}), testing::ExitedWithCode(0), "^$") << sql;
+    }
+    in.set_glbv("gv_ro_db", in.path("nowhere/")); // without a catalogue it is listed all the same
+    Process vbc("vbc s " + own);
+    EXPECT_EQ(stop(own), soft);
+    EXPECT_EQ(vbc.end(), SIGINT);
+}
+
+} // namespace
