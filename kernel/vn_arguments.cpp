@@ -52,7 +52,7 @@ void trace_user() {
     if (strLog.iFlg > 0) {
         char szUser[256];
         GET_USER_NAME(szUser, sizeof szUser);
-        WRITE_TRACE(&strLog, "\n %s   User= %s ", gszVersion, szUser);
+        trace_log(&strLog, 0, "\n %s   User= %s ", gszVersion, szUser);
     }
 }
 

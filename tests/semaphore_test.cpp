@@ -100,9 +100,10 @@ TEST_F(Semaphore, LetsOneOfFiftyProcessesInAtATime) {
     const std::string counter = in.path("counter");
     write_file(counter, "0");
     for (int i = 0; i < 50; i++) {
-        const pid_t pid = fork();
+        if (fork() != 0)
+            continue;
         SCT_SEMA sema = {"s", "counter", "", 0};
-        for (int n = 0; pid == 0; n++) {
+        for (int n = 0;; n++) {
             if (n == 200 || i_SEMA('+', &sema, {}) != 0)
                 _exit(n - 200);
             write_file(counter, std::to_string(std::stoi(*read_file(counter)) + 1));

@@ -115,7 +115,7 @@ void copy_file(str_log *strLog, const char *cpFile) {
     if (!out) {
         return;
     }
-    WRITE_TRACE(strLog, "COPY_FILE [%s]", szName);
+    trace_log(strLog, 0, "COPY_FILE [%s]", szName);
     long long lRest = 0;
     const unique_file file = open_regular(szName, &lRest);
     if (!file) {
@@ -162,7 +162,7 @@ __attribute__((format(printf, 2, 0))) void write_trace(str_log *strLog, const ch
 __attribute__((format(printf, 1, 0))) void write_local(const char *cpFormat, va_list arguments) {
     char szText[kLocalTextSize];
     text_vprint(szText, sizeof szText, cpFormat, arguments);
-    WRITE_TRACE(&strLocalLog, "%s", szText);
+    trace_log(&strLocalLog, 0, "%s", szText);
 }
 
 // The level that module szModule has in the debug switch file, 0 if none.
@@ -195,8 +195,8 @@ void configure_record(const char *cpKeyFile, const char *cpKeyDebug, const char 
     strLog->szIns[0] = '\0';
     const int iLevel = log_check(cpKeyDebug);
     if (iLogInitialized && strLog->iFlg > 2) {
-        WRITE_TRACE(strLog, "Logging switched to %s, module %s, Loglevel %d", file.c_str(),
-                    cpKeyDebug, iLevel);
+        trace_log(strLog, 0, "Logging switched to %s, module %s, Loglevel %d", file.c_str(),
+                  cpKeyDebug, iLevel);
     }
     strLog->iVerify = 0;
     strLog->iFlg = iLevel;
@@ -205,9 +205,9 @@ void configure_record(const char *cpKeyFile, const char *cpKeyDebug, const char 
     if (iLevel > 0) {
         char szParent[512];
         get_parent_info(szParent, sizeof szParent);
-        WRITE_TRACE(strLog, "Logging %s for module %s: Loglevel %d, PID=%d, parent process: %s",
-                    iLogEnabledMsg ? "switched" : "enabled", cpKeyDebug, iLevel,
-                    static_cast<int>(getpid()), szParent);
+        trace_log(strLog, 0, "Logging %s for module %s: Loglevel %d, PID=%d, parent process: %s",
+                  iLogEnabledMsg ? "switched" : "enabled", cpKeyDebug, iLevel,
+                  static_cast<int>(getpid()), szParent);
         iLogEnabledMsg = true;
         strLog->iVerify = log_check("STDERR");
     }
@@ -256,12 +256,17 @@ void choose_language(str_log *strLog) {
 
 } // namespace
 
+// The formats of WRITE_TRACE and trace have forms that the compiler does not know, so it cannot
+// check them.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 void WRITE_TRACE(str_log *strLog, const char *cpFormat, ...) {
     va_list arguments;
     va_start(arguments, cpFormat);
     write_trace(strLog, cpFormat, arguments);
     va_end(arguments);
 }
+#pragma GCC diagnostic pop
 
 void trace_log(str_log *strLog, int iLevel, const char *cpFormat, ...) {
     if (strLog->iFlg < iLevel) {
@@ -273,7 +278,6 @@ void trace_log(str_log *strLog, int iLevel, const char *cpFormat, ...) {
     va_end(arguments);
 }
 
-// A level prefix is no conversion that the compiler knows, so it cannot check these formats.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
 void trace(const char *cpFormat, ...) {

@@ -28,10 +28,11 @@ int log_check(const char *cpInput);
 
 // Writes one time-stamped line, printf-style, whatever the record's level. A format that begins
 // with "+" opens an indented block behind the line, one that begins with "-" closes it before.
-// The format "COPY_FILE" takes the name of a file and copies its lines into the trace.
-void WRITE_TRACE(str_log *strLog, const char *cpFormat, ...) __attribute__((format(printf, 2, 3)));
+// The format "COPY_FILE" takes the name of a file and copies its lines into the trace; because it
+// is no printf format the compiler cannot check these calls: use trace_log.
+void WRITE_TRACE(str_log *strLog, const char *cpFormat, ...);
 
-// WRITE_TRACE if the record's level is at least iLevel: traced code reads as code.
+// WRITE_TRACE if the record's level is at least iLevel (with 0 always), its format checked.
 void trace_log(str_log *strLog, int iLevel, const char *cpFormat, ...)
     __attribute__((format(printf, 3, 4)));
 

@@ -48,7 +48,7 @@ int check_reload(str_log *strLog) {
     // In the background, and without our streams: the caller waits for these to close.
     start_proc("vn_alarm CHECK_VNS \"restart of data-server failed - VNS not available\" "
                "</dev/null >/dev/null 2>&1 &");
-    WRITE_TRACE(strLog, "??? CHECK_VNS %s", kFailed);
+    trace_log(strLog, 0, "??? CHECK_VNS %s", kFailed);
     trace_log(strLog, 1, "--- CHECK_VNS: return: 0, restart failed");
     return 0;
 }
