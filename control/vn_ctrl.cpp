@@ -181,6 +181,11 @@ bool connect_to(int fd, const sockaddr_in &remote, const char *cpHost, int iTime
 
 // Binds the listener to a port of the range. False when there is none to be had.
 bool bind_listener(int fd, int iStart, int iEnd) {
+    constexpr int kHighestPort = 65535;
+    if (iStart < 0 || iStart > kHighestPort) {
+        return false;
+    }
+    iEnd = std::min(iEnd, kHighestPort);
     for (int iPort = iStart;; ++iPort) {
         const sockaddr_in local = address_of({INADDR_ANY}, iPort);
         const int iResult = ::bind(fd, generic(&local), sizeof local);

@@ -21,6 +21,7 @@
 #include <fcntl.h>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
@@ -269,12 +270,22 @@ void sync_file(const char *cpFile) {
     }
 }
 
+// Gives the new file the mode, and as far as that is allowed the owner, of the old one.
+void keep_owner(const char *cpOld, const char *cpNew) {
+    struct stat status = {};
+    if (::stat(cpOld, &status) == 0) {
+        [[maybe_unused]] const int iOwner = ::chown(cpNew, status.st_uid, status.st_gid);
+        ::chmod(cpNew, status.st_mode & 07777);
+    }
+}
+
 // Puts the new file in the place of the old one: a copy beside it takes the name in one step. False
 // with the message.
 bool replace_old(s_REWRITE *r) {
     trace_log(&strLog, 1, "update file  %s  ->  %s ", r->tmp.c_str(), r->ini.c_str());
     const std::string fresh = r->ini + ".new";
     int iResult = file_copy(r->tmp.c_str(), fresh.c_str());
+    keep_owner(r->ini.c_str(), fresh.c_str());
     sync_file(fresh.c_str()); // the name must not reach the disk before the content
     if (iResult == 0 && std::rename(fresh.c_str(), r->ini.c_str()) != 0) {
         iResult = errno;

@@ -103,7 +103,8 @@ void tell_failure(RCMD *pRCmd, str_log *strLog) {
     } else if (const unique_file file(std::fopen(cpFile, "a+e")); file) {
         std::fprintf(file.get(), "ERROR: %s", error.c_str());
     }
-    if (pRCmd->szMsg[0] == '\0' && pRCmd->szErrFile[0] == '\0') {
+    const bool bWritten = pRCmd->szErrFile[0] != '\0' && pRCmd->szOutFile[0] != '\0';
+    if (pRCmd->szMsg[0] == '\0' && !bWritten) {
         text_copy(pRCmd->szMsg, error); // nobody will find it in a file
     }
 }

@@ -22,9 +22,13 @@ constexpr int kSearchSize = 512;
 
 // A name as a regular expression that matches it. Ordinary names stay as they are.
 std::string pattern_of(std::string_view name) {
-    constexpr std::string_view kSpecial = "\\^$.|()[]{}*+?";
+    constexpr std::string_view kSpecial = "\\$.|()[]{}*+?";
     std::string pattern;
     for (const char letter : name) {
+        if (letter == '^') {
+            pattern += "\\x5e"; // at the end of a search a "^" asks for the line
+            continue;
+        }
         if (kSpecial.find(letter) != std::string_view::npos) {
             pattern += '\\';
         }

@@ -8,7 +8,6 @@
 #include "kernel/vn_finish.h"
 #include "kernel/vn_options.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +17,7 @@
 namespace {
 
 constexpr int kMessageSize = 256;
+constexpr char kTooLong[] = "argument of an option too long";
 
 bool is_writable(const std::string &file) {
     return static_cast<bool>(
@@ -59,7 +59,7 @@ void v_KILL(s_CALL *) {
     char szMsg[kMessageSize] = "";
     trace_log(&strLog, 1, "kill with pattern %s ", gszOpt_s);
     if (bIS_CUT(gszOpt_s)) {
-        FINISH(2, error_text(ENAMETOOLONG).c_str());
+        FINISH(2, kTooLong);
     }
     const int iSts = i_KILL_VBC(gszOpt_s, szMsg, strLog);
     FINISH(iSts, szMsg);
@@ -69,7 +69,7 @@ void v_MOVE(s_CALL *) {
     char szMsg[kMessageSize] = "";
     trace_log(&strLog, 1, "copy MTF-header & trailer file");
     if (bIS_CUT(gszOpt_s)) {
-        FINISH(1, error_text(ENAMETOOLONG).c_str());
+        FINISH(1, kTooLong);
     }
     const int iSts = i_COPY_MTF_HDR_TRL(gszOpt_s, szMsg);
     FINISH(iSts, szMsg);
@@ -77,6 +77,11 @@ void v_MOVE(s_CALL *) {
 
 int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
     trace_log(&strLog, 1, "+++ COPY_MTF_HDR_TRL");
+    if (("/" + std::string(saveset) + "/").find("/../") != std::string::npos) {
+        text_print(cpMsg, kMessageSize, "invalid saveset name %s", saveset);
+        trace_log(&strLog, 1, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
+        return 1;
+    }
     if (!copy_mtf("mtf_extended_header.dat", saveset, ".hdr", cpMsg) ||
         !copy_mtf("mtf_trailer.dat", saveset, ".trl", cpMsg)) {
         return 1;
@@ -89,12 +94,14 @@ int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
 void EXECUTE_COMMAND(char **argv) {
     char szMsg[kMessageSize] = "no message";
     trace_log(&strLog, 1, "+++ EXECUTE_COMMAND  %s  %s ", gszOpt_u, gszOpt_s);
+    int iSts = 2;
     if (bIS_CUT(gszOpt_s) || bIS_CUT(gszOpt_u)) { // a cut command is another one
-        FINISH(2, error_text(ENAMETOOLONG).c_str());
+        text_copy(szMsg, kTooLong);
+    } else if (std::strcmp(gszOpt_u, "vbccopy") == 0) {
+        iSts = copy_saveset(szMsg);
+    } else {
+        iSts = i_EXECUTE_USER_COMMAND(gszOpt_u, gszOpt_s, argv, szMsg, strLog);
     }
-    const bool bCopy = std::strcmp(gszOpt_u, "vbccopy") == 0;
-    const int iSts = bCopy ? copy_saveset(szMsg)
-                           : i_EXECUTE_USER_COMMAND(gszOpt_u, gszOpt_s, argv, szMsg, strLog);
     trace_log(&strLog, 1, "--- EXECUTE_COMMAND: %s ", szMsg);
     FINISH(iSts, szMsg);
 }

@@ -12,6 +12,7 @@
 #include "common/unix/cm_line_reader.h"
 #include "common/unix/cm_process.h"
 #include "common/unix/cm_run.h"
+#include "common/unix/cm_semaphore.h"
 
 #include <charconv>
 #include <cstdlib>
@@ -196,11 +197,17 @@ int i_KILL_VBC(const char *cpKeyWord, char *cpMsg, str_log strLog) {
     if (i_GET_MY_OS(szOs, strLog) != 0) {
         v_GET_PS_POSITION(szOs, listing.szCommand, listing.szPid, listing.szParent, strLog);
     }
+    // Calls for the same saveset share the list file: one at a time.
+    SCT_SEMA lock = {};
+    text_copy(lock.szSema, "kill_" + text_file_part(cpKeyWord));
+    text_copy(lock.szCaller, "KILL_VBC");
+    i_SEMA('+', &lock, strLog);
     const int iResult = stop(listing, cpKeyWord, cpMsg, &strLog);
     char szDirectory[512];
     if (read_directory(szDirectory)) {
         i_FILE_DELETE(list_file(szDirectory, cpKeyWord).c_str(), strLog);
     }
+    i_SEMA('-', &lock, strLog);
     trace_log(&strLog, 1, "--- KILL_VBC %s", cpMsg);
     return iResult;
 }
@@ -224,7 +231,7 @@ int i_KILL_PROCESSES(const char *cpPsEfGrep, const char *cpKeyword, int ipKillVa
     int iStatus = 0;
     const int iListed = i_cm_system_status(command.c_str(), &iStatus);
     line_reader list(file.c_str());
-    if (iListed != 0 || iStatus != 0 || !list.is_open()) { // an empty list would say "none run"
+    if (iListed != 0 || iStatus != 0 || !list.is_open()) { // a list that is not whole
         trace_log(&strLog, 1, "Could not open file %s for reading.", file.c_str());
         ::unlink(file.c_str());
         return 0;
