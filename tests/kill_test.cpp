@@ -100,6 +100,9 @@ TEST_F(Kill, ListOfProcesses) {
 
 TEST_F(Kill, ListingOfTheSystem) {
     char szMsg[256] = "";
+    const char *broken = "update syntaxes set syntax='false' where command='PS_CMD'";
+    run_program({in.path("ro/db/damisql"), "-d", "vorna_db", "-q", broken}, {}, {});
+    EXPECT_EQ(stop(own), "0 FAILURE in i_KILL_PROCESSES");
     for (const char *sql :
          {"delete from syntaxes where command='PS_PPID'", "drop table syntaxes"}) {
         run_program({in.path("ro/db/damisql"), "-d", "vorna_db", "-q", sql}, {}, {});

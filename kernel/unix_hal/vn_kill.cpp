@@ -128,6 +128,11 @@ int take_list(line_reader *list, int iKillValue, str_log *strLog) {
     return iCount;
 }
 
+// Whether the listing command itself works: behind it, the pipeline's filters hide its failure.
+bool can_list(const s_LISTING &listing) {
+    return i_cm_system((std::string(listing.szCommand) + " >/dev/null 2>&1").c_str()) == 0;
+}
+
 // Waits for the processes to end. 1 when they have, 0 when some are left, -1 when they cannot be
 // listed.
 int wait_for_end(const std::string &pipeline, const char *cpKeyWord, str_log *strLog) {
@@ -158,8 +163,9 @@ int stop(const s_LISTING &listing, const char *cpKeyWord, char *cpMsg, str_log *
         return 0;
     }
     if (iCount == 0) {
-        text_copy(cpMsg, kMessageSize, "There are no vbc processes");
-        return 2;
+        const bool bNone = can_list(listing);
+        text_copy(cpMsg, kMessageSize, bNone ? "There are no vbc processes" : kListFailure);
+        return bNone ? 2 : 0;
     }
     const int iEnded = wait_for_end(pipeline, cpKeyWord, strLog);
     if (iEnded < 0) {
