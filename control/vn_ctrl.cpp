@@ -3,11 +3,11 @@
 #include "control/vn_ctrl.h"
 
 #include "common/common/cm_message.h"
-#include "common/common/owner.h"
 #include "common/common/text.h"
-#include "common/unix/cm_process.h"
-#include "common/unix/cm_socket.h"
-#include "common/unix/cm_syserr.h"
+#include "common/unix/files/descriptor.h"
+#include "common/unix/processes/process.h"
+#include "common/unix/processes/socket.h"
+#include "common/unix/trace/system_error.h"
 
 #include <algorithm>
 #include <arpa/inet.h>

@@ -1,10 +1,10 @@
 // The command line: every text of the input is an argument. What ends the process ends the round.
 #include "fuzz/fuzz.h"
 
-#include "kernel/vn_arguments.h"
-#include "kernel/vn_finish.h"
-#include "kernel/vn_options.h"
-#include "kernel/vn_usage.h"
+#include "kernel/front_end/arguments.h"
+#include "kernel/front_end/usage.h"
+#include "kernel/request/finish.h"
+#include "kernel/request/options.h"
 
 #include <cstring>
 #include <getopt.h>

@@ -1,8 +1,7 @@
 // The INI change: a value that was set must be read back, or the file be as it was.
 #include "fuzz/fuzz.h"
 
-#include "common/unix/cm_ini.h"
-#include "common/unix/cm_ini_change.h"
+#include "common/unix/cm_kernel.h"
 
 #include <fstream>
 #include <sstream>

@@ -1,7 +1,7 @@
 // The INI reader: section and key, then the file.
 #include "fuzz/fuzz.h"
 
-#include "common/unix/cm_ini.h"
+#include "common/unix/cm_kernel.h"
 
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size) {
     std::string_view input(reinterpret_cast<const char *>(data), size);

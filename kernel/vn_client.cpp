@@ -1,8 +1,11 @@
 // The agent's entry: one request, one process. From the command line through the function's
 // handler to the result there is no way back up; only FINISH and the help text end the process.
-#include "kernel/vn_arguments.h"
-#include "kernel/vn_dispatch.h"
-#include "kernel/vn_options.h"
+#include "common/common/text.h"
+#include "common/unix/trace/trace.h"
+#include "kernel/front_end/arguments.h"
+#include "kernel/front_end/dispatch.h"
+#include "kernel/request/call.h"
+#include "kernel/request/options.h"
 
 #include <csignal>
 #include <fcntl.h>

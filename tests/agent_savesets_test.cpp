@@ -1,6 +1,6 @@
 // The functions k, m and x, and a request for every function as the server makes it: record, exit
 // status, result variables and trace. No other user is become: a stand-in for su tells its call.
-#include "kernel/unix_hal/vn_user_command.h"
+#include "kernel/unix_hal/vn_hal_unix.h"
 #include "tests/support/installation.h"
 
 #include <filesystem>

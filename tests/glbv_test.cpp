@@ -1,6 +1,6 @@
 // The store of global variables, looked at from both sides: by its calls and in its directory.
 #include "common/common/cm_message.h"
-#include "common/unix/cm_glbv.h"
+#include "common/unix/cm_hal_unix.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>

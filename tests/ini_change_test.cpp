@@ -1,7 +1,6 @@
 // Changing a value of an INI file: the layout that is written, and files that must stay as they
 // are.
-#include "common/unix/cm_ini.h"
-#include "common/unix/cm_ini_change.h"
+#include "common/unix/cm_kernel.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 // Reading INI files: which line holds a value, references, lists, and where the files are found.
-#include "common/unix/cm_ini.h"
+#include "common/unix/cm_kernel.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // Stopping the processes of a saveset, with real processes of this test's own: their keywords are
 // theirs alone, so that nothing else is found. Ids of others are only counted.
-#include "kernel/unix_hal/vn_kill.h"
+#include "kernel/unix_hal/vn_hal_unix.h"
 #include "tests/support/installation.h"
 
 #include <csignal>

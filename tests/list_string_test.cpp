@@ -1,7 +1,7 @@
 // The list and the string helpers, and the text of a call's parameters that is built with them.
 #include "common/common/LL.h"
 #include "common/common/strlib.h"
-#include "common/unix/cm_path.h"
+#include "common/unix/cm_kernel.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>

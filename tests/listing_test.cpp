@@ -1,7 +1,6 @@
 // The listing: its list against a plain model, directories, and what programs list.
 #include "common/common/text.h"
 #include "common/unix/cm_hal_file_util.h"
-#include "common/unix/cm_listing_places.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>

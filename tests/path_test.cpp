@@ -1,6 +1,6 @@
 // References in file names, the environment of child programs and the parent process.
-#include "common/unix/cm_parent.h"
-#include "common/unix/cm_path.h"
+#include "common/unix/cm_hal_unix.h"
+#include "common/unix/cm_kernel.h"
 
 #include "common/common/text.h"
 #include "tests/support/installation.h"

@@ -1,5 +1,5 @@
 // Running programs: what the caller gets, and how every abnormal end is told.
-#include "common/unix/cm_run.h"
+#include "common/unix/cm_hal_unix.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // The state of tape drives, the mount check of disks and the check of the media server. Where a
 // drive is played, the file drive.states tells mt's answers; all else is the machine's.
-#include "common/unix/cm_process.h"
+#include "common/unix/cm_hal_unix.h"
 #include "kernel/unix_hal/vn_hal_unix.h"
 #include "kernel/vn_get_volume_lib.h"
 #include "tests/support/installation.h"

@@ -1,8 +1,7 @@
-// The services of the operating system that every unit uses: the variable store, the user, the
-// parent process, pauses, other programs.
+// The services of the operating system: variables, programs, this process and its parent.
 #pragma once
 
-#include "common/unix/cm_glbv.h"
-#include "common/unix/cm_parent.h"
-#include "common/unix/cm_process.h"
-#include "common/unix/cm_run.h"
+#include "common/unix/configuration/glbv.h"
+#include "common/unix/processes/parent.h"
+#include "common/unix/processes/process.h"
+#include "common/unix/processes/run.h"

@@ -1,7 +1,8 @@
-// Configuration as the programs see it: INI files, references in names, the environment of child
-// programs, and the call's own parameters.
+// Configuration: INI files, references, the environment of programs, the call's parameters.
 #pragma once
 
-#include "common/unix/cm_ini.h"
-#include "common/unix/cm_ini_change.h"
-#include "common/unix/cm_path.h"
+#include "common/unix/configuration/call_param.h"
+#include "common/unix/configuration/environment.h"
+#include "common/unix/configuration/ini.h"
+#include "common/unix/configuration/ini_change.h"
+#include "common/unix/configuration/reference.h"

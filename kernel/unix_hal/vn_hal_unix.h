@@ -1,8 +1,9 @@
-// The Unix layer of the functions: access methods, tape drives, the media server, processes.
+// The Unix layer of the functions.
 #pragma once
 
-#include "kernel/unix_hal/vn_access.h"
-#include "kernel/unix_hal/vn_kill.h"
-#include "kernel/unix_hal/vn_media_server.h"
-#include "kernel/unix_hal/vn_tape.h"
-#include "kernel/unix_hal/vn_user_command.h"
+#include "kernel/unix_hal/absent.h"
+#include "kernel/unix_hal/access.h"
+#include "kernel/unix_hal/kill.h"
+#include "kernel/unix_hal/media_server.h"
+#include "kernel/unix_hal/tape.h"
+#include "kernel/unix_hal/user_command.h"

@@ -1,0 +1,193 @@
+// The variable store, see glbv.h. Nothing is cached: other programs change the variables at any
+// time, and a value that is being replaced may be seen empty.
+#include "common/unix/configuration/glbv.h"
+
+#include "common/common/cm_message.h"
+#include "common/common/text.h"
+#include "common/unix/configuration/ini.h"
+#include "common/unix/files/append.h"
+#include "common/unix/files/descriptor.h"
+#include "common/unix/trace/fatal.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <fnmatch.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int kReplySize = 256; // what every caller's buffer holds
+
+// A pipe that somebody put into the store must not hang the caller.
+constexpr int kGuards = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+// Reads the store's directory, which ends in "/", into szDirectory.
+template <std::size_t N>
+bool read_directory(char (&szDirectory)[N]) {
+    char szMsg[256];
+    return i_READ_INI("VN_INI", "[Pathes]", "gv_rw_glbv", szDirectory, N, szMsg, sizeof szMsg) == 1;
+}
+
+void reply_no_store(char *value, const char *cpDirectory) {
+    const std::string detail = std::string(cpDirectory) + " error reading vn_ini";
+    text_print(value, kReplySize, "?? %s", fatal_text("../cm_hal_unix", 259, detail).c_str());
+}
+
+void reply_invalid_service(int cFunction, char *value) {
+    if (eLang == LANG_FR) {
+        text_print(value, kReplySize, "?? Le Parametre %c est erroné", cFunction);
+        return;
+    }
+    text_print(value, kReplySize,
+               by_language("?? invalid service %c", "?? ungültiger Parameter %c",
+                           "?? an Parameter %c gibt's net"),
+               cFunction);
+}
+
+void reply_not_existing(const char *name, char *value) {
+    text_print(value, GLBV_VALUE_SIZE, "?? GLBV %s not existing", name);
+}
+
+// The rest of a reply for a failure that nobody expects, and its two reports.
+void report_failure(const char *cpAction, const std::string &path, int iErrno, char *value,
+                    int iSize) {
+    const std::string error = error_text(iErrno);
+    std::fprintf(stderr, "glbv() %s %s failed: %s (%d)\n", cpAction, path.c_str(), error.c_str(),
+                 iErrno);
+    text_append(value, iSize, ": " + error);
+    PROT("Error: GLBV: %s", value);
+}
+
+void remove_matching(const char *cpPattern) {
+    char szDirectory[512];
+    read_directory(szDirectory);
+    const unique_directory directory(::opendir(szDirectory));
+    if (!directory) {
+        std::fprintf(stderr, "glbv: Error in opendir( %s ): %s\n", szDirectory,
+                     std::strerror(errno));
+        return;
+    }
+    while (const dirent *entry = ::readdir(directory.get())) {
+        const char *cpName = entry->d_name;
+        if (std::strcmp(cpName, ".") == 0 || std::strcmp(cpName, "..") == 0) {
+            continue;
+        }
+        if (::fnmatch(cpPattern, cpName, 0) == 0) {
+            ::unlink((std::string(szDirectory) + cpName).c_str());
+        }
+    }
+}
+
+void write_variable(const char *name, const std::string &path, char *value) {
+    unique_fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | kGuards, 0644));
+    if (file && write_all(file.get(), value) && file.reset() == 0) {
+        return;
+    }
+    const int iErrno = errno;
+    text_print(value, kReplySize, "?? GLBV %s cannot be created", name);
+    report_failure("write", path, iErrno, value, kReplySize);
+}
+
+// A value as it is read from its file: the lines joined, each up to its end or a NUL byte.
+struct s_VALUE {
+    char szText[GLBV_VALUE_SIZE] = "";
+    std::size_t iLength = 0;
+    bool bRead = false;     // the file held at least one byte
+    bool bSkipping = false; // behind a NUL byte, up to the line's end
+};
+
+// Takes in a block of the file. False when the value is full: the rest is cut off.
+bool take_block(s_VALUE *result, const char *cpBlock, std::size_t iLength) {
+    result->bRead = result->bRead || iLength > 0;
+    for (std::size_t i = 0; i < iLength; ++i) {
+        const char letter = cpBlock[i];
+        if (letter == '\n' || letter == '\0') {
+            result->bSkipping = letter == '\0';
+        } else if (!result->bSkipping) {
+            if (result->iLength == GLBV_VALUE_SIZE - 1) {
+                result->szText[GLBV_VALUE_SIZE - 2] = '>';
+                return false;
+            }
+            result->szText[result->iLength++] = letter;
+        }
+    }
+    return true;
+}
+
+// Only regular files hold values: a device might never end.
+void read_file(int fd, s_VALUE *result) {
+    struct stat status = {};
+    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+        return;
+    }
+    char block[4096];
+    ssize_t got = 0;
+    do {
+        got = ::read(fd, block, sizeof block);
+    } while ((got < 0 && errno == EINTR) ||
+             (got > 0 && take_block(result, block, static_cast<std::size_t>(got))));
+}
+
+void read_variable(const char *name, const std::string &path, bool bDelete, char *value) {
+    unique_fd file(::open(path.c_str(), O_RDWR | kGuards));
+    if (!file) {
+        const int iErrno = errno;
+        reply_not_existing(name, value);
+        if (iErrno != ENOENT) {
+            report_failure("read", path, iErrno, value, GLBV_VALUE_SIZE);
+        }
+        return;
+    }
+    s_VALUE result;
+    read_file(file.get(), &result);
+    file.reset();
+    if (result.bRead) {
+        text_copy(value, GLBV_VALUE_SIZE, result.szText);
+    } else {
+        std::fputs("glbv() read failed: empty file\n", stderr);
+        reply_not_existing(name, value);
+    }
+    if (bDelete) {
+        ::unlink(path.c_str());
+    }
+}
+
+} // namespace
+
+char *glbv(int cFunction, char *name, char *value) {
+    std::replace_if(
+        name, name + std::strlen(name), [](char c) { return c == '\\' || c == '/'; }, '_');
+    char szDirectory[256];
+    if (!read_directory(szDirectory)) {
+        if (cFunction != 'd') {
+            reply_no_store(value, szDirectory);
+        }
+        return value;
+    }
+    const std::string path = std::string(szDirectory) + name + ".sgv";
+    switch (cFunction) {
+    case 'd':
+        if (std::strchr(name, '*') != nullptr) {
+            remove_matching(name);
+        } else {
+            ::unlink(path.c_str());
+        }
+        break;
+    case 'w':
+        write_variable(name, path, value);
+        break;
+    case 'r':
+    case 'R':
+        read_variable(name, path, cFunction == 'R', value);
+        break;
+    default:
+        reply_invalid_service(cFunction, value);
+        break;
+    }
+    return value;
+}

@@ -1,0 +1,368 @@
+// Reading configuration, see ini.h. A read goes once through its file and stops at the value;
+// only a reference starts another.
+#include "common/unix/configuration/ini.h"
+
+#include "common/common/LL.h"
+#include "common/common/cm_message.h"
+#include "common/common/text.h"
+#include "common/unix/files/line_reader.h"
+
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+s_INI_PLACES gIniPlaces = {{"/etc/opt/vorna/vorna.ini", "/etc/vorna2000.ini"}};
+
+namespace {
+
+constexpr int kNameSize = 64;             // a section or key name
+constexpr std::size_t kPlaceLength = 127; // the path of a central file
+constexpr int kListReferenceSize = 512;   // a referenced value in a list
+constexpr int kReferenceDepth = 16;       // references within references, against cycles
+constexpr std::string_view kDefaultSection = "[DEFAULT]";
+
+enum e_RESULT { MISSING, FOUND, TOO_DEEP };
+
+// What is looked for, in the form in which it is compared and reported.
+struct s_WANTED {
+    const char *cpReader; // the procedure that messages name
+    std::string section;  // lower case, empty: anywhere in the file
+    std::string key;      // as asked for
+};
+
+constexpr char kString[] = "i_GetPrivateProfileString";
+constexpr char kList[] = "i_GetPrivateProfileList";
+
+struct s_MESSAGE {
+    char *cpText;
+    int iLength;
+};
+
+std::string_view view_of(const char *cpText) {
+    return cpText == nullptr ? "" : cpText;
+}
+
+const char *default_identifier(const char *cpIdentifier) {
+    return view_of(cpIdentifier).empty() ? "VN_INI" : cpIdentifier;
+}
+
+s_WANTED wanted_of(const char *cpReader, std::string_view section, std::string_view key) {
+    s_WANTED wanted = {cpReader, std::string(section.substr(0, kNameSize - 1)),
+                       std::string(key.substr(0, kNameSize - 1))};
+    for (char &letter : wanted.section) {
+        letter = text_lower(letter);
+    }
+    return wanted;
+}
+
+// Steps through the lines that may hold the wanted key: those of its section, or all.
+class section_lines {
+public:
+    section_lines(line_reader *reader, const s_WANTED &wanted)
+        : reader_(reader), wanted_(wanted), inside_(wanted.section.empty()) {}
+
+    bool next(std::string_view *line) {
+        while (reader_->next(line)) {
+            if (line->empty() || line->front() == '#') {
+                continue;
+            }
+            if (!inside_) {
+                inside_ = text_begins_with_nocase(*line, wanted_.section);
+            } else if (line->front() == '[' && !wanted_.section.empty()) {
+                ended_ = true;
+                return false;
+            } else {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    // The message for a key that none of the lines held.
+    void report_missing(const s_MESSAGE &msg) const {
+        if (!inside_) {
+            text_print(msg.cpText, msg.iLength, "%s: SECTION NOT FOUND: %s.", wanted_.cpReader,
+                       wanted_.section.c_str());
+        } else if (ended_) {
+            text_print(msg.cpText, msg.iLength, "%s: KEY NOT FOUND %s%s", wanted_.cpReader,
+                       wanted_.section.c_str(), wanted_.key.c_str());
+        } else {
+            text_print(msg.cpText, msg.iLength, "%s: KEY NOT FOUND: %s", wanted_.cpReader,
+                       wanted_.key.c_str());
+        }
+    }
+
+private:
+    line_reader *reader_;
+    const s_WANTED &wanted_;
+    bool inside_;
+    bool ended_ = false; // by the next section's line
+};
+
+// The text of a line behind its first "=", without trailing blanks.
+std::string_view value_of(std::string_view line) {
+    std::string_view value = line.substr(line.find('=') + 1);
+    return value.substr(0, value.find_last_not_of(' ') + 1);
+}
+
+// False, with the message, when the file cannot be read.
+bool check_open(const line_reader &reader, const char *cpFilename, const s_MESSAGE &msg) {
+    constexpr char kText[] = "FILE NOT FOUND OR ACCESS PROBLEM";
+    if (view_of(cpFilename).empty()) {
+        text_print(msg.cpText, msg.iLength, "%s: %s.", kString, kText);
+        return false;
+    }
+    if (!reader.is_open()) {
+        text_print(msg.cpText, msg.iLength, "%s: %s: %s.", kString, kText, cpFilename);
+        return false;
+    }
+    return true;
+}
+
+e_RESULT read_value(const char *cpFilename, const s_WANTED &wanted, std::size_t iLimit, int iDepth,
+                    std::string *value, const s_MESSAGE &msg);
+
+// Looks a referenced key up in the section of the reference, else in the default section. A chain
+// that is too deep is a circle: its last key counts as missing, and no other section is asked.
+e_RESULT read_reference(const char *cpFilename, const std::string &section, std::string_view key,
+                        std::size_t iLimit, int iDepth, std::string *value, const s_MESSAGE &msg) {
+    const s_WANTED wanted = wanted_of(kString, section, key);
+    if (iDepth >= kReferenceDepth) {
+        text_print(msg.cpText, msg.iLength, "%s: KEY NOT FOUND: %s", kString, wanted.key.c_str());
+        return TOO_DEEP;
+    }
+    e_RESULT result = read_value(cpFilename, wanted, iLimit, iDepth + 1, value, msg);
+    const s_WANTED fallback = wanted_of(kString, kDefaultSection, key);
+    if (result == MISSING && fallback.section != wanted.section) {
+        result = read_value(cpFilename, fallback, iLimit, iDepth + 1, value, msg);
+    }
+    return result;
+}
+
+// Replaces the first "%(key)" of a value, whose referenced text keeps at most iLimit characters.
+e_RESULT substitute(const char *cpFilename, const std::string &section, std::size_t iLimit,
+                    int iDepth, std::string *value, const s_MESSAGE &msg) {
+    const std::size_t begin = value->find("%(");
+    const std::size_t end = begin == std::string::npos ? begin : value->find(')', begin);
+    if (end == std::string::npos) {
+        return FOUND;
+    }
+    const std::string key = value->substr(begin + 2, end - begin - 2);
+    std::string referenced;
+    const e_RESULT result =
+        read_reference(cpFilename, section, key, iLimit, iDepth, &referenced, msg);
+    if (result == FOUND) {
+        value->replace(begin, end - begin + 1, referenced);
+    }
+    return result;
+}
+
+// The first line of the key decides; its value keeps at most iLimit characters.
+e_RESULT read_value(const char *cpFilename, const s_WANTED &wanted, std::size_t iLimit, int iDepth,
+                    std::string *value, const s_MESSAGE &msg) {
+    {
+        line_reader reader(cpFilename);
+        if (!check_open(reader, cpFilename, msg)) {
+            return MISSING;
+        }
+        section_lines lines(&reader, wanted);
+        const std::string start = wanted.key + '=';
+        std::string_view line;
+        do {
+            if (!lines.next(&line)) {
+                lines.report_missing(msg);
+                return MISSING;
+            }
+        } while (!text_begins_with_nocase(line, start));
+        value->assign(value_of(line));
+    }
+    const e_RESULT result = substitute(cpFilename, wanted.section, iLimit, iDepth, value, msg);
+    if (result != FOUND) {
+        return result;
+    }
+    if (value->empty()) {
+        text_print(msg.cpText, msg.iLength, "%s: KEY VALUE NOT FOUND.", kString);
+        return MISSING;
+    }
+    if (value->size() > iLimit) {
+        value->resize(iLimit);
+    }
+    text_copy(msg.cpText, msg.iLength, "");
+    return FOUND;
+}
+
+// How the keys of a list are recognised.
+struct s_LIST_KEY {
+    s_WANTED wanted;
+    std::string start; // what the key in the file begins with: the wanted one without its signs
+    bool bNumbered;
+    bool bWithSuffix;
+};
+
+s_LIST_KEY list_key_of(std::string_view section, std::string_view key) {
+    const s_WANTED wanted = wanted_of(kList, section, key);
+    int iSigns = 0;
+    while (iSigns < 2 && !key.empty() && key.back() == '#') {
+        key.remove_suffix(1);
+        ++iSigns;
+    }
+    return {wanted, std::string(key.substr(0, kNameSize - 1)), iSigns > 0, iSigns > 1};
+}
+
+bool is_plain_number(std::string_view text) {
+    int iNumber = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), iNumber);
+    return error == std::errc() && end == text.data() + text.size() &&
+           std::to_string(iNumber) == text;
+}
+
+bool matches(const s_LIST_KEY &key, std::string_view line) {
+    if (!key.bNumbered) {
+        return text_begins_with_nocase(line, key.start + '=');
+    }
+    const std::size_t equal = line.find('=');
+    if (equal == std::string_view::npos || equal < key.start.size() ||
+        !text_begins_with_nocase(line, key.start)) {
+        return false;
+    }
+    const std::string number(line.substr(key.start.size(), equal - key.start.size()));
+    if (!is_plain_number(number)) {
+        trace_at(3, "i_GetPrivateProfileList: key matched but not with a valid number [%s]",
+                 number.c_str());
+        return false;
+    }
+    return true;
+}
+
+std::string suffix_of(std::string_view line) {
+    const std::string_view key = line.substr(0, line.find('='));
+    const std::size_t mark = key.rfind('_');
+    return mark == std::string_view::npos ? "" : std::string(key.substr(mark + 1)) + ':';
+}
+
+// Collects all values of the key, or none when a reference in one of them fails.
+bool collect(const char *cpFilename, const s_LIST_KEY &key, std::vector<std::string> *values,
+             const s_MESSAGE &msg) {
+    line_reader reader(cpFilename);
+    if (!check_open(reader, cpFilename, msg)) {
+        return false;
+    }
+    section_lines lines(&reader, key.wanted);
+    std::string_view line;
+    while (lines.next(&line)) {
+        if (!matches(key, line)) {
+            continue;
+        }
+        const std::string suffix = key.bWithSuffix ? suffix_of(line) : "";
+        std::string value(value_of(line));
+        if (substitute(cpFilename, key.wanted.section, kListReferenceSize - 1, 0, &value, msg) !=
+            FOUND) {
+            return false;
+        }
+        values->push_back(suffix + value);
+    }
+    if (values->empty()) {
+        lines.report_missing(msg);
+        return false;
+    }
+    return true;
+}
+
+} // namespace
+
+int i_GetPrivateProfileString(const char *cpFilename, const char *cpSection, const char *cpKey,
+                              char *cpValue, int iLengthValue, char *cpMsg, int iLengthMsg) {
+    const std::size_t iLimit = iLengthValue > 0 ? static_cast<std::size_t>(iLengthValue) - 1 : 0;
+    const s_WANTED wanted = wanted_of(kString, view_of(cpSection), view_of(cpKey));
+    const std::string filename(view_of(cpFilename));
+    text_copy(cpValue, iLengthValue, "");
+    text_copy(cpMsg, iLengthMsg, "");
+    std::string value;
+    if (read_value(filename.c_str(), wanted, iLimit, 0, &value, {cpMsg, iLengthMsg}) != FOUND) {
+        return 0;
+    }
+    text_copy(cpValue, iLengthValue, value);
+    return 1;
+}
+
+int i_GetPrivateProfileList(const char *cpFilename, const char *cpSection, const char *cpKey,
+                            t_LL tllListOfValues, char *cpMsg, int iLengthMsg) {
+    const s_LIST_KEY key = list_key_of(view_of(cpSection), view_of(cpKey));
+    const std::string filename(view_of(cpFilename));
+    text_copy(cpMsg, iLengthMsg, "");
+    std::vector<std::string> values;
+    if (!collect(filename.c_str(), key, &values, {cpMsg, iLengthMsg})) {
+        return 0;
+    }
+    text_copy(cpMsg, iLengthMsg, "");
+    for (const std::string &value : values) {
+        InsLastLLf(tllListOfValues, value.size() + 1, value.c_str());
+    }
+    return 1;
+}
+
+int i_GET_ROOT_FOR_INI(const char *cpIdentifier, char *cpValue, int iLengthValue, char *cpMsg,
+                       int iLengthMsg) {
+    const std::string identifier(default_identifier(cpIdentifier));
+    if (identifier.front() == '/') {
+        text_copy(cpMsg, iLengthMsg, "");
+        text_copy(cpValue, iLengthValue, identifier);
+        return 1;
+    }
+    std::vector<std::string> places;
+    if (const char *cpVariable = std::getenv("VORNA_INI")) {
+        places.emplace_back(std::string_view(cpVariable).substr(0, kPlaceLength));
+    }
+    places.insert(places.end(), {gIniPlaces.cpCentral[0], gIniPlaces.cpCentral[1]});
+    for (const std::string &place : places) {
+        if (i_GetPrivateProfileString(place.c_str(), nullptr, identifier.c_str(), cpValue,
+                                      iLengthValue, cpMsg, iLengthMsg) == 1) {
+            return 1;
+        }
+    }
+    text_print(cpMsg, iLengthMsg, "i_GET_ROOT_FOR_INI: NO VORNA CONFIGURATION FILE FOUND: %s",
+               places[1].c_str());
+    return 0;
+}
+
+int i_READ_INI(const char *cpIdentifier, const char *cpSection, const char *cpKey, char *cpValue,
+               int iLengthValue, char *cpMsg, int iLengthMsg) {
+    cpIdentifier = default_identifier(cpIdentifier);
+    text_copy(cpValue, iLengthValue, "");
+    char szFile[1024];
+    if (i_GET_ROOT_FOR_INI(cpIdentifier, szFile, sizeof szFile, cpMsg, iLengthMsg) == 1 &&
+        i_GetPrivateProfileString(szFile, cpSection, cpKey, cpValue, iLengthValue, cpMsg,
+                                  iLengthMsg) == 1) {
+        return 1;
+    }
+    trace_at(2, "READ_INI: %s %s %s not found", cpIdentifier,
+             std::string(view_of(cpSection)).c_str(), std::string(view_of(cpKey)).c_str());
+    return 0;
+}
+
+int i_READ_INI_LIST(const char *cpIdentifier, const char *cpSection, const char *cpKey,
+                    t_LL tllListOfValues, char *cpMsg, int iLengthMsg) {
+    char szFile[1024];
+    if (i_GET_ROOT_FOR_INI(cpIdentifier, szFile, sizeof szFile, cpMsg, iLengthMsg) != 1) {
+        trace_at(2, "i_READ_INI_LIST: i_GET_ROOT_FOR_INI() failed");
+        text_copy(cpMsg, iLengthMsg, "i_READ_INI_LIST: i_GET_ROOT_FOR_INI() failed");
+        return 0;
+    }
+    const std::string key(view_of(cpKey));
+    i_GetPrivateProfileList(szFile, cpSection, (key + '#').c_str(), tllListOfValues, cpMsg,
+                            iLengthMsg);
+    int iCount = 0;
+    for (const void *element = FirstElmLL(tllListOfValues); IsElmLL(element) != 0;
+         element = NextElmLL(element)) {
+        ++iCount;
+    }
+    trace_at(2, "i_READ_INI_LIST: got %d values", iCount);
+    if (iCount == 0) {
+        trace_at(3, "i_READ_INI_LIST: No values for [%s#] found in [%s]", key.c_str(), szFile);
+        text_print(cpMsg, iLengthMsg, "i_READ_INI_LIST: No values for [%s#] found in VN_INI",
+                   key.c_str());
+    }
+    return iCount;
+}

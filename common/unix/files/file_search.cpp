@@ -1,0 +1,96 @@
+// Searching a text file (file_search of file_search.h).
+#include "common/unix/files/file_search.h"
+
+#include "common/common/cm_message.h"
+#include "common/common/owner.h"
+#include "common/common/text.h"
+#include "common/unix/configuration/reference.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+// What is looked for in a line: a text, or two of which both or either must be there.
+enum e_OPERATOR { ONE_TEXT, BOTH_TEXTS, EITHER_TEXT };
+
+struct s_SEARCH {
+    e_OPERATOR eOperator;
+    std::string first;
+    std::string second;
+    bool bReturnLine;
+};
+
+s_SEARCH search_of(std::string text) {
+    s_SEARCH search = {};
+    if (!text.empty() && text.back() == '^') {
+        text.pop_back();
+        search.bReturnLine = true;
+    }
+    struct s_MARKER {
+        const char *cpText;
+        e_OPERATOR eOperator;
+    };
+    constexpr s_MARKER kMarkers[] = {{"|AND|", BOTH_TEXTS}, {"|OR|", EITHER_TEXT}};
+    search.first = text;
+    for (const s_MARKER &marker : kMarkers) {
+        const std::size_t place = text.find(marker.cpText);
+        if (place != std::string::npos) {
+            search.first = text.substr(0, place);
+            search.second = text.substr(place + std::strlen(marker.cpText));
+            search.eOperator = marker.eOperator;
+            break;
+        }
+    }
+    return search;
+}
+
+bool matches(const s_SEARCH &search, const char *cpLine) {
+    const bool bFirst = std::strstr(cpLine, search.first.c_str()) != nullptr;
+    const bool bSecond = std::strstr(cpLine, search.second.c_str()) != nullptr;
+    switch (search.eOperator) {
+    case BOTH_TEXTS:
+        return bFirst && bSecond;
+    case EITHER_TEXT:
+        return bFirst || bSecond;
+    default:
+        return bFirst;
+    }
+}
+
+} // namespace
+
+int file_search(const char *cpFile, char *cpSearchString, int iLength) {
+    const int iLineSize = std::max(iLength, 256);
+    const unique_memory<char> line(
+        static_cast<char *>(std::malloc(static_cast<std::size_t>(iLineSize))));
+    if (!line) {
+        trace_at(0, "file_search: malloc(%d) failed with: (%d) %s", iLineSize, errno,
+                 error_text(errno).c_str());
+        return 0;
+    }
+    char szFile[1024];
+    const bool bFits = resolve_name(cpFile, szFile, sizeof szFile);
+    errno = ENAMETOOLONG;
+    const unique_file file(bFits ? std::fopen(szFile, "re") : nullptr);
+    if (!file) {
+        trace_at(0, "file_search: fopen(%s) failed with: (%d) %s", szFile, errno,
+                 error_text(errno).c_str());
+        return 0;
+    }
+    const s_SEARCH search = search_of(cpSearchString);
+    while (std::fgets(line.get(), iLineSize, file.get()) != nullptr) {
+        if (matches(search, line.get())) {
+            if (search.bReturnLine) {
+                line.get()[std::strcspn(line.get(), "\n")] = '\0';
+                text_copy(cpSearchString, iLength, line.get());
+            }
+            return 1;
+        }
+    }
+    return 0;
+}

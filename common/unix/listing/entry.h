@@ -1,0 +1,58 @@
+// The listing's operations on single entries. A listing shows one directory, one line per entry,
+// directories before all else, each group in byte order of the full path.
+#pragma once
+
+#include "common/common/types.h"
+
+#include <cwchar>
+
+// An entry of the listing and, in the hands of vShowTree, its working record. Kinds are told by two
+// letters: cBaseType "d" or "f", and cType "_" plain, "l" symbolic link, "m" NFS or SMB mount, "b"
+// application, "p" FIFO, "c" and "k" character and block device, "s" socket.
+struct sFormat {
+    unsigned char cSep;
+    unsigned char cType;
+    unsigned char cBaseType;
+    BOOL bWchar; // print the name from szwCurFullFileName
+    int iTrace;
+    char szRoot[4096];    // the directory that was asked for
+    char szCurRoot[4096]; // the directory that is listed
+    char szCurLabel[4096];
+    char szCurFullFileName[4096]; // the printed name
+    char szCurFileName[4096];
+    wchar_t szwCurFullFileName[4096];
+    char szCreatTime[128]; // change time of the entry, as printed
+    char szInfo[4096];     // of a mount: device, type and options
+    char szModTime[128];   // modification time, as printed
+    double dSize;          // bytes
+    char szUser[128];      // printed as "-"
+    char szStatus[128];
+    sFormat *strpNext;
+    sFormat *strpPrevious;
+    int iLevel;
+    int iDevCount;
+    long lDirCount;
+    long lErrorCount;
+    long lHardlinkCount;
+    long lFileCount;
+    double dSumSize;
+    char szMaxFileName[4096];
+};
+
+// The listing's list of entries: vStart forgets it (without freeing), vAdd appends a copy, vSort
+// inserts a copy in the order of iCompare, where an entry whose equal is there already is dropped;
+// vOutput prints all with vShow, vDelete frees all.
+void vStart();
+void vAdd(const sFormat *cpInfo);
+void vSort(const sFormat *cpInfo);
+void vOutput();
+void vDelete();
+
+// Compares two entries by base type and full name, byte by byte: below 0, 0, above 0.
+int iCompare(const sFormat *cpInfo1, const sFormat *cpInfo2);
+
+// Prints an entry's line on standard output and resets its kind letters and information.
+void vShow(sFormat *cpInfo);
+
+// Prints the counters of the record on standard error.
+void vShowSummary(const sFormat *cpInfo);

@@ -1,0 +1,259 @@
+// The command line and the configuration of a call, see arguments.h. The order of the steps
+// shows: it decides which of several faults a caller is told.
+#include "kernel/front_end/arguments.h"
+
+#include "common/common/text.h"
+#include "common/unix/configuration/call_param.h"
+#include "common/unix/configuration/glbv.h"
+#include "common/unix/configuration/ini.h"
+#include "common/unix/processes/process.h"
+#include "common/unix/trace/time_text.h"
+#include "common/unix/trace/trace.h"
+#include "kernel/front_end/usage.h"
+#include "kernel/request/finish.h"
+#include "kernel/request/options.h"
+
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr char kLocal[] = "LOCAL";
+
+struct s_TEXT_OPTION {
+    char cOption;
+    char *cpBuffer;
+    long iSize;
+};
+
+template <std::size_t N>
+constexpr s_TEXT_OPTION text_option(char cOption, char (&szBuffer)[N]) {
+    return {cOption, szBuffer, static_cast<long>(N)};
+}
+
+// Options whose argument is kept as it is.
+constexpr s_TEXT_OPTION kTextOptions[] = {
+    text_option('C', gszCtrlHost), text_option('c', gszClientHost), text_option('i', gszId),
+    text_option('b', gszOpt_b),    text_option('d', gszOpt_d),      text_option('l', gszOpt_l),
+    text_option('p', gszOpt_l),    text_option('m', gszOpt_m),      text_option('n', gszOpt_n),
+    text_option('s', gszOpt_s),    text_option('t', gszOpt_t),      text_option('u', gszOpt_u),
+};
+
+bool take_text_option(int iOption, const char *cpArgument) {
+    for (const s_TEXT_OPTION &option : kTextOptions) {
+        if (option.cOption == iOption) {
+            if (!text_copy(option.cpBuffer, option.iSize, cpArgument)) {
+                v_MARK_CUT(option.cpBuffer);
+            }
+            return true;
+        }
+    }
+    return false;
+}
+
+void trace_user() {
+    if (strLog.iFlg > 0) {
+        char szUser[256];
+        GET_USER_NAME(szUser, sizeof szUser);
+        trace_log(&strLog, 0, "\n %s   User= %s ", gszVersion, szUser);
+    }
+}
+
+[[noreturn]] void refuse_option(int iOption) {
+    char szMsg[256];
+    text_print(szMsg, "wrong option %c in command line", iOption);
+    FINISH(1, szMsg);
+}
+
+// The first letter of the word counts; an empty word names no function.
+void choose_function(const char *cpWord) {
+    gcFunc = cpWord[0] == '\0' ? FUNCTION_UNKNOWN : cpWord[0];
+}
+
+void take_option(int iOption, const char *cpArgument, bool *pbVerbose) {
+    if (take_text_option(iOption, cpArgument)) {
+        return;
+    }
+    switch (iOption) {
+    case 'f':
+        choose_function(cpArgument);
+        break;
+    case 'r':
+        gFlag.Remote = 1;
+        break;
+    case 'h':
+        gFlag.Help = 1;
+        USAGE();
+    case 'v':
+        *pbVerbose = true;
+        v_set_log(2, 1, &strLog);
+        trace_user();
+        break;
+    case 'w':
+        break;
+    default:
+        refuse_option(iOption);
+    }
+}
+
+// Returns whether the call is to be traced whatever the trace switch says.
+bool take_options(int argc, char **argv) {
+    bool bVerbose = false;
+    int iOption = 0;
+    while ((iOption = ::getopt(argc, argv, "+:b:C:c:d:f:i:l:m:n:p:s:t:u:x:w:vrh")) != -1) {
+        take_option(iOption, optarg, &bVerbose);
+    }
+    return bVerbose;
+}
+
+void join_rest(int argc, char **argv) {
+    for (int i = 0; i < argc; ++i) {
+        if ((i > 0 && !text_append(gszOpt_end, " ")) || !text_append(gszOpt_end, argv[i])) {
+            v_MARK_CUT(gszOpt_end);
+        }
+    }
+    trace_log(&strLog, 2, "arguments end with: %s", gszOpt_end);
+    if (argc > 0) {
+        trace_log(&strLog, 2, "First argument non pos argument: %s", argv[0]);
+    }
+}
+
+bool is_media_server_function() {
+    return std::strchr("cmpt", gcFunc) != nullptr;
+}
+
+// Without an identifier of the caller's: the 14 digits of the local time.
+void make_identifier() {
+    char szTime[32] = "I";
+    text_copy(gszId, time_get(szTime));
+    text_print(gszMissingArg, "-i %s ", gszId);
+}
+
+struct s_PATH_KEY {
+    const char *cpKey;
+    const char *cpMissing;
+    char *cpBuffer;
+    int iSize;
+    bool bMediaServerOnly; // other functions do without it
+};
+
+void read_paths() {
+    char szPresent[256]; // of these keys only the presence counts
+    char szMsg[256];
+    const s_PATH_KEY keys[] = {
+        {"gv_ro", "missing gv_ro in INI", szPresent, sizeof szPresent, false},
+        {"gv_ro_bin", "missing gv_ro_bin in INI", gszRo, sizeof gszRo, false},
+        {"gv_ro_vns", "missing gv_ro_vns in INI", gszRoVns, sizeof gszRoVns, true},
+        {"gv_rw", "missing gv_rw in INI", szPresent, sizeof szPresent, false},
+        {"gv_rw_ini", "missing gv_rw_ini in INI", gszRwIni, sizeof gszRwIni, false},
+        {"gv_rw_vbc_log", "missing gv_rw_vbc in INI", gszRwVbc, sizeof gszRwVbc, false},
+        {"gv_rw_tmp", "missing gv_rw_tmp in INI", gszRwTmp, sizeof gszRwTmp, false},
+        {"gv_rw_work", "missing gv_rw_work in INI", gszRwWork, sizeof gszRwWork, false},
+    };
+    for (const s_PATH_KEY &key : keys) {
+        const bool bFound = i_READ_INI("VN_INI", "[Pathes]", key.cpKey, key.cpBuffer, key.iSize,
+                                       szMsg, sizeof szMsg) == 1;
+        if (!bFound && (!key.bMediaServerOnly || is_media_server_function())) {
+            FINISH(1, key.cpMissing);
+        }
+    }
+}
+
+// The variable gv_client_trace lists the function letters whose calls are traced.
+void switch_trace() {
+    char szName[] = "gv_client_trace";
+    char szSwitch[GLBV_VALUE_SIZE];
+    glbv('r', szName, szSwitch);
+    const bool bTraced = szSwitch[0] != '?' && std::strchr(szSwitch, gcFunc) != nullptr;
+    v_set_log(bTraced ? 1 : 0, 1, &strLog);
+    trace_user();
+}
+
+// vtpd.ini is where the central file says; one that does not know it has it beside the INI files.
+bool read_port(char *cpMsg, int iLength) {
+    char szFile[1024];
+    const char *cpIdentifier = "VTPD_INI";
+    if (i_GET_ROOT_FOR_INI(cpIdentifier, szFile, sizeof szFile, cpMsg, iLength) != 1) {
+        text_print(szFile, "%svtpd.ini", gszRwIni);
+        cpIdentifier = szFile;
+    }
+    return i_READ_INI(cpIdentifier, "[VTPD_Server]", "VTPD_PORT", gszPort, sizeof gszPort, cpMsg,
+                      iLength) == 1;
+}
+
+void find_port() {
+    char szMsg[256];
+    if (read_port(szMsg, sizeof szMsg)) {
+        trace_log(&strLog, 2, "Got VTPD_PORT %s from vtpd.ini section [VTPD_Server]", gszPort);
+        return;
+    }
+    if (!is_media_server_function()) {
+        return;
+    }
+    text_copy(gszPort, "11001");
+    trace_log(&strLog, 1,
+              "WARNING: Couldn't get VTPD_PORT from vtpd.ini section [VTPD_Server]: %s ", szMsg);
+    trace_log(&strLog, 1, "WARNING: Using default VTPD_PORT value %s ", gszPort);
+}
+
+bool read_server(const char *cpKey) {
+    char szMsg[256];
+    return i_READ_INI("VN_INI", "[Server]", cpKey, gszCtrlHost, sizeof gszCtrlHost, szMsg,
+                      sizeof szMsg) == 1;
+}
+
+void find_server() {
+    if (gszCtrlHost[0] == '\0') {
+        if (!read_server("name") && !read_server("vorna_server")) {
+            FINISH(1, "neither VORNA server was given in -C nor configured in INI");
+        }
+        text_append(gszMissingArg, std::string("-C ") + gszCtrlHost + " ");
+    } else if (std::strcmp(gszCtrlHost, kLocal) == 0) {
+        text_copy(gszCtrlHost, gszMyName);
+    }
+}
+
+} // namespace
+
+void ARGUMENTS(int argc, char ***pArgv) {
+    char szTraceFile[384];
+    // No option has been read yet, so the identifier is empty: all calls share one trace file.
+    text_print(szTraceFile, "vn_client_%s.lgc", gszId);
+    v_set_log_main(szTraceFile, "VN_CLIENT", &strLog);
+    trace_log(&strLog, 1, "+++ ARGUMENTS  %s", GET_CALL_PARAM(argc, *pArgv));
+    if (argc < 2) {
+        USAGE();
+    }
+    if ((*pArgv)[1][0] != '-') {
+        choose_function((*pArgv)[1]);
+        trace_log(&strLog, 1, "Function: %c", gcFunc);
+        ++*pArgv;
+        --argc;
+    }
+    const bool bVerbose = take_options(argc, *pArgv);
+    trace_log(&strLog, 2, "Function: %c", gcFunc);
+    *pArgv += optind;
+    join_rest(argc - optind, *pArgv);
+    if (gszId[0] == '\0') {
+        make_identifier();
+    }
+    read_paths();
+    if (!bVerbose) {
+        switch_trace();
+    }
+    find_port();
+    trace_log(&strLog, 2, "%s  %s  %s  %s", gszRo, gszRwIni, gszRwTmp, szTraceFile);
+    find_server();
+    if (gcFunc == FUNCTION_UNKNOWN) {
+        FINISH(1, "no valid function was given in -f");
+    }
+    if (gszClientHost[0] == '\0' || std::strcmp(gszClientHost, kLocal) == 0) {
+        text_copy(gszClientHost, gszMyName);
+    }
+    trace_log(&strLog, 1, "ID=%s Function=%c   RemoteFlag=%d  ClientHost=%s   CtrlHost=%s", gszId,
+              gcFunc, static_cast<int>(gFlag.Remote), gszClientHost, gszCtrlHost);
+    trace_log(&strLog, 1, "Options: m=%s s=%s l=%s d=%s b=%s t=%s ", gszOpt_m, gszOpt_s, gszOpt_l,
+              gszOpt_d, gszOpt_b, gszOpt_t);
+    trace_log(&strLog, 1, "--- ARGUMENTS");
+}

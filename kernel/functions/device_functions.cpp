@@ -1,0 +1,218 @@
+// The functions on drives and media servers, see device_functions.h.
+#include "kernel/functions/device_functions.h"
+
+#include "common/common/shell_quote.h"
+#include "common/common/text.h"
+#include "common/unix/configuration/glbv.h"
+#include "common/unix/files/file_search.h"
+#include "common/unix/host/host.h"
+#include "common/unix/host/performance_file.h"
+#include "common/unix/processes/process.h"
+#include "common/unix/trace/trace.h"
+#include "kernel/remote/dispatcher.h"
+#include "kernel/remote/mount_check.h"
+#include "kernel/request/call.h"
+#include "kernel/request/finish.h"
+#include "kernel/request/options.h"
+#include "kernel/unix_hal/absent.h"
+#include "kernel/unix_hal/tape.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+constexpr char kOnline[] = "Drive tape online";
+constexpr char kNoTape[] = "No tape in drive";
+constexpr int kStatusSize = 600; // a status, what mt said, and what stands between them
+
+// A status function fills the message and returns whether the device is ready, or at least known.
+bool tape_status(char (&szMsg)[kStatusSize]) {
+    char szSts[256] = "";
+    char szText[256] = "";
+    const int iResult = i_TAPE_STATUS_LOCAL(gszOpt_d, szSts, szText, gszId, strLog);
+    trace_log(&strLog, 1, "got return %d: status %s, msg %s", iResult, szSts, szText);
+    text_print(szMsg, szText[0] == '\0' ? "%s" : "%s: %s", szSts, szText);
+    return iResult == 1;
+}
+
+// A fixed disk is there when its device file names a path.
+bool fixed_disk_status(char (&szMsg)[kStatusSize]) {
+    const std::string file = std::string("gv_rw_ini:") + gszOpt_d;
+    trace_log(&strLog, 1, "DISK_HARD check file %s", file.c_str());
+    char szSearch[256] = "empty";
+    text_copy(szMsg, file_search(file.c_str(), szSearch, sizeof szSearch) == 1 ? kNoTape : kOnline);
+    return true;
+}
+
+// Runs the load command for a disk that is not mounted.
+bool load_disk(const char *cpNode, const char *cpMount, char (&szMsg)[kStatusSize]) {
+    const std::string command = std::string(gszOpt_n) + " \"" +
+                                shell_quoted(cpNode, QUOTES_DOUBLE) + "\" \"" +
+                                shell_quoted(cpMount, QUOTES_DOUBLE) + "\"";
+    trace_log(&strLog, 1, "execute specific load/mount command: %s", command.c_str());
+    char szOutput[256] = "";
+    const bool bLoaded = i_RCMD_EXEC("LOCAL", command.c_str(), szOutput, strLog) == 0;
+    trace_log(&strLog, 1, bLoaded ? "load ok: %s" : "load failed: %s", szOutput);
+    text_copy(szMsg, bLoaded ? kOnline : kNoTape);
+    return bLoaded;
+}
+
+// A changeable disk with a load command: mounted already, or to be mounted.
+bool loaded_disk_status(char (&szMsg)[kStatusSize]) {
+    char szPlatform[16];
+    char szNode[512] = "";
+    char szMount[512] = "";
+    const int iMounted = i_CHECK_MOUNT("LOCAL", get_my_platform(szPlatform), gszOpt_t, gszOpt_d,
+                                       szNode, szMount, strLog);
+    if (iMounted < 0) {
+        trace_log(&strLog, 1, "Could not find device: %s", gszOpt_d);
+        text_copy(szMsg, kNoTape);
+        return false;
+    }
+    if (iMounted == 0) {
+        return load_disk(szNode, szMount, szMsg);
+    }
+    trace_log(&strLog, 1, "Device %s already mounted", gszOpt_d);
+    text_copy(szMsg, kOnline);
+    return true;
+}
+
+// A changeable disk without a load command: its directory can be entered or not.
+bool directory_status(char (&szMsg)[kStatusSize]) {
+    trace_log(&strLog, 1, "DISK_CHNG check working dir: %s", gszOpt_t);
+    if (::chdir(gszOpt_t) == 0) {
+        trace_log(&strLog, 1, "DISK_CHNG path [%s] available (disk file %s unchanged)", gszOpt_t,
+                  gszOpt_d);
+        text_copy(szMsg, kOnline);
+    } else {
+        trace_log(&strLog, 1, "DISK_CHNG directory not accessible > %s", gszOpt_t);
+        text_copy(szMsg, kNoTape);
+    }
+    return true;
+}
+
+bool device_status(char (&szMsg)[kStatusSize]) {
+    if (std::strcmp(gszOpt_t, "TAPE_DRIVE") == 0) {
+        return tape_status(szMsg);
+    }
+    if (std::strcmp(gszOpt_t, "DISK_HARD") == 0) {
+        return fixed_disk_status(szMsg);
+    }
+    if (gszOpt_n[0] != '\0' && std::strcmp(gszOpt_n, "NULL") != 0) {
+        return loaded_disk_status(szMsg);
+    }
+    return directory_status(szMsg);
+}
+
+// How often figures are sampled, and the pause between two samples.
+struct s_TIMER {
+    int iCount;
+    int iSeconds;
+};
+
+int clamped(long lNumber) {
+    return static_cast<int>(
+        std::clamp(lNumber, static_cast<long>(INT_MIN), static_cast<long>(INT_MAX)));
+}
+
+s_TIMER timer_of(const char *cpText) {
+    s_TIMER timer = {1, 0};
+    char *end = nullptr;
+    const long lCount = std::strtol(cpText, &end, 10);
+    if (end == cpText) {
+        return timer;
+    }
+    timer.iCount = clamped(lCount);
+    if (*end == ':') {
+        timer.iSeconds = clamped(std::strtol(end + 1, nullptr, 10));
+    }
+    return timer;
+}
+
+std::string performance_file() {
+    if (gFlag.Remote) {
+        return "";
+    }
+    char szName[] = "gv_rw_work";
+    char szWork[GLBV_VALUE_SIZE];
+    if (glbv('r', szName, szWork)[0] == '?') {
+        text_copy(szWork, gszRwWork);
+    }
+    // The file stays in the work directory.
+    return std::string(szWork) + "rsh_" + text_file_part(gszId) + ".tmp";
+}
+
+void pause_seconds(int iSeconds) {
+    for (; iSeconds > 0; --iSeconds) {
+        wait_msec(1000);
+    }
+}
+
+} // namespace
+
+void TAPE_STATUS_CLIENT() {
+    trace_log(&strLog, 1, "+++ i_TAPE_STATUS_CLIENT   %s  %s ", gszOpt_d, gszOpt_t);
+    if (gszOpt_d[0] == '\0') {
+        FINISH(1, "missing device via -d");
+    }
+    if (gszOpt_t[0] == '\0') {
+        FINISH(1, "missing device via -t");
+    }
+    if (bIS_CUT(gszOpt_d) || bIS_CUT(gszOpt_t) || bIS_CUT(gszOpt_n)) {
+        FINISH(2, error_text(ENAMETOOLONG).c_str());
+    }
+    char szMsg[kStatusSize] = "";
+    const bool bReady = device_status(szMsg);
+    trace_log(&strLog, 1, "--- i_TAPE_STATUS_CLIENT  returns %d: status %s", bReady ? 1 : 0, szMsg);
+    FINISH(bReady ? 0 : 2, szMsg);
+}
+
+void v_PERFORMANCE(s_CALL *) {
+    if (bIS_CUT(gszOpt_d) || bIS_CUT(gszOpt_s)) {
+        FINISH(1, error_text(ENAMETOOLONG).c_str());
+    }
+    if (gszOpt_s[0] == '\0') {
+        char *cpColon = std::strchr(gszOpt_d, ':');
+        if (cpColon == nullptr) {
+            FINISH(1, "missing option -s VNS number");
+        }
+        *cpColon = '\0';
+        text_copy(gszOpt_s, cpColon + 1);
+    }
+    READ_PERFORMANCE_DATA();
+}
+
+void READ_PERFORMANCE_DATA() {
+    static char szFigures[10240];
+    trace_log(&strLog, 1, "+++ READ_PERFORMANCE_DATA");
+    trace_log(&strLog, 1, "    get VNS status %s  %s  %s ", gszOpt_d, gszOpt_s, gszOpt_t);
+    const s_TIMER timer = timer_of(gszOpt_t);
+    const std::string file = performance_file();
+    std::string last;
+    int iSts = 0;
+    for (int i = 0; i < timer.iCount; ++i) {
+        if (READ_PERFORMANCE_FILE(gszOpt_d, gszOpt_s, szFigures, strLog) == 0) {
+            iSts = 1;
+            break;
+        }
+        if (last != szFigures) {
+            iWRITE_PERF_FILE(file.c_str(), szFigures);
+            last = szFigures;
+        }
+        pause_seconds(timer.iSeconds);
+    }
+    trace_log(&strLog, 1, "--- READ_PERFORMANCE_DATA");
+    FINISH(iSts, last.c_str());
+}
+
+void v_READ_EVENT_LOG(s_CALL *call) {
+    trace_log(&strLog, 1, "read event log");
+    event_log_lib_interface(call->argc, call->argv);
+    FINISH(0, "");
+}

@@ -1,0 +1,101 @@
+// Lines of a remote command's output, and the result in them (line.h).
+#include "kernel/remote/call/line.h"
+
+#include "common/common/text.h"
+#include "common/unix/trace/trace.h"
+#include "kernel/remote/call/rcmd.h"
+
+#include <algorithm>
+#include <cstring>
+
+bool next_remote_line(std::string_view data, std::size_t iLimit, std::string_view *line,
+                      std::size_t *piConsumed) {
+    const std::string_view looked = data.substr(0, iLimit);
+    const std::size_t feed = looked.find('\n');
+    if (feed == std::string_view::npos) {
+        *line = looked;
+        *piConsumed = looked.size();
+        return looked.size() == iLimit;
+    }
+    *piConsumed = feed + 1;
+    *line = looked.substr(0, feed);
+    if (!line->empty() && line->back() == '\r') {
+        line->remove_suffix(1);
+    }
+    return true;
+}
+
+std::string_view trimmed_line(std::string_view line) {
+    const auto is_blank = [](char letter) { return letter == ' ' || letter == '\t'; };
+    const char *begin = line.data();
+    const char *end = begin + strnlen(begin, line.size());
+    while (begin < end && is_blank(*begin)) {
+        ++begin;
+    }
+    while (end > begin && is_blank(end[-1])) {
+        --end;
+    }
+    return {begin, static_cast<std::size_t>(end - begin)};
+}
+
+void trace_remote_line(std::string_view line, std::size_t iConsumed, std::size_t iBuffered,
+                       bool bTrim, str_log *strLog) {
+    const int iData = static_cast<int>(iBuffered);
+    const int iTaken = static_cast<int>(iConsumed);
+    trace_log(strLog, 2, "szGetLine: buffer size %d, trim flag %s", iData,
+              bTrim ? "TRUE" : "FALSE");
+    if (iConsumed == line.size()) {
+        trace_log(strLog, 2, "szGetLine: !!! LF position %d == line size %d (buf size %d)\n",
+                  iTaken, iTaken, iData);
+    } else {
+        trace_log(strLog, 2, "szGetLine: got LF at position %d", iTaken - 1);
+    }
+    trace_log(strLog, 2, "szGetLine: return size %d", iData - iTaken);
+}
+
+bool may_hold_result(std::string_view line) {
+    for (const char letter : line) {
+        if (letter != ' ' && letter != '\t') {
+            return letter == 'S' || letter == 'M';
+        }
+    }
+    return false;
+}
+
+char *szGetLine(char *pszBuffer, int *piBufferSize, RCMD *pRCmd, short bTrim, char *cpLine,
+                int iSize, str_log strLog) {
+    const auto iData = static_cast<std::size_t>(std::max(*piBufferSize, 0));
+    std::string_view line;
+    std::size_t iConsumed = 0;
+    if (iSize < 2 || !next_remote_line({pszBuffer, iData}, static_cast<std::size_t>(iSize) - 1,
+                                       &line, &iConsumed)) {
+        return nullptr;
+    }
+    trace_remote_line(line, iConsumed, iData, bTrim != 0, &strLog);
+    text_copy(cpLine, iSize, bTrim != 0 ? trimmed_line(line) : line);
+    std::memmove(pszBuffer, pszBuffer + iConsumed, iData - iConsumed);
+    *piBufferSize = static_cast<int>(iData - iConsumed);
+    pszBuffer[*piBufferSize] = '\0';
+    vSetMsgAndSts(cpLine, pRCmd);
+    return cpLine;
+}
+
+void set_result(std::string_view line, RCMD *pRCmd) {
+    constexpr std::string_view kStatus = "STATUS=";
+    constexpr std::string_view kMessage = "MSG=";
+    constexpr std::string_view kBehind = " MSG=";
+    if (line.starts_with(kStatus)) {
+        const std::string_view status = line.substr(kStatus.size());
+        const std::size_t place = status.find(kBehind);
+        if (place != std::string_view::npos) {
+            text_copy(pRCmd->szMsg, status.substr(place + kBehind.size()));
+        }
+        text_copy(pRCmd->szSts, status.substr(0, place));
+    } else if (line.starts_with(kMessage)) {
+        text_copy(pRCmd->szMsg, line.substr(kMessage.size()));
+    }
+}
+
+void vSetMsgAndSts(const char *cpLine, RCMD *pRCmd) {
+    set_result(cpLine, pRCmd);
+}

@@ -1,0 +1,155 @@
+// The mount check of disk devices, see mount_check.h.
+#include "kernel/remote/mount_check.h"
+
+#include "common/common/LL.h"
+#include "common/common/shell_quote.h"
+#include "common/common/strlib.h"
+#include "common/common/text.h"
+#include "common/unix/configuration/glbv.h"
+#include "common/unix/configuration/reference.h"
+#include "common/unix/files/directory.h"
+#include "common/unix/trace/trace.h"
+#include "kernel/remote/call/rcmd.h"
+#include "kernel/remote/dispatcher.h"
+
+#include <cstring>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace {
+
+constexpr int kPathSize = 512;
+constexpr int kUuidSize = 256;
+constexpr int kSearchSize = 512;
+
+// A name as a regular expression that matches it. Ordinary names stay as they are.
+std::string pattern_of(std::string_view name) {
+    constexpr std::string_view kSpecial = "\\$.|()[]{}*+?";
+    std::string pattern;
+    for (const char letter : name) {
+        if (letter == '^') {
+            pattern += "\\x5e"; // at the end of a search a "^" asks for the line
+            continue;
+        }
+        if (kSpecial.find(letter) != std::string_view::npos) {
+            pattern += '\\';
+        }
+        pattern += letter;
+    }
+    return pattern;
+}
+
+bool is_relative(const char *cpPath) {
+    return cpPath[0] != '/' && cpPath[1] != ':' && cpPath[1] != '\\';
+}
+
+// The mount point below the work directory, which is created. False when it does not fit.
+bool place_in_work(const char *cpPath, char *cpMount, str_log *strLog) {
+    trace_log(strLog, 1, "use mount point in WORK dir");
+    char szName[] = "gv_rw_work";
+    char szWork[GLBV_VALUE_SIZE];
+    if (glbv('r', szName, szWork)[0] == '?') {
+        text_copy(szWork, "gv_rw_work:");
+        resolve_path(szWork, sizeof szWork);
+    }
+    char szMount[256];
+    if (!text_print(szMount, "%s/diskmnt/%s", szWork, cpPath)) {
+        return false;
+    }
+    squeeze(szMount + 1, '/');
+    text_copy(cpMount, kPathSize, szMount);
+    char szMsg[256];
+    i_CREATE_DIR_LOCAL(szMount, szMsg, *strLog);
+    return true;
+}
+
+// Takes what one line of the device's description says.
+bool take_line(const char *cpLine, char *cpRealPath, char *cpUUID, str_log *strLog) {
+    constexpr std::string_view kNode = "N: ";
+    constexpr std::string_view kUuid = "E: ID_FS_UUID=";
+    const std::string_view line = cpLine;
+    trace_log(strLog, 2, "read line: %s", cpLine);
+    if (line.starts_with(kUuid)) {
+        text_copy(cpUUID, kUuidSize, line.substr(kUuid.size()));
+    }
+    if (!line.starts_with(kNode)) {
+        return false;
+    }
+    text_copy(cpRealPath, kPathSize, "/dev/" + std::string(line.substr(kNode.size())));
+    trace_log(strLog, 2, "Real device name: [%s]", cpRealPath);
+    return true;
+}
+
+// The regular expression that finds the mount in the client's list, false when it does not fit.
+bool search_of(const char *cpPlatform, const char *cpPath, const char *cpRealPath,
+               const char *cpMount, char (&szSearch)[kSearchSize]) {
+    if (std::strcmp(cpPlatform, "UNIX") == 0) {
+        return text_print(szSearch, "%s.*%s^", pattern_of(cpRealPath).c_str(),
+                          pattern_of(cpMount).c_str());
+    }
+    std::string path = cpPath;
+    szPath2Dos(path.data());
+    if (!path.empty()) {
+        path[0] = text_upper(path[0]);
+    }
+    return text_copy(szSearch, pattern_of(path));
+}
+
+} // namespace
+
+int i_get_deviceinfo(const char *cpClient, const char *cpDevPath, char *cpRealPath, char *cpUUID,
+                     str_log strLog) {
+    const std::string command =
+        "udevadm info --query=all --name " + shell_file(cpDevPath, QUOTES_NONE);
+    trace_log(&strLog, 1, "i_get_deviceinfo: %s", command.c_str());
+    const auto request = std::make_unique<RCMD>();
+    text_copy(request->szClient, cpClient);
+    text_copy(request->szCmd, command);
+    request->LL_Stdout = ConsLL();
+    int iResult = 0;
+    if (i_RCMD(request.get(), strLog) < 0) {
+        trace_log(&strLog, 1, "i_get_deviceinfo: Command [%s] failed: %s", command.c_str(),
+                  request->szMsg);
+    } else {
+        void *line = FirstElmLL(request->LL_Stdout);
+        for (; IsElmLL(line) != 0; line = NextElmLL(line)) {
+            if (take_line(static_cast<const char *>(line), cpRealPath, cpUUID, &strLog)) {
+                iResult = 1;
+            }
+        }
+        trace_log(&strLog, 1, "i_get_deviceinfo: Ret: %d Real device: %s UUID: %s", iResult,
+                  cpRealPath, cpUUID);
+    }
+    DestLL(request->LL_Stdout);
+    return iResult;
+}
+
+int i_CHECK_MOUNT(const char *cpClient, const char *cpClientPlatform, const char *cpPath,
+                  const char *cpDevicePath, char *cpRealPath, char *cpMount, str_log strLog) {
+    trace_log(&strLog, 1, "+++ i_CHECK_MOUNT");
+    if (cpPath[0] != '\0' && std::strcmp(cpPath, "NULL") != 0) {
+        text_copy(cpMount, kPathSize, cpPath);
+        if (is_relative(cpPath) && !place_in_work(cpPath, cpMount, &strLog)) {
+            trace_log(&strLog, 1, "--- i_CHECK_MOUNT returns %d", -1);
+            return -1;
+        }
+    }
+    szPath2Unix(cpMount);
+    trace_log(&strLog, 1, "Mount: %s", cpMount);
+    char szUUID[kUuidSize] = "";
+    int iResult = -1;
+    if (i_get_deviceinfo(cpClient, cpDevicePath, cpRealPath, szUUID, strLog) == 0) {
+        trace_log(&strLog, 1, "Could not find real device path: %s", cpDevicePath);
+    } else {
+        trace_log(&strLog, 1, "Check for platform [%s]", cpClientPlatform);
+        char szSearch[kSearchSize];
+        char szMsg[256] = "";
+        if (search_of(cpClientPlatform, cpPath, cpRealPath, cpMount, szSearch)) {
+            trace_log(&strLog, 1, "Search [%s]", szSearch);
+            iResult = i_RCMD_SEARCH(cpClient, "vn_client dir mount", szSearch, szMsg, strLog);
+        }
+    }
+    trace_log(&strLog, 1, "--- i_CHECK_MOUNT returns %d", iResult);
+    return iResult;
+}

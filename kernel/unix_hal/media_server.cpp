@@ -1,0 +1,79 @@
+// Control of the media server, see media_server.h.
+#include "kernel/unix_hal/media_server.h"
+
+#include "common/common/shell_quote.h"
+#include "common/common/text.h"
+#include "common/unix/configuration/glbv.h"
+#include "common/unix/configuration/reference.h"
+#include "common/unix/processes/process.h"
+#include "common/unix/processes/run.h"
+#include "common/unix/trace/trace.h"
+
+s_VNS_POLICY gVnsPolicy = {5000};
+
+namespace {
+
+constexpr int kCommandSize = 1072;
+constexpr char kFailed[] = "restart of data-server failed - VNS not available";
+
+bool is_running() {
+    char szCmd[kCommandSize];
+    text_print(szCmd, "%s | grep vn_data_server | grep -v grep >/dev/null 2>&1",
+               "ps axwwo user,pid,ppid,command");
+    return i_cm_system(szCmd) == 0;
+}
+
+// Runs the reload command of the program directory and gives the media server time to come up.
+void reload(const char *cpDirectory, bool bTraced, str_log *strLog) {
+    char szCmd[kCommandSize];
+    if (!text_print(szCmd, "%svn_main reload vns",
+                    shell_quoted(cpDirectory, QUOTES_NONE).c_str())) {
+        return;
+    }
+    if (bTraced) {
+        trace_log(strLog, 1, "execute cmd: %s", szCmd);
+    }
+    i_cm_system(szCmd);
+    if (bTraced) {
+        trace_log(strLog, 1, "wait 5 seconds till dataserver are up");
+    }
+    wait_msec(gVnsPolicy.iReloadMsec);
+}
+
+// What became of a reload.
+int check_reload(str_log *strLog) {
+    if (i_CHECK_VNS(0, *strLog) == 1) {
+        trace_log(strLog, 1, "--- CHECK_VNS: return: 1, restart ok");
+        return 1;
+    }
+    // In the background, and without our streams: the caller waits for these to close.
+    start_proc("vn_alarm CHECK_VNS \"restart of data-server failed - VNS not available\" "
+               "</dev/null >/dev/null 2>&1 &");
+    trace_log(strLog, 0, "??? CHECK_VNS %s", kFailed);
+    trace_log(strLog, 1, "--- CHECK_VNS: return: 0, restart failed");
+    return 0;
+}
+
+} // namespace
+
+int i_CHECK_VNS(int iRestartFlg, str_log strLog) {
+    trace_log(&strLog, 1, "+++ CHECK_VNS: restart_flag: %d", iRestartFlg);
+    if (iRestartFlg == 2) {
+        char szRo[512] = "gv_ro_bin:";
+        resolve_path(szRo, sizeof szRo);
+        reload(szRo, true, &strLog);
+        return check_reload(&strLog);
+    }
+    if (is_running()) {
+        trace_log(&strLog, 1, "--- CHECK_VNS: return: 1; vn_data_server found in process table");
+        return 1;
+    }
+    if (iRestartFlg == 1) {
+        char szName[] = "gv_ro_bin";
+        char szRo[GLBV_VALUE_SIZE];
+        reload(glbv('r', szName, szRo), false, &strLog);
+        return check_reload(&strLog);
+    }
+    trace_log(&strLog, 1, "--- CHECK_VNS: return: 0; no vn_data_server found");
+    return 0;
+}

@@ -1,0 +1,182 @@
+// Running a command for a user, see user_command.h. What is allowed is decided on the program's
+// path; docs/security.md says what this trusts.
+#include "kernel/unix_hal/user_command.h"
+
+#include "common/common/shell_quote.h"
+#include "common/common/text.h"
+#include "common/common/types.h"
+#include "common/unix/configuration/ini.h"
+#include "common/unix/files/line_reader.h"
+#include "common/unix/processes/run.h"
+#include "common/unix/trace/trace.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <string_view>
+#include <sys/wait.h>
+
+const char *gcpAllowList = "/etc/vorna_cmdusers.allow";
+
+namespace {
+
+constexpr int kRefused = 2;
+constexpr std::size_t kCommandLimit = 1023;
+constexpr std::size_t kLineLimit = 255; // of the allow list
+
+struct s_COMMAND {
+    std::string program;   // its path
+    std::string line;      // the whole command line for a shell
+    char **argv = nullptr; // instead of the line: the program's arguments
+};
+
+// The argument vector as a command line that means itself.
+std::string line_of(char **argv) {
+    std::string line;
+    for (; *argv != nullptr; ++argv) {
+        line += (line.empty() ? "" : " ") + shell_quoted(*argv, QUOTES_NONE);
+    }
+    return line;
+}
+
+// What is to be run. False when there is nothing, or it does not fit.
+bool find_command(const char *cpCmd, char **ArgList, s_COMMAND *command, str_log *strLog) {
+    if (cpCmd[0] != '\0') {
+        const std::string_view line = cpCmd;
+        const std::size_t begin = std::min(line.find_first_not_of(' '), line.size());
+        command->line = line.substr(begin);
+        command->program = command->line.substr(0, command->line.find(' '));
+    } else if (ArgList != nullptr && ArgList[0] != nullptr) {
+        trace_log(strLog, 1, "Use command from argv: [%s]", ArgList[0]);
+        command->argv = ArgList;
+        command->program = ArgList[0];
+        command->line = line_of(ArgList);
+    }
+    return !command->program.empty() && command->line.size() <= kCommandLimit;
+}
+
+// True when the path leaves a directory again.
+bool goes_up(std::string_view path) {
+    return (std::string(path) + "/").find("/../") != std::string::npos;
+}
+
+// A program inside the directory; one whose path only begins with the same letters, or leads out of
+// it again, is not. Nor is a word that the shell would make something else of.
+bool is_inside(const s_COMMAND &command, std::string_view directory) {
+    const std::string_view program = command.program;
+    const std::string_view name =
+        program.substr(std::min(directory.size(), program.size())); // the directory is quoted
+    const bool bPlain = command.argv != nullptr || shell_quoted(name, QUOTES_NONE) == name;
+    return bPlain && !directory.empty() && program.starts_with(directory) && !goes_up(program) &&
+           (directory.back() == '/' || program.substr(directory.size()).starts_with("/"));
+}
+
+// What a line of the allow list permits the user.
+bool line_allows(std::string_view line, const std::string &user, const std::string &program,
+                 str_log *strLog) {
+    line = line.substr(0, kLineLimit);
+    if (!line.starts_with(user + ' ')) {
+        return false;
+    }
+    if (line.find(user + " *") != std::string_view::npos) {
+        trace_log(strLog, 1, "Line contains joker for command: %s", program.c_str());
+        return true;
+    }
+    if (line.find(user + ' ' + program) != std::string_view::npos) {
+        trace_log(strLog, 1, "Line contains command: %s", program.c_str());
+        return true;
+    }
+    return false;
+}
+
+int refuse(const std::string &user, const std::string &program, char *cpMsg) {
+    text_print(cpMsg, kMessageSize, "Command %s with user %s not allowed", program.c_str(),
+               user.c_str());
+    return kRefused;
+}
+
+// 0 when the allow list permits it, else the refusal.
+int ask_allow_list(const std::string &user, const std::string &program, char *cpMsg,
+                   str_log *strLog) {
+    line_reader list(gcpAllowList);
+    if (!list.is_open()) {
+        text_print(cpMsg, kMessageSize, "could not open file %s", gcpAllowList);
+        return kRefused;
+    }
+    std::string_view line;
+    while (list.next(&line)) {
+        if (line_allows(line, user, program, strLog)) {
+            return 0;
+        }
+    }
+    return refuse(user, program, cpMsg);
+}
+
+// Runs the command as the user. Returns its exit state, 128 and the signal for one that was killed,
+// or what else the start returned.
+int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
+    constexpr int kNotPrepared = 999; // no wait status
+    std::string line = command.line;
+    if (user == "root") {
+        trace_log(strLog, 1, "User 'root'. Do not call by 'su -'");
+    } else {
+        line = "su - " + shell_quoted(user, QUOTES_NONE) + " -c '" +
+               shell_quoted(command.line, QUOTES_SINGLE) + "'";
+    }
+    trace_log(strLog, 1, "Cmd: [%s]", line.c_str());
+    int iStatus = 0;
+    int iRet = 0;
+    if (user == "root" && command.argv != nullptr) {
+        iStatus = i_cm_execvp(command.program.c_str(), command.argv);
+        iRet = iStatus == kNotPrepared ? kNotPrepared : WEXITSTATUS(iStatus);
+    } else {
+        iRet = i_cm_system_status(line.c_str(), &iStatus);
+    }
+    return iRet != kNotPrepared && WIFSIGNALED(iStatus) ? 128 + WTERMSIG(iStatus) : iRet;
+}
+
+// Decides and runs. Returns the call's result, with the message.
+int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cpMsg,
+            str_log *strLog) {
+    char szDirectory[256];
+    char szError[256];
+    i_READ_INI("VN_INI", "[Pathes]", "gv_ro_bin", szDirectory, sizeof szDirectory, szError,
+               sizeof szError);
+    s_COMMAND command;
+    if (!find_command(cpCmd, ArgList, &command, strLog)) {
+        return refuse(user, command.program, cpMsg);
+    }
+    trace_log(strLog, 1, "Cmd2: [%s]", command.line.c_str());
+    if (command.program[0] != '/') {
+        command.program.insert(0, szDirectory);
+        command.line.insert(0, shell_quoted(szDirectory, QUOTES_NONE));
+    }
+    if (user.empty() || user[0] == '-') { // would be an option of su
+        return refuse(user, command.program, cpMsg);
+    }
+    trace_log(strLog, 1, "Compare pathes %s %s", command.program.c_str(), szDirectory);
+    if (is_inside(command, szDirectory)) {
+        trace_log(strLog, 1, "Command allowed, bcs. in Vorna bin directory");
+    } else if (const int iRefused = ask_allow_list(user, command.program, cpMsg, strLog)) {
+        return iRefused;
+    }
+    const int iRet = run(user, command, strLog);
+    if (iRet != 0) {
+        text_print(cpMsg, kMessageSize, "Program returned exit state %d", iRet);
+        trace_log(strLog, 1, "Execution returned error: iRet = %d", iRet);
+        return kRefused;
+    }
+    text_copy(cpMsg, kMessageSize, "success");
+    trace_log(strLog, 1, "Execution returned ok: iRet = %d", iRet);
+    return 0;
+}
+
+} // namespace
+
+int i_EXECUTE_USER_COMMAND(const char *cpUser, const char *cpCmd, char **ArgList, char *cpMsg,
+                           str_log strLog) {
+    trace_log(&strLog, 1, "+++ EXECUTE_USER_COMMAND %s %s", cpUser, cpCmd);
+    const int iResult = execute(cpUser, cpCmd, ArgList, cpMsg, &strLog);
+    trace_log(&strLog, 1, "--- EXECUTE_USER_COMMAND: %s", cpMsg);
+    return iResult;
+}
