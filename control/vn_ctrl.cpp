@@ -41,8 +41,8 @@ const hostent *look_up(const char *cpHost) {
     if (entry != nullptr) {
         return entry;
     }
-    trace_at(2, "vn_ctrl: got error so we try gethostbyname() again");
-    trace_at(0, "gethostbyname() failed. Try again.");
+    trace_at(TRACE_DETAILS, "vn_ctrl: got error so we try gethostbyname() again");
+    trace_at(TRACE_ALWAYS, "gethostbyname() failed. Try again.");
     wait_msec(gCtrlPolicy.iResolve);
     return ::gethostbyname(cpHost);
 }
@@ -108,13 +108,13 @@ int pending_result(int fd) {
 // Tries once. bPending: an earlier try was under way, some systems tell its failure only so.
 int try_connect(int fd, const sockaddr_in &remote, bool bPending) {
     errno = 0;
-    trace_at(2, "vn_ctrl: call connect()...");
+    trace_at(TRACE_DETAILS, "vn_ctrl: call connect()...");
     int iResult = bPending ? pending_result(fd) : 0;
     if (iResult == 0) {
         iResult = ::connect(fd, generic(&remote), sizeof remote);
     }
     const int iErrno = errno;
-    trace_at(2, "vn_ctrl: connect() returned %d with errno %d", iResult, iErrno);
+    trace_at(TRACE_DETAILS, "vn_ctrl: connect() returned %d with errno %d", iResult, iErrno);
     errno = iErrno;
     return iResult == 0 || iErrno == EISCONN ? 0 : -1;
 }
@@ -125,7 +125,8 @@ bool connect_under_way() {
 
 // Connects within iTimeout seconds, in ten looks a second. Returns 0; -1 with the text kept.
 int connect_timed(int fd, const sockaddr_in &remote, const char *cpHost, int iTimeout) {
-    trace_at(2, "vn_ctrl: try connect() with non-blocking socket bcs. timeout set to %d", iTimeout);
+    trace_at(TRACE_DETAILS,
+             "vn_ctrl: try connect() with non-blocking socket bcs. timeout set to %d", iTimeout);
     iSetNonBlockmode(fd, 1);
     const long lMost = iTimeout * 10L;
     long lAttempts = 0;
@@ -189,8 +190,8 @@ bool bind_listener(int fd, int iStart, int iEnd) {
     for (int iPort = iStart;; ++iPort) {
         const sockaddr_in local = address_of({INADDR_ANY}, iPort);
         const int iResult = ::bind(fd, generic(&local), sizeof local);
-        trace_at(2, "vn_ctrl: i2ndPortStart %d", iPort);
-        trace_at(2, "vn_ctrl: bind() returned %d", iResult);
+        trace_at(TRACE_DETAILS, "vn_ctrl: i2ndPortStart %d", iPort);
+        trace_at(TRACE_DETAILS, "vn_ctrl: bind() returned %d", iResult);
         if (iResult == 0) {
             return true;
         }
@@ -198,7 +199,7 @@ bool bind_listener(int fd, int iStart, int iEnd) {
             return false;
         }
         if (iPort >= iEnd) {
-            trace_at(2, "vn_ctrl: i2ndPortStart %d > i2ndPortEnd >> break", iPort + 1);
+            trace_at(TRACE_DETAILS, "vn_ctrl: i2ndPortStart %d > i2ndPortEnd >> break", iPort + 1);
             return false;
         }
     }
@@ -222,7 +223,7 @@ bool offer_second(int fd, int iStart, int iEnd, unique_fd *listener) {
         return true;
     }
     const int iResult = ::listen(listener->get(), 1);
-    trace_at(2, "vn_ctrl: listen() returned %d", iResult);
+    trace_at(TRACE_DETAILS, "vn_ctrl: listen() returned %d", iResult);
     if (iResult != 0) {
         fail("listen() call failed.");
         return false;
@@ -231,7 +232,7 @@ bool offer_second(int fd, int iStart, int iEnd, unique_fd *listener) {
     socklen_t length = sizeof bound;
     ::getsockname(listener->get(), reinterpret_cast<sockaddr *>(&bound), &length);
     const std::string port = std::to_string(ntohs(bound.sin_port));
-    trace_at(2, "vn_ctrl: send() portnumber %s", port.c_str());
+    trace_at(TRACE_DETAILS, "vn_ctrl: send() portnumber %s", port.c_str());
     send_text(fd, port.c_str());
     return true;
 }
@@ -270,7 +271,7 @@ int urgent_code(int fd) {
 
 // A refusal: its text, up to the line feed, is kept. Returns the daemon's exit code.
 int take_refusal(int fd) {
-    trace_at(2, "vn_ctrl: recv() error message");
+    trace_at(TRACE_DETAILS, "vn_ctrl: recv() error message");
     std::string text = "CTRLD reply: ";
     char block[1024];
     std::size_t iFeed = std::string::npos;
@@ -296,14 +297,16 @@ int take_verdict(int fd, int iMainPort) {
     errno = 0;
     const ssize_t got = receive(fd, &verdict, 1, 0);
     const int iErrno = errno;
-    trace_at(2, "vn_ctrl: recv() one byte returned %d: [%d]", static_cast<int>(got), verdict);
+    trace_at(TRACE_DETAILS, "vn_ctrl: recv() one byte returned %d: [%d]", static_cast<int>(got),
+             verdict);
     if (got < 0) {
-        trace_at(2, "vn_ctrl: recv() one byte failed: errno = %d", iErrno);
+        trace_at(TRACE_DETAILS, "vn_ctrl: recv() one byte failed: errno = %d", iErrno);
         errno = iErrno;
         return fail("recv() call failed.");
     }
     if (got == 0) {
-        trace_at(2, "vn_ctrl: ERROR: Remote server listening on port %d didn't send a byte",
+        trace_at(TRACE_DETAILS,
+                 "vn_ctrl: ERROR: Remote server listening on port %d didn't send a byte",
                  iMainPort);
         errno = 0;
         return fail("ERROR: Server listening on remote port is not a CTRLD Server");
@@ -317,7 +320,8 @@ unique_fd wait_for_second(int listener, int iTimeout) {
     for (long lRetry = iTimeout > 0 ? iTimeout * 100L : 1000;; --lRetry) {
         wait_ready(listener, POLLIN, gCtrlPolicy.iAccept);
         if (lRetry % 100 == 0) {
-            trace_at(2, "vn_ctrl: recv() try accept(%d)", static_cast<int>(lRetry / 100));
+            trace_at(TRACE_DETAILS, "vn_ctrl: recv() try accept(%d)",
+                     static_cast<int>(lRetry / 100));
         }
         unique_fd second(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
         if (lift_descriptor(&second)) {
@@ -325,7 +329,7 @@ unique_fd wait_for_second(int listener, int iTimeout) {
         }
         const int iErrno = errno;
         if (lRetry < 1 || (iErrno != EAGAIN && iErrno != EWOULDBLOCK && iErrno != EINTR)) {
-            trace_at(2, "vn_ctrl: accept() failed with %d (iRetry %d)", iErrno,
+            trace_at(TRACE_DETAILS, "vn_ctrl: accept() failed with %d (iRetry %d)", iErrno,
                      static_cast<int>(lRetry));
             errno = iErrno;
             return second;
@@ -345,8 +349,8 @@ bool accept_second(int listener, int iTimeout, int *hpSD2) {
     }
     iSetNonBlockmode(listener, 0);
     if (Set2ndSocketProperties(second.get()) != 1) {
-        trace_at(2, "vn_ctrl: Warning: %s", "Setting socket options failed.");
-        trace_at(2, "vn_ctrl: Try to go on with closed second socket");
+        trace_at(TRACE_DETAILS, "vn_ctrl: Warning: %s", "Setting socket options failed.");
+        trace_at(TRACE_DETAILS, "vn_ctrl: Try to go on with closed second socket");
         return true;
     }
     *hpSD2 = second.release();
@@ -360,7 +364,7 @@ int set_properties(int hSD) {
             return 0;
         }
     } else {
-        trace_at(2, "getprotobyname(\"TCP\") call failed.");
+        trace_at(TRACE_DETAILS, "getprotobyname(\"TCP\") call failed.");
     }
     const linger unsent = {1, 60};
     return ::setsockopt(hSD, SOL_SOCKET, SO_LINGER, &unsent, sizeof unsent) == 0 ? 1 : 0;
@@ -395,9 +399,9 @@ int vn_ctrl(char *cpRemoteHost, int iMainPort, int i2ndPortStart, int i2ndPortEn
     if (!listener) {
         send_text(first.get(), "");
     }
-    trace_at(2, "vn_ctrl: send() user %s", cpUser);
+    trace_at(TRACE_DETAILS, "vn_ctrl: send() user %s", cpUser);
     send_text(first.get(), cpUser);
-    trace_at(2, "vn_ctrl: send() cmd %s", cpCMD);
+    trace_at(TRACE_DETAILS, "vn_ctrl: send() cmd %s", cpCMD);
     send_text(first.get(), cpCMD);
     const int iVerdict = take_verdict(first.get(), iMainPort);
     if (iVerdict != 0) {

@@ -14,7 +14,7 @@
 namespace {
 
 void enter_work_directory() {
-    trace_log(&strLog, 1, "chdir to %s ", gszRwWork);
+    trace_log(&strLog, TRACE_EVENTS, "chdir to %s ", gszRwWork);
     // A missing work directory is no failure of the request: what needs it will say so.
     [[maybe_unused]] const int iSts = ::chdir(gszRwWork);
 }

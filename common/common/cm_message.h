@@ -36,6 +36,14 @@ by_language(const char *cpEnglish, const char *cpGerman, const char *cpDialect) 
 // "E" goes to the error protocol too. Failures lose the event, never the caller.
 void PROT(const char *cpFormat, ...) __attribute__((format(printf, 1, 2)));
 
+// What a trace line needs the level of its record to be at least.
+enum e_TRACE_LEVEL {
+    TRACE_ALWAYS = 0,
+    TRACE_EVENTS = 1,  // entry and exit of procedures, main events
+    TRACE_DETAILS = 2, // what is found and decided on the way
+    TRACE_NOISE = 3    // what comes per character or per entry
+};
+
 // Writes a trace line through the process's first trace record. A format that begins with "%l",
 // a digit and a blank ("%l3 ") is written from that trace level on, any other from level 2 on.
 // The prefix is no printf conversion, so the compiler cannot check such a format: use trace_at.

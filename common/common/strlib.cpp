@@ -74,7 +74,7 @@ char *szChar2EscapeChar(char *s, int c, int iLen) {
     const std::size_t length = strnlen(s, static_cast<std::size_t>(iLen) - 1);
     const unique_memory<char> copy(static_cast<char *>(std::malloc(length + 1)));
     if (!copy) {
-        trace_at(2, "szChar2EscapeChar: malloc failed");
+        trace_at(TRACE_DETAILS, "szChar2EscapeChar: malloc failed");
         return nullptr;
     }
     std::memcpy(copy.get(), s, length);

@@ -77,3 +77,34 @@ std::string_view text_stripped(std::string_view text) {
     }
     return text.substr(first, text.find_last_not_of(kSpace) - first + 1);
 }
+
+std::string_view text_take_field(std::string_view *text, char separator) {
+    const std::size_t end = std::min(text->find(separator), text->size());
+    const std::string_view field = text->substr(0, end);
+    text->remove_prefix(std::min(end + 1, text->size()));
+    return field;
+}
+
+std::string_view text_take_line(std::string_view *text) {
+    return text_take_field(text, '\n');
+}
+
+std::vector<std::string_view> text_fields(std::string_view text, char separator) {
+    std::vector<std::string_view> fields;
+    while (!text.empty()) {
+        const std::string_view field = text_take_field(&text, separator);
+        if (!field.empty()) {
+            fields.push_back(field);
+        }
+    }
+    return fields;
+}
+
+bool path_goes_up(std::string_view path) {
+    while (!path.empty()) {
+        if (text_take_field(&path, '/') == "..") {
+            return true;
+        }
+    }
+    return false;
+}

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // The three below work on a buffer of `size` bytes; with a size below 1 or no buffer they do
 // nothing. All return true when the whole text fitted, false when it was cut (or is no text).
@@ -58,3 +59,17 @@ bool text_begins_with_nocase(std::string_view text, std::string_view prefix);
 
 // `text` without blanks, tabs and line ends at both ends.
 std::string_view text_stripped(std::string_view text);
+
+// Takes the first line off `text` and returns it without its line feed; of an empty text an empty
+// line.
+std::string_view text_take_line(std::string_view *text);
+
+// Takes the first field off `text`, with what separates it from the next, and returns it: the text
+// before the first separator, or all of it.
+std::string_view text_take_field(std::string_view *text, char separator);
+
+// The fields of a text that are not empty: separators that follow each other count as one.
+std::vector<std::string_view> text_fields(std::string_view text, char separator);
+
+// True when a component of the path is "..": the path may lead out of where it begins.
+bool path_goes_up(std::string_view path);

@@ -56,7 +56,7 @@ void trace_user() {
     if (strLog.iFlg > 0) {
         char szUser[256];
         GET_USER_NAME(szUser, sizeof szUser);
-        trace_log(&strLog, 0, "\n %s   User= %s ", gszVersion, szUser);
+        trace_log(&strLog, TRACE_ALWAYS, "\n %s   User= %s ", gszVersion, szUser);
     }
 }
 
@@ -113,9 +113,9 @@ void join_rest(int argc, char **argv) {
             v_MARK_CUT(gszOpt_end);
         }
     }
-    trace_log(&strLog, 2, "arguments end with: %s", gszOpt_end);
+    trace_log(&strLog, TRACE_DETAILS, "arguments end with: %s", gszOpt_end);
     if (argc > 0) {
-        trace_log(&strLog, 2, "First argument non pos argument: %s", argv[0]);
+        trace_log(&strLog, TRACE_DETAILS, "First argument non pos argument: %s", argv[0]);
     }
 }
 
@@ -185,16 +185,17 @@ bool read_port(char *cpMsg, int iLength) {
 void find_port() {
     char szMsg[256];
     if (read_port(szMsg, sizeof szMsg)) {
-        trace_log(&strLog, 2, "Got VTPD_PORT %s from vtpd.ini section [VTPD_Server]", gszPort);
+        trace_log(&strLog, TRACE_DETAILS, "Got VTPD_PORT %s from vtpd.ini section [VTPD_Server]",
+                  gszPort);
         return;
     }
     if (!is_media_server_function()) {
         return;
     }
     text_copy(gszPort, "11001");
-    trace_log(&strLog, 1,
+    trace_log(&strLog, TRACE_EVENTS,
               "WARNING: Couldn't get VTPD_PORT from vtpd.ini section [VTPD_Server]: %s ", szMsg);
-    trace_log(&strLog, 1, "WARNING: Using default VTPD_PORT value %s ", gszPort);
+    trace_log(&strLog, TRACE_EVENTS, "WARNING: Using default VTPD_PORT value %s ", gszPort);
 }
 
 bool read_server(const char *cpKey) {
@@ -221,18 +222,18 @@ void ARGUMENTS(int argc, char ***pArgv) {
     // No option has been read yet, so the identifier is empty: all calls share one trace file.
     text_print(szTraceFile, "vn_client_%s.lgc", gszId);
     v_set_log_main(szTraceFile, "VN_CLIENT", &strLog);
-    trace_log(&strLog, 1, "+++ ARGUMENTS  %s", GET_CALL_PARAM(argc, *pArgv));
+    trace_log(&strLog, TRACE_EVENTS, "+++ ARGUMENTS  %s", GET_CALL_PARAM(argc, *pArgv));
     if (argc < 2) {
         USAGE();
     }
     if ((*pArgv)[1][0] != '-') {
         choose_function((*pArgv)[1]);
-        trace_log(&strLog, 1, "Function: %c", gcFunc);
+        trace_log(&strLog, TRACE_EVENTS, "Function: %c", gcFunc);
         ++*pArgv;
         --argc;
     }
     const bool bVerbose = take_options(argc, *pArgv);
-    trace_log(&strLog, 2, "Function: %c", gcFunc);
+    trace_log(&strLog, TRACE_DETAILS, "Function: %c", gcFunc);
     *pArgv += optind;
     join_rest(argc - optind, *pArgv);
     if (gszId[0] == '\0') {
@@ -243,7 +244,7 @@ void ARGUMENTS(int argc, char ***pArgv) {
         switch_trace();
     }
     find_port();
-    trace_log(&strLog, 2, "%s  %s  %s  %s", gszRo, gszRwIni, gszRwTmp, szTraceFile);
+    trace_log(&strLog, TRACE_DETAILS, "%s  %s  %s  %s", gszRo, gszRwIni, gszRwTmp, szTraceFile);
     find_server();
     if (gcFunc == FUNCTION_UNKNOWN) {
         FINISH(1, "no valid function was given in -f");
@@ -251,9 +252,10 @@ void ARGUMENTS(int argc, char ***pArgv) {
     if (gszClientHost[0] == '\0' || std::strcmp(gszClientHost, kLocal) == 0) {
         text_copy(gszClientHost, gszMyName);
     }
-    trace_log(&strLog, 1, "ID=%s Function=%c   RemoteFlag=%d  ClientHost=%s   CtrlHost=%s", gszId,
-              gcFunc, static_cast<int>(gFlag.Remote), gszClientHost, gszCtrlHost);
-    trace_log(&strLog, 1, "Options: m=%s s=%s l=%s d=%s b=%s t=%s ", gszOpt_m, gszOpt_s, gszOpt_l,
-              gszOpt_d, gszOpt_b, gszOpt_t);
-    trace_log(&strLog, 1, "--- ARGUMENTS");
+    trace_log(&strLog, TRACE_EVENTS,
+              "ID=%s Function=%c   RemoteFlag=%d  ClientHost=%s   CtrlHost=%s", gszId, gcFunc,
+              static_cast<int>(gFlag.Remote), gszClientHost, gszCtrlHost);
+    trace_log(&strLog, TRACE_EVENTS, "Options: m=%s s=%s l=%s d=%s b=%s t=%s ", gszOpt_m, gszOpt_s,
+              gszOpt_l, gszOpt_d, gszOpt_b, gszOpt_t);
+    trace_log(&strLog, TRACE_EVENTS, "--- ARGUMENTS");
 }

@@ -58,7 +58,7 @@ struct s_REWRITE {
 };
 
 int fail(char *cpMsg) {
-    trace_log(&strLog, 1, "--- CONFIGURE_VNS_INI   %s ", cpMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- CONFIGURE_VNS_INI   %s ", cpMsg);
     return 1;
 }
 
@@ -139,7 +139,7 @@ bool read_drive(int i, s_REWRITE *r, s_DRIVE *drive) {
                    "GLBV %s had not been written by caller, so cannot configure the drive", szName);
         return false;
     }
-    trace_log(&strLog, 1, "read from gv_client_c_ %d  : %s ", i, szValue);
+    trace_log(&strLog, TRACE_EVENTS, "read from gv_client_c_ %d  : %s ", i, szValue);
     if (!parse_drive(szValue, drive)) {
         text_print(r->cpMsg, kMessageSize, "GLBV %s invalid: %s", szName, szValue);
         return false;
@@ -157,7 +157,7 @@ std::string mount_point(const std::string &path) {
     if (!is_relative(path)) {
         return path;
     }
-    trace_log(&strLog, 1, "use mount point in WORK dir");
+    trace_log(&strLog, TRACE_EVENTS, "use mount point in WORK dir");
     char szPath[256];
     if (!text_print(szPath, "%s/diskmnt/%s", gszRwWork, path.c_str())) {
         return "";
@@ -182,7 +182,7 @@ bool write_disk(int i, const s_DRIVE &drive, std::FILE *out) {
 // The device section, while the descriptions are read. False with the message.
 bool write_devices(int iDrives, s_REWRITE *r) {
     std::FILE *out = r->out.get();
-    trace_log(&strLog, 1, "Device section");
+    trace_log(&strLog, TRACE_EVENTS, "Device section");
     std::fprintf(out, "[%sDevice]\nMaximal_Number_Of_Devices=%d\n", r->cpPrefix, iDrives);
     for (int i = 0; i < iDrives; ++i) {
         s_DRIVE drive = {};
@@ -201,21 +201,21 @@ bool write_devices(int iDrives, s_REWRITE *r) {
     for (int i = 0; i < iDrives; ++i) {
         const std::string &type = r->drives[static_cast<std::size_t>(i)].type;
         std::fprintf(out, "Device_Type_%d=%s\n", i, type.c_str());
-        trace_log(&strLog, 1, " Device_Type_%d=%s ", i, type.c_str());
+        trace_log(&strLog, TRACE_EVENTS, " Device_Type_%d=%s ", i, type.c_str());
     }
     return true;
 }
 
 void write_tapes(const s_REWRITE &r) {
     std::FILE *out = r.out.get();
-    trace_log(&strLog, 1, "Disk section [Disk]Directory= %s ", gszRwIni);
+    trace_log(&strLog, TRACE_EVENTS, "Disk section [Disk]Directory= %s ", gszRwIni);
     std::fprintf(out, "\n[%sDisk]\nDirectory=%s\n", r.cpPrefix, gszRwIni);
-    trace_log(&strLog, 1, "Tape section");
+    trace_log(&strLog, TRACE_EVENTS, "Tape section");
     std::fprintf(out, "\n[%sTape]\n", r.cpPrefix);
     int i = 0;
     for (const s_DRIVE &drive : r.drives) {
         std::fprintf(out, "Tapemark_Type_%d=%s\n", i, drive.tapemark.c_str());
-        trace_log(&strLog, 1, "    Tapemark_Type_%d=%s ", i, drive.tapemark.c_str());
+        trace_log(&strLog, TRACE_EVENTS, "    Tapemark_Type_%d=%s ", i, drive.tapemark.c_str());
         VNS_SHUTDOWN(i);
         ++i;
     }
@@ -231,7 +231,7 @@ void write_streams(const s_REWRITE &r) {
 
 // The rest of the old file, but for what describes the drives.
 void write_rest(const s_REWRITE &r) {
-    trace_log(&strLog, 1, "write remaining file");
+    trace_log(&strLog, TRACE_EVENTS, "write remaining file");
     bool bStreams = false;
     std::string_view rest = r.rest;
     while (!rest.empty()) {
@@ -288,7 +288,7 @@ void keep_owner(const char *cpOld, const char *cpNew) {
 // Puts the new file in the place of the old one: a copy beside it takes the name in one step. False
 // with the message.
 bool replace_old(s_REWRITE *r) {
-    trace_log(&strLog, 1, "update file  %s  ->  %s ", r->tmp.c_str(), r->ini.c_str());
+    trace_log(&strLog, TRACE_EVENTS, "update file  %s  ->  %s ", r->tmp.c_str(), r->ini.c_str());
     const std::string fresh = r->ini + ".new";
     int iResult = file_copy(r->tmp.c_str(), fresh.c_str());
     keep_owner(r->ini.c_str(), fresh.c_str());
@@ -334,11 +334,11 @@ void v_CONFIGURE(s_CALL *) {
 }
 
 int i_CONFIGURE_VNS_INI(const char *cpDrives, char *cpMsg) {
-    trace_log(&strLog, 1, "+++ CONFIGURE_VNS_INI   %s ", cpDrives);
+    trace_log(&strLog, TRACE_EVENTS, "+++ CONFIGURE_VNS_INI   %s ", cpDrives);
     const long lDrives = std::strtol(cpDrives, nullptr, 10);
     if (lDrives == 0) {
         text_copy(cpMsg, kMessageSize, "there no drives to configure");
-        trace_log(&strLog, 1, "--- CONFIGURE_VNS_INI  ");
+        trace_log(&strLog, TRACE_EVENTS, "--- CONFIGURE_VNS_INI  ");
         return 0;
     }
     if (lDrives < 0 || lDrives > kMostDrives) {
@@ -360,26 +360,27 @@ int i_CONFIGURE_VNS_INI(const char *cpDrives, char *cpMsg) {
     if (!rewrite(iDrives, &r)) {
         return fail(cpMsg);
     }
-    trace_log(&strLog, 1, "restart VNS");
+    trace_log(&strLog, TRACE_EVENTS, "restart VNS");
     i_CHECK_VNS(2, strLog);
     text_print(cpMsg, kMessageSize, "Configured %d VNS-drives", iDrives);
-    trace_log(&strLog, 1, "--- CONFIGURE_VNS_INI  ");
+    trace_log(&strLog, TRACE_EVENTS, "--- CONFIGURE_VNS_INI  ");
     i_SEMA('-', &lock, strLog);
     return 0;
 }
 
 void CREATE_DISK_DEVICE_FILE(const char *name, const char *content, const char *directory,
                              const char *second) {
-    trace_log(&strLog, 1, "+++ CREATE_DISK_DEVICE_FILE  %s  %s  %s ", name, content, directory);
+    trace_log(&strLog, TRACE_EVENTS, "+++ CREATE_DISK_DEVICE_FILE  %s  %s  %s ", name, content,
+              directory);
     const std::string path = std::string(directory) + name;
     if (std::strcmp(content, "empty") == 0 && file_exist(path.c_str()) == 1) {
-        trace_log(&strLog, 1, " Don't overwrite DISK_HARD %s with \"empty\" ", name);
-        trace_log(&strLog, 1, "--- CREATE_DISK_DEVICE_FILE: DISK_HARD %s exists", name);
+        trace_log(&strLog, TRACE_EVENTS, " Don't overwrite DISK_HARD %s with \"empty\" ", name);
+        trace_log(&strLog, TRACE_EVENTS, "--- CREATE_DISK_DEVICE_FILE: DISK_HARD %s exists", name);
         return;
     }
     std::FILE *file = std::fopen(path.c_str(), "we");
     if (file == nullptr) {
-        trace_log(&strLog, 1, "--- CREATE_DISK_DEVICE_FILE failed opening %s  to write",
+        trace_log(&strLog, TRACE_EVENTS, "--- CREATE_DISK_DEVICE_FILE failed opening %s  to write",
                   path.c_str());
         return;
     }
@@ -387,5 +388,5 @@ void CREATE_DISK_DEVICE_FILE(const char *name, const char *content, const char *
     if (std::fclose(file) != 0) {
         i_FILE_CLOSE(errno);
     }
-    trace_log(&strLog, 1, "--- CREATE_DISK_DEVICE_FILE created %s ", path.c_str());
+    trace_log(&strLog, TRACE_EVENTS, "--- CREATE_DISK_DEVICE_FILE created %s ", path.c_str());
 }

@@ -36,7 +36,7 @@ bool tape_status(char (&szMsg)[kStatusSize]) {
     char szSts[256] = "";
     char szText[256] = "";
     const int iResult = i_TAPE_STATUS_LOCAL(gszOpt_d, szSts, szText, gszId, strLog);
-    trace_log(&strLog, 1, "got return %d: status %s, msg %s", iResult, szSts, szText);
+    trace_log(&strLog, TRACE_EVENTS, "got return %d: status %s, msg %s", iResult, szSts, szText);
     text_print(szMsg, szText[0] == '\0' ? "%s" : "%s: %s", szSts, szText);
     return iResult == 1;
 }
@@ -44,7 +44,7 @@ bool tape_status(char (&szMsg)[kStatusSize]) {
 // A fixed disk is there when its device file names a path.
 bool fixed_disk_status(char (&szMsg)[kStatusSize]) {
     const std::string file = std::string("gv_rw_ini:") + gszOpt_d;
-    trace_log(&strLog, 1, "DISK_HARD check file %s", file.c_str());
+    trace_log(&strLog, TRACE_EVENTS, "DISK_HARD check file %s", file.c_str());
     char szSearch[256] = "empty";
     text_copy(szMsg, file_search(file.c_str(), szSearch, sizeof szSearch) == 1 ? kNoTape : kOnline);
     return true;
@@ -55,10 +55,10 @@ bool load_disk(const char *cpNode, const char *cpMount, char (&szMsg)[kStatusSiz
     const std::string command = std::string(gszOpt_n) + " \"" +
                                 shell_quoted(cpNode, QUOTES_DOUBLE) + "\" \"" +
                                 shell_quoted(cpMount, QUOTES_DOUBLE) + "\"";
-    trace_log(&strLog, 1, "execute specific load/mount command: %s", command.c_str());
+    trace_log(&strLog, TRACE_EVENTS, "execute specific load/mount command: %s", command.c_str());
     char szOutput[256] = "";
     const bool bLoaded = i_RCMD_EXEC("LOCAL", command.c_str(), szOutput, strLog) == 0;
-    trace_log(&strLog, 1, bLoaded ? "load ok: %s" : "load failed: %s", szOutput);
+    trace_log(&strLog, TRACE_EVENTS, bLoaded ? "load ok: %s" : "load failed: %s", szOutput);
     text_copy(szMsg, bLoaded ? kOnline : kNoTape);
     return bLoaded;
 }
@@ -71,27 +71,27 @@ bool loaded_disk_status(char (&szMsg)[kStatusSize]) {
     const int iMounted = i_CHECK_MOUNT("LOCAL", get_my_platform(szPlatform), gszOpt_t, gszOpt_d,
                                        szNode, szMount, strLog);
     if (iMounted < 0) {
-        trace_log(&strLog, 1, "Could not find device: %s", gszOpt_d);
+        trace_log(&strLog, TRACE_EVENTS, "Could not find device: %s", gszOpt_d);
         text_copy(szMsg, kNoTape);
         return false;
     }
     if (iMounted == 0) {
         return load_disk(szNode, szMount, szMsg);
     }
-    trace_log(&strLog, 1, "Device %s already mounted", gszOpt_d);
+    trace_log(&strLog, TRACE_EVENTS, "Device %s already mounted", gszOpt_d);
     text_copy(szMsg, kOnline);
     return true;
 }
 
 // A changeable disk without a load command: its directory can be entered or not.
 bool directory_status(char (&szMsg)[kStatusSize]) {
-    trace_log(&strLog, 1, "DISK_CHNG check working dir: %s", gszOpt_t);
+    trace_log(&strLog, TRACE_EVENTS, "DISK_CHNG check working dir: %s", gszOpt_t);
     if (::chdir(gszOpt_t) == 0) {
-        trace_log(&strLog, 1, "DISK_CHNG path [%s] available (disk file %s unchanged)", gszOpt_t,
-                  gszOpt_d);
+        trace_log(&strLog, TRACE_EVENTS, "DISK_CHNG path [%s] available (disk file %s unchanged)",
+                  gszOpt_t, gszOpt_d);
         text_copy(szMsg, kOnline);
     } else {
-        trace_log(&strLog, 1, "DISK_CHNG directory not accessible > %s", gszOpt_t);
+        trace_log(&strLog, TRACE_EVENTS, "DISK_CHNG directory not accessible > %s", gszOpt_t);
         text_copy(szMsg, kNoTape);
     }
     return true;
@@ -157,7 +157,7 @@ void pause_seconds(int iSeconds) {
 } // namespace
 
 void TAPE_STATUS_CLIENT() {
-    trace_log(&strLog, 1, "+++ i_TAPE_STATUS_CLIENT   %s  %s ", gszOpt_d, gszOpt_t);
+    trace_log(&strLog, TRACE_EVENTS, "+++ i_TAPE_STATUS_CLIENT   %s  %s ", gszOpt_d, gszOpt_t);
     if (gszOpt_d[0] == '\0') {
         FINISH(1, "missing device via -d");
     }
@@ -169,7 +169,8 @@ void TAPE_STATUS_CLIENT() {
     }
     char szMsg[kStatusSize] = "";
     const bool bReady = device_status(szMsg);
-    trace_log(&strLog, 1, "--- i_TAPE_STATUS_CLIENT  returns %d: status %s", bReady ? 1 : 0, szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- i_TAPE_STATUS_CLIENT  returns %d: status %s",
+              bReady ? 1 : 0, szMsg);
     FINISH(bReady ? 0 : 2, szMsg);
 }
 
@@ -190,8 +191,9 @@ void v_PERFORMANCE(s_CALL *) {
 
 void READ_PERFORMANCE_DATA() {
     static char szFigures[10240];
-    trace_log(&strLog, 1, "+++ READ_PERFORMANCE_DATA");
-    trace_log(&strLog, 1, "    get VNS status %s  %s  %s ", gszOpt_d, gszOpt_s, gszOpt_t);
+    trace_log(&strLog, TRACE_EVENTS, "+++ READ_PERFORMANCE_DATA");
+    trace_log(&strLog, TRACE_EVENTS, "    get VNS status %s  %s  %s ", gszOpt_d, gszOpt_s,
+              gszOpt_t);
     const s_TIMER timer = timer_of(gszOpt_t);
     const std::string file = performance_file();
     std::string last;
@@ -207,12 +209,12 @@ void READ_PERFORMANCE_DATA() {
         }
         pause_seconds(timer.iSeconds);
     }
-    trace_log(&strLog, 1, "--- READ_PERFORMANCE_DATA");
+    trace_log(&strLog, TRACE_EVENTS, "--- READ_PERFORMANCE_DATA");
     FINISH(iSts, last.c_str());
 }
 
 void v_READ_EVENT_LOG(s_CALL *call) {
-    trace_log(&strLog, 1, "read event log");
+    trace_log(&strLog, TRACE_EVENTS, "read event log");
     event_log_lib_interface(call->argc, call->argv);
     FINISH(0, "");
 }

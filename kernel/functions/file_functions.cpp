@@ -67,7 +67,7 @@ std::string enter_directory(const s_DIRECTION &direction) {
                    directory.c_str());
         FINISH(1, szMsg);
     }
-    trace_log(&strLog, 1, "chdir to %s Sts= %d", directory.c_str(), iSts);
+    trace_log(&strLog, TRACE_EVENTS, "chdir to %s Sts= %d", directory.c_str(), iSts);
     return directory;
 }
 
@@ -82,7 +82,7 @@ int run_copy(const s_DIRECTION &direction) {
                     file.c_str(), file.c_str())) {
         FINISH(2, error_text(ENAMETOOLONG).c_str());
     }
-    trace_log(&strLog, 1, "Cmd= %s", szCommand);
+    trace_log(&strLog, TRACE_EVENTS, "Cmd= %s", szCommand);
     int iStatus = 0;
     const int iSts = i_cm_system_status(szCommand, &iStatus);
     return (iStatus & 0x7f) != 0 ? 128 + (iStatus & 0x7f) : iSts;
@@ -91,7 +91,7 @@ int run_copy(const s_DIRECTION &direction) {
 } // namespace
 
 void v_LIST_DIRECTORY(s_CALL *call) {
-    trace_log(&strLog, 1, "get dir %s", gszOpt_end);
+    trace_log(&strLog, TRACE_EVENTS, "get dir %s", gszOpt_end);
     if (gszOpt_end[0] == '\0') {
         FINISH(1, "missing <directory>");
     }
@@ -122,7 +122,7 @@ void v_LIST_DIRECTORY(s_CALL *call) {
 
 void v_EXIST_FILE(s_CALL *) {
     char szMsg[256];
-    trace_log(&strLog, 1, "check existence of file %s ", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "check existence of file %s ", gszOpt_n);
     const bool bExists = !bIS_CUT(gszOpt_n) && file_exist(gszOpt_n) == 1;
     text_print(szMsg, "%s %s", gszOpt_n, bExists ? "exists" : "doesn't exist");
     FINISH(bExists ? 0 : 1, szMsg);
@@ -137,7 +137,7 @@ void CREATE_DIR_CLIENT() {
         FINISH(1, error_text(ENAMETOOLONG).c_str());
     }
     if (::chdir(gszOpt_n) == 0) {
-        trace_log(&strLog, 1, "CREATE_DIR_CLIENT: directory [%s] exists", gszOpt_n);
+        trace_log(&strLog, TRACE_EVENTS, "CREATE_DIR_CLIENT: directory [%s] exists", gszOpt_n);
         FINISH(0, gszOpt_n);
     }
     const bool bCreated = i_CREATE_DIR_LOCAL(gszOpt_n, szMsg, strLog) == 1;
@@ -145,7 +145,7 @@ void CREATE_DIR_CLIENT() {
 }
 
 void FILE_COPY() {
-    trace_log(&strLog, 1, "+++ FILE_COPY  %s  %s", gszOpt_m, gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "+++ FILE_COPY  %s  %s", gszOpt_m, gszOpt_n);
     if (gszOpt_m[0] == '\0') {
         FINISH(1, "missing mode argument in -m : may be g | p[d]");
     }
@@ -161,8 +161,8 @@ void FILE_COPY() {
     if (iSts == 0 && direction.cLetter == 'p' && gszOpt_m[1] == 'd') {
         // The process is in the directory of the copy, the name is the one that was copied.
         std::remove(gszOpt_n);
-        trace_log(&strLog, 1, "deleted %s/%s", directory.c_str(), gszOpt_n);
+        trace_log(&strLog, TRACE_EVENTS, "deleted %s/%s", directory.c_str(), gszOpt_n);
     }
-    trace_log(&strLog, 1, "--- FILE_COPY ");
+    trace_log(&strLog, TRACE_EVENTS, "--- FILE_COPY ");
     FINISH(iSts, gszOpt_n);
 }

@@ -42,13 +42,13 @@ bool copy_mtf(const char *cpSource, const char *saveset, const char *cpEnding, c
     const bool bSource = file_exist(source.c_str()) == 0 || (iResult != 2 && is_writable(target));
     text_print(cpMsg, kMessageSize, "could not open file %s to %s",
                bSource ? source.c_str() : target.c_str(), bSource ? "read" : "write");
-    trace_log(&strLog, 1, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
     return false;
 }
 
 // The saveset copy: its status is the shell's raw one, as the server knows it.
 int copy_saveset(char *cpMsg) {
-    trace_log(&strLog, 1, "Start saveset copy");
+    trace_log(&strLog, TRACE_EVENTS, "Start saveset copy");
     std::fflush(stdout);
     const int iStatus = std::system(gszOpt_s);
     text_copy(cpMsg, kMessageSize,
@@ -60,7 +60,7 @@ int copy_saveset(char *cpMsg) {
 
 void v_KILL(s_CALL *) {
     char szMsg[kMessageSize] = "";
-    trace_log(&strLog, 1, "kill with pattern %s ", gszOpt_s);
+    trace_log(&strLog, TRACE_EVENTS, "kill with pattern %s ", gszOpt_s);
     if (bIS_CUT(gszOpt_s)) {
         FINISH(2, kTooLong);
     }
@@ -70,7 +70,7 @@ void v_KILL(s_CALL *) {
 
 void v_MOVE(s_CALL *) {
     char szMsg[kMessageSize] = "";
-    trace_log(&strLog, 1, "copy MTF-header & trailer file");
+    trace_log(&strLog, TRACE_EVENTS, "copy MTF-header & trailer file");
     if (bIS_CUT(gszOpt_s)) {
         FINISH(1, kTooLong);
     }
@@ -79,10 +79,10 @@ void v_MOVE(s_CALL *) {
 }
 
 int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
-    trace_log(&strLog, 1, "+++ COPY_MTF_HDR_TRL");
+    trace_log(&strLog, TRACE_EVENTS, "+++ COPY_MTF_HDR_TRL");
     if (("/" + std::string(saveset) + "/").find("/../") != std::string::npos) {
         text_print(cpMsg, kMessageSize, "invalid saveset name %s", saveset);
-        trace_log(&strLog, 1, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
+        trace_log(&strLog, TRACE_EVENTS, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
         return 1;
     }
     if (!copy_mtf("mtf_extended_header.dat", saveset, ".hdr", cpMsg) ||
@@ -90,13 +90,13 @@ int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
         return 1;
     }
     text_copy(cpMsg, kMessageSize, "copy ok");
-    trace_log(&strLog, 1, "--- COPY_MTF_HDR_TRL  copy ok");
+    trace_log(&strLog, TRACE_EVENTS, "--- COPY_MTF_HDR_TRL  copy ok");
     return 0;
 }
 
 void EXECUTE_COMMAND(char **argv) {
     char szMsg[kMessageSize] = "no message";
-    trace_log(&strLog, 1, "+++ EXECUTE_COMMAND  %s  %s ", gszOpt_u, gszOpt_s);
+    trace_log(&strLog, TRACE_EVENTS, "+++ EXECUTE_COMMAND  %s  %s ", gszOpt_u, gszOpt_s);
     int iSts = 2;
     if (bIS_CUT(gszOpt_s) || bIS_CUT(gszOpt_u)) { // a cut command is another one
         text_copy(szMsg, kTooLong);
@@ -105,6 +105,6 @@ void EXECUTE_COMMAND(char **argv) {
     } else {
         iSts = i_EXECUTE_USER_COMMAND(gszOpt_u, gszOpt_s, argv, szMsg, strLog);
     }
-    trace_log(&strLog, 1, "--- EXECUTE_COMMAND: %s ", szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- EXECUTE_COMMAND: %s ", szMsg);
     FINISH(iSts, szMsg);
 }

@@ -105,12 +105,12 @@ int write_file(char *szMsg, int iFlags, const char *cpSuccess) {
 }
 
 int create_and_write(char *szMsg) {
-    trace_log(&strLog, 1, "create and write file %s", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "create and write file %s", gszOpt_n);
     return write_file(szMsg, O_CREAT | O_TRUNC, "create and write to");
 }
 
 int write_append(char *szMsg) {
-    trace_log(&strLog, 1, "write append file %s", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "write append file %s", gszOpt_n);
     if (file_exist(gszOpt_n) == 0) {
         return not_found(szMsg);
     }
@@ -122,11 +122,11 @@ int remove_old(const char *cpFile, str_log) {
 }
 
 int delete_file(char *szMsg) {
-    trace_log(&strLog, 1, "delete file %s", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "delete file %s", gszOpt_n);
     const long lDays = std::strtol(gszOpt_t, nullptr, 10);
     int iDeleted = 0;
     if (lDays >= 1) {
-        trace_log(&strLog, 1, "delete files last accessed before %s", gszOpt_t);
+        trace_log(&strLog, TRACE_EVENTS, "delete files last accessed before %s", gszOpt_t);
         const int iDays = lDays > INT_MAX ? INT_MAX : static_cast<int>(lDays);
         iDeleted = i_FILE_FIND_EXEC_BEFORE(gszOpt_n, "", iDays, remove_old, strLog);
     } else {
@@ -141,7 +141,7 @@ int delete_file(char *szMsg) {
 }
 
 int check_existence(char *szMsg) {
-    trace_log(&strLog, 1, "check existence of file %s", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "check existence of file %s", gszOpt_n);
     if (file_exist(gszOpt_n) == 0 && ::chdir(gszOpt_n) != 0) {
         return not_found(szMsg);
     }
@@ -150,7 +150,7 @@ int check_existence(char *szMsg) {
 }
 
 int find_string(char *szMsg) {
-    trace_log(&strLog, 1, "find and read in file %s ", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "find and read in file %s ", gszOpt_n);
     if (file_exist(gszOpt_n) == 0) {
         return not_found(szMsg);
     }
@@ -162,27 +162,27 @@ int find_string(char *szMsg) {
 }
 
 int read_ini_value(char *szMsg) {
-    trace_log(&strLog, 1, "read ini value from file: %s section: %s key: %s", gszOpt_n, gszOpt_s,
-              gszOpt_t);
+    trace_log(&strLog, TRACE_EVENTS, "read ini value from file: %s section: %s key: %s", gszOpt_n,
+              gszOpt_s, gszOpt_t);
     const bool bFound =
         i_READ_INI(gszOpt_n, gszOpt_s, gszOpt_t, szBuf, sizeof szBuf, szMsg, kMessageSize) == 1;
     if (bFound) {
         text_copy(szMsg, kMessageSize, szBuf);
     }
-    trace_log(&strLog, 1, "read ini: %s", szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "read ini: %s", szMsg);
     return bFound ? 0 : kFailed;
 }
 
 int change_ini_value(char *) {
-    trace_log(&strLog, 1, "change ini value from file: %s section: %s key: %s", gszOpt_n, gszOpt_s,
-              gszOpt_t);
+    trace_log(&strLog, TRACE_EVENTS, "change ini value from file: %s section: %s key: %s", gszOpt_n,
+              gszOpt_s, gszOpt_t);
     const bool bChanged = i_change_ini(gszOpt_n, gszOpt_s, gszOpt_t, gszOpt_d) == 1;
-    trace_log(&strLog, 1, "change ini: %s", gszOpt_d);
+    trace_log(&strLog, TRACE_EVENTS, "change ini: %s", gszOpt_d);
     return bChanged ? 0 : kFailed;
 }
 
 int change_mode(char *szMsg) {
-    trace_log(&strLog, 1, "make file %s executable", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "make file %s executable", gszOpt_n);
     const int iStatus = cm_chmod(gszOpt_s, gszOpt_n);
     if (iStatus == 0) {
         text_print(szMsg, kMessageSize, "chmod %s successful", gszOpt_n);
@@ -198,7 +198,7 @@ int change_mode(char *szMsg) {
 }
 
 int read_file(char *szMsg) {
-    trace_log(&strLog, 1, "read file %s ", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "read file %s ", gszOpt_n);
     const unique_fd file(::open(gszOpt_n, O_RDONLY | O_NOCTTY | O_CLOEXEC));
     if (!file) {
         return system_failure(szMsg, "read from ", errno);
@@ -213,7 +213,7 @@ int read_file(char *szMsg) {
 }
 
 int check_executable(char *szMsg) {
-    trace_log(&strLog, 1, "check if file [%s] is executable", gszOpt_n);
+    trace_log(&strLog, TRACE_EVENTS, "check if file [%s] is executable", gszOpt_n);
     return bIsFileExecutable(gszOpt_n, szMsg, kMessageSize) == 1 ? 0 : kFailed;
 }
 
@@ -228,7 +228,7 @@ constexpr s_MODE kModes[] = {
 
 void USEFILE() {
     char szMsg[kMessageSize] = "";
-    trace_log(&strLog, 1, "+++ USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
+    trace_log(&strLog, TRACE_EVENTS, "+++ USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
     if (gszOpt_n[0] == '\0') {
         FINISH(1, "missing filename via -n");
     }
@@ -242,7 +242,7 @@ void USEFILE() {
     for (const s_MODE &mode : kModes) {
         if (mode.cLetter == gszOpt_m[0]) {
             const int iExitSts = mode.operation(szMsg);
-            trace_log(&strLog, 1, "--- USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
+            trace_log(&strLog, TRACE_EVENTS, "--- USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
             FINISH(iExitSts, szMsg);
         }
     }

@@ -18,8 +18,8 @@ constexpr int kWatchMsec = 100;
 constexpr int kWatchesPerSecond = 1000 / kWatchMsec;
 
 [[noreturn]] void run_in_child(RCMD *psctRcmd, str_log strLog) {
-    trace_log(&strLog, 2, "(child): will call i_RCMD( %s, %s, strLog )", psctRcmd->szClient,
-              psctRcmd->szCmd);
+    trace_log(&strLog, TRACE_DETAILS, "(child): will call i_RCMD( %s, %s, strLog )",
+              psctRcmd->szClient, psctRcmd->szCmd);
     psctRcmd->iASyncFlg = 0;
     const int iExit = i_RCMD(psctRcmd, strLog);
     std::fflush(nullptr);
@@ -30,19 +30,19 @@ int no_process(RCMD *psctRcmd, str_log *strLog) {
     const int iErrno = errno;
     text_print(psctRcmd->szMsg, "ASYNC_RCMD: Unable to fork child process: %s (errno=%d)",
                error_text(iErrno).c_str(), iErrno);
-    trace_log(strLog, 1, "%s", psctRcmd->szMsg);
+    trace_log(strLog, TRACE_EVENTS, "%s", psctRcmd->szMsg);
     return -1;
 }
 
 // Tells how a watched child has ended. Returns its exit state, -1 for one that was killed.
 int report_child(int iStatus, str_log *strLog) {
     if (WIFEXITED(iStatus)) {
-        trace_log(strLog, 2, "child process returned status %d", WEXITSTATUS(iStatus));
+        trace_log(strLog, TRACE_DETAILS, "child process returned status %d", WEXITSTATUS(iStatus));
         return WEXITSTATUS(iStatus);
     }
-    trace_log(strLog, 1, "child process terminated abnormally (%d)", iStatus);
+    trace_log(strLog, TRACE_EVENTS, "child process terminated abnormally (%d)", iStatus);
     if (WIFSIGNALED(iStatus)) {
-        trace_log(strLog, 1,
+        trace_log(strLog, TRACE_EVENTS,
                   "child process terminated due to the receipt of a signal that was not caught: %d",
                   WTERMSIG(iStatus));
     }
@@ -57,11 +57,11 @@ int watch(pid_t child, str_log *strLog) {
     while ((got = ::waitpid(child, &iStatus, WNOHANG)) == 0 || (got < 0 && errno == EINTR)) {
         wait_msec(kWatchMsec);
         if (++iWatches % kWatchesPerSecond == 0) {
-            trace_log(strLog, 2, "job %d is still executing after %ds", static_cast<int>(child),
-                      iWatches / kWatchesPerSecond);
+            trace_log(strLog, TRACE_DETAILS, "job %d is still executing after %ds",
+                      static_cast<int>(child), iWatches / kWatchesPerSecond);
         }
     }
-    trace_log(strLog, 2, "job %d finished after %ds", static_cast<int>(child),
+    trace_log(strLog, TRACE_DETAILS, "job %d finished after %ds", static_cast<int>(child),
               iWatches / kWatchesPerSecond);
     return report_child(iStatus, strLog);
 }
@@ -101,9 +101,10 @@ int i_ASYNC_RCMD(RCMD *psctRcmd, str_log strLog) {
         if (child == 0) {
             run_in_child(psctRcmd, strLog);
         }
-        trace_log(&strLog, 2, "PID of child: %d", static_cast<int>(child));
+        trace_log(&strLog, TRACE_DETAILS, "PID of child: %d", static_cast<int>(child));
         iResult = child < 0 ? no_process(psctRcmd, &strLog) : watch(child, &strLog);
     }
-    trace_log(&strLog, 1, "+++ ASYNC_RCMD: returns %d, szMsg '%s'", iResult, psctRcmd->szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "+++ ASYNC_RCMD: returns %d, szMsg '%s'", iResult,
+              psctRcmd->szMsg);
     return iResult;
 }

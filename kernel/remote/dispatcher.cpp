@@ -61,7 +61,7 @@ bool read_client(RCMD *pRCmd, s_CLIENT *client, str_log strLog) {
                          "W001-HOSTS   Da Computa %s is no koa Backup-Client - bitschee jetz "
                          "eirichtn."),
              pRCmd->szClient);
-        trace_log(&strLog, 1, "host %s not yet configured", pRCmd->szClient);
+        trace_log(&strLog, TRACE_EVENTS, "host %s not yet configured", pRCmd->szClient);
     }
     vDB_SEL_FREE(&list);
     return bFound;
@@ -73,7 +73,7 @@ bool is_netware(const RCMD &rcmd) {
 
 // A NetWare host takes no commands: what is asked for is whether it is alive.
 int answer_netware(RCMD *pRCmd, str_log *strLog) {
-    trace_log(strLog, 2, "platform 'NetWare' >> return ok for alive test");
+    trace_log(strLog, TRACE_DETAILS, "platform 'NetWare' >> return ok for alive test");
     if (pRCmd->szOutFile[0] != '\0') {
         const std::string command = std::string("echo '") + kFakeVersion + "' >> " +
                                     shell_quoted(pRCmd->szOutFile, QUOTES_NONE);
@@ -81,7 +81,7 @@ int answer_netware(RCMD *pRCmd, str_log *strLog) {
     } else if (pRCmd->LL_Stdout != nullptr) {
         InsLastLLf(pRCmd->LL_Stdout, sizeof kFakeVersion, kFakeVersion);
     }
-    trace_log(strLog, 1, "--- RCMD: return fake version: %s", kFakeVersion);
+    trace_log(strLog, TRACE_EVENTS, "--- RCMD: return fake version: %s", kFakeVersion);
     return 0;
 }
 
@@ -113,7 +113,8 @@ constexpr s_METHOD kMethods[] = {{'C', iCtrldAccess}, {'R', iRshAccess}, {'S', i
 
 int refuse_mode(RCMD *pRCmd, const char *cpMode, str_log *strLog) {
     text_print(pRCmd->szMsg, "invalid accessmode - %s", cpMode);
-    trace_log(strLog, 1, "RCMD: Error: %s: invalid AccessMode: %s", pRCmd->szClient, cpMode);
+    trace_log(strLog, TRACE_EVENTS, "RCMD: Error: %s: invalid AccessMode: %s", pRCmd->szClient,
+              cpMode);
     PROT(by_language("E019-HOSTS   RemoteCmd %s > invalid accessmode - %s",
                      "E019-HOSTS   RemoteCmd %s > ungueltiger Zugriffsmodus - %s",
                      "E019-HOSTS   RemoteCmd %s > an Zugriffsmodus %s gibt's net"),
@@ -159,21 +160,22 @@ int run_remote(RCMD *pRCmd, str_log strLog) {
 }
 
 int run_local(RCMD *pRCmd, str_log strLog) {
-    trace_log(&strLog, 2, "Call for local server %s >> call i_PIPE_OPEN_RCMD()", pRCmd->szClient);
+    trace_log(&strLog, TRACE_DETAILS, "Call for local server %s >> call i_PIPE_OPEN_RCMD()",
+              pRCmd->szClient);
     if (!pRCmd->bAvoidProt) {
         PROT("I003-BASICS  RemoteCmd %s", pRCmd->szCmd);
     }
     i_setenv_vorna(pRCmd->szCmd); // the installation's programs are found by their names
     if (bSetInterpreter(pRCmd->szCmd, kCommandLimit) == 1) {
-        trace_log(&strLog, 2, "Set interpreter for command script");
+        trace_log(&strLog, TRACE_DETAILS, "Set interpreter for command script");
     }
     return i_PIPE_OPEN_RCMD(pRCmd->szCmd, 0, pRCmd, strLog);
 }
 
 void trace_request(const RCMD &rcmd, str_log *strLog) {
-    trace_log(strLog, 1, "+++ RCMD: %s, [%s], bAvoidProt %d, bAvoidErrProt %d", rcmd.szClient,
-              rcmd.szCmd, rcmd.bAvoidProt, rcmd.bAvoidErrProt);
-    trace_log(strLog, 2, "synchron with timeout %d", rcmd.iTimeout);
+    trace_log(strLog, TRACE_EVENTS, "+++ RCMD: %s, [%s], bAvoidProt %d, bAvoidErrProt %d",
+              rcmd.szClient, rcmd.szCmd, rcmd.bAvoidProt, rcmd.bAvoidErrProt);
+    trace_log(strLog, TRACE_DETAILS, "synchron with timeout %d", rcmd.iTimeout);
     struct s_FILE {
         const char *cpFormatName;
         const char *cpFile;
@@ -182,7 +184,8 @@ void trace_request(const RCMD &rcmd, str_log *strLog) {
         {"output", rcmd.szOutFile}, {"stderr", rcmd.szErrFile}, {"stdin", rcmd.szInFile}};
     for (const s_FILE &file : files) {
         if (file.cpFile[0] != '\0') {
-            trace_log(strLog, 2, "%s file is given as: %s", file.cpFormatName, file.cpFile);
+            trace_log(strLog, TRACE_DETAILS, "%s file is given as: %s", file.cpFormatName,
+                      file.cpFile);
         }
     }
 }
@@ -225,9 +228,11 @@ int i_RCMD(RCMD *pRCmd, str_log strLog) {
         return -1;
     }
     if (pRCmd->iASyncFlg != 0) {
-        trace_log(&strLog, 1, "+++ RCMD: asynchron: %s [%s]", pRCmd->szClient, pRCmd->szCmd);
+        trace_log(&strLog, TRACE_EVENTS, "+++ RCMD: asynchron: %s [%s]", pRCmd->szClient,
+                  pRCmd->szCmd);
         const int iResult = i_ASYNC_RCMD(pRCmd, strLog);
-        trace_log(&strLog, 1, "--- RCMD: asynchron returns %d, msg: %s", iResult, pRCmd->szMsg);
+        trace_log(&strLog, TRACE_EVENTS, "--- RCMD: asynchron returns %d, msg: %s", iResult,
+                  pRCmd->szMsg);
         return iResult;
     }
     pRCmd->szPlatform[0] = '\0'; // not that of an earlier call
@@ -235,7 +240,7 @@ int i_RCMD(RCMD *pRCmd, str_log strLog) {
     const bool bLocal = std::strcmp(pRCmd->szClient, "LOCAL") == 0;
     const int iExit = bLocal ? run_local(pRCmd, strLog) : run_remote(pRCmd, strLog);
     if (!is_netware(*pRCmd)) { // its answer has said so already
-        trace_log(&strLog, 1, "--- RCMD: returns %d, msg: %s", iExit, pRCmd->szMsg);
+        trace_log(&strLog, TRACE_EVENTS, "--- RCMD: returns %d, msg: %s", iExit, pRCmd->szMsg);
     }
     return iExit;
 }
@@ -252,11 +257,11 @@ int i_RCMD_EXEC(const char *cpClient, const char *cpCmd, char *cpMsg, str_log st
 
 int i_RCMD_SEARCH(const char *cpClient, const char *cpCmd, char *cpSearch, char *cpMsg,
                   str_log strLog) {
-    trace_log(&strLog, 1, "+++ RCMD_SEARCH %s %s %s", cpClient, cpCmd, cpSearch);
+    trace_log(&strLog, TRACE_EVENTS, "+++ RCMD_SEARCH %s %s %s", cpClient, cpCmd, cpSearch);
     const std::unique_ptr<RCMD> request = new_request(cpClient, cpCmd, cpMsg);
     if (!request) {
-        trace_log(&strLog, 1, "--- RCMD_SEARCH %s %s returns: %d: Msg: %s", cpClient, cpCmd, 0,
-                  cpMsg);
+        trace_log(&strLog, TRACE_EVENTS, "--- RCMD_SEARCH %s %s returns: %d: Msg: %s", cpClient,
+                  cpCmd, 0, cpMsg);
         return 0;
     }
     request->LL_Stdout = ConsLL();
@@ -264,16 +269,16 @@ int i_RCMD_SEARCH(const char *cpClient, const char *cpCmd, char *cpSearch, char 
     text_copy(cpMsg, sizeof request->szMsg, request->szMsg);
     void *line = FirstElmLL(request->LL_Stdout);
     for (; strLog.iFlg >= 2 && IsElmLL(line) != 0; line = NextElmLL(line)) {
-        trace_log(&strLog, 2, "RCMD_SEARCH [%s]", static_cast<const char *>(line));
+        trace_log(&strLog, TRACE_DETAILS, "RCMD_SEARCH [%s]", static_cast<const char *>(line));
     }
     if (iResult >= 0) {
         iResult = i_LL_search(request->LL_Stdout, cpSearch, strLog) >= 0 ? 1 : 0;
         if (iResult == 1) {
-            trace_log(&strLog, 1, "RCMD_SEARCH found: [%s]", cpSearch);
+            trace_log(&strLog, TRACE_EVENTS, "RCMD_SEARCH found: [%s]", cpSearch);
         }
     }
     DestLL(request->LL_Stdout);
-    trace_log(&strLog, 1, "--- RCMD_SEARCH %s %s returns: %d: Msg: %s", cpClient, cpCmd, iResult,
-              cpMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- RCMD_SEARCH %s %s returns: %d: Msg: %s", cpClient, cpCmd,
+              iResult, cpMsg);
     return iResult;
 }

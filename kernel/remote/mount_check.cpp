@@ -46,7 +46,7 @@ bool is_relative(const char *cpPath) {
 
 // The mount point below the work directory, which is created. False when it does not fit.
 bool place_in_work(const char *cpPath, char *cpMount, str_log *strLog) {
-    trace_log(strLog, 1, "use mount point in WORK dir");
+    trace_log(strLog, TRACE_EVENTS, "use mount point in WORK dir");
     char szName[] = "gv_rw_work";
     char szWork[GLBV_VALUE_SIZE];
     if (glbv('r', szName, szWork)[0] == '?') {
@@ -69,7 +69,7 @@ bool take_line(const char *cpLine, char *cpRealPath, char *cpUUID, str_log *strL
     constexpr std::string_view kNode = "N: ";
     constexpr std::string_view kUuid = "E: ID_FS_UUID=";
     const std::string_view line = cpLine;
-    trace_log(strLog, 2, "read line: %s", cpLine);
+    trace_log(strLog, TRACE_DETAILS, "read line: %s", cpLine);
     if (line.starts_with(kUuid)) {
         text_copy(cpUUID, kUuidSize, line.substr(kUuid.size()));
     }
@@ -77,7 +77,7 @@ bool take_line(const char *cpLine, char *cpRealPath, char *cpUUID, str_log *strL
         return false;
     }
     text_copy(cpRealPath, kPathSize, "/dev/" + std::string(line.substr(kNode.size())));
-    trace_log(strLog, 2, "Real device name: [%s]", cpRealPath);
+    trace_log(strLog, TRACE_DETAILS, "Real device name: [%s]", cpRealPath);
     return true;
 }
 
@@ -102,15 +102,15 @@ int i_get_deviceinfo(const char *cpClient, const char *cpDevPath, char *cpRealPa
                      str_log strLog) {
     const std::string command =
         "udevadm info --query=all --name " + shell_file(cpDevPath, QUOTES_NONE);
-    trace_log(&strLog, 1, "i_get_deviceinfo: %s", command.c_str());
+    trace_log(&strLog, TRACE_EVENTS, "i_get_deviceinfo: %s", command.c_str());
     const auto request = std::make_unique<RCMD>();
     text_copy(request->szClient, cpClient);
     text_copy(request->szCmd, command);
     request->LL_Stdout = ConsLL();
     int iResult = 0;
     if (i_RCMD(request.get(), strLog) < 0) {
-        trace_log(&strLog, 1, "i_get_deviceinfo: Command [%s] failed: %s", command.c_str(),
-                  request->szMsg);
+        trace_log(&strLog, TRACE_EVENTS, "i_get_deviceinfo: Command [%s] failed: %s",
+                  command.c_str(), request->szMsg);
     } else {
         void *line = FirstElmLL(request->LL_Stdout);
         for (; IsElmLL(line) != 0; line = NextElmLL(line)) {
@@ -118,8 +118,8 @@ int i_get_deviceinfo(const char *cpClient, const char *cpDevPath, char *cpRealPa
                 iResult = 1;
             }
         }
-        trace_log(&strLog, 1, "i_get_deviceinfo: Ret: %d Real device: %s UUID: %s", iResult,
-                  cpRealPath, cpUUID);
+        trace_log(&strLog, TRACE_EVENTS, "i_get_deviceinfo: Ret: %d Real device: %s UUID: %s",
+                  iResult, cpRealPath, cpUUID);
     }
     DestLL(request->LL_Stdout);
     return iResult;
@@ -127,29 +127,29 @@ int i_get_deviceinfo(const char *cpClient, const char *cpDevPath, char *cpRealPa
 
 int i_CHECK_MOUNT(const char *cpClient, const char *cpClientPlatform, const char *cpPath,
                   const char *cpDevicePath, char *cpRealPath, char *cpMount, str_log strLog) {
-    trace_log(&strLog, 1, "+++ i_CHECK_MOUNT");
+    trace_log(&strLog, TRACE_EVENTS, "+++ i_CHECK_MOUNT");
     if (cpPath[0] != '\0' && std::strcmp(cpPath, "NULL") != 0) {
         text_copy(cpMount, kPathSize, cpPath);
         if (is_relative(cpPath) && !place_in_work(cpPath, cpMount, &strLog)) {
-            trace_log(&strLog, 1, "--- i_CHECK_MOUNT returns %d", -1);
+            trace_log(&strLog, TRACE_EVENTS, "--- i_CHECK_MOUNT returns %d", -1);
             return -1;
         }
     }
     szPath2Unix(cpMount);
-    trace_log(&strLog, 1, "Mount: %s", cpMount);
+    trace_log(&strLog, TRACE_EVENTS, "Mount: %s", cpMount);
     char szUUID[kUuidSize] = "";
     int iResult = -1;
     if (i_get_deviceinfo(cpClient, cpDevicePath, cpRealPath, szUUID, strLog) == 0) {
-        trace_log(&strLog, 1, "Could not find real device path: %s", cpDevicePath);
+        trace_log(&strLog, TRACE_EVENTS, "Could not find real device path: %s", cpDevicePath);
     } else {
-        trace_log(&strLog, 1, "Check for platform [%s]", cpClientPlatform);
+        trace_log(&strLog, TRACE_EVENTS, "Check for platform [%s]", cpClientPlatform);
         char szSearch[kSearchSize];
         char szMsg[256] = "";
         if (search_of(cpClientPlatform, cpPath, cpRealPath, cpMount, szSearch)) {
-            trace_log(&strLog, 1, "Search [%s]", szSearch);
+            trace_log(&strLog, TRACE_EVENTS, "Search [%s]", szSearch);
             iResult = i_RCMD_SEARCH(cpClient, "vn_client dir mount", szSearch, szMsg, strLog);
         }
     }
-    trace_log(&strLog, 1, "--- i_CHECK_MOUNT returns %d", iResult);
+    trace_log(&strLog, TRACE_EVENTS, "--- i_CHECK_MOUNT returns %d", iResult);
     return iResult;
 }

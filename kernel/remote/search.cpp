@@ -51,7 +51,7 @@ int i_LL_search(t_LL LL_Lines, char *cpSearch, str_log strLog) {
         const char *cpLine = static_cast<const char *>(line);
         const int iMatch = pcre2_match(pattern.get(), bytes_of(cpLine), PCRE2_ZERO_TERMINATED, 0, 0,
                                        match.get(), nullptr);
-        trace_log(&strLog, 2, "Return from regex: %d: [%s]", iMatch, cpLine);
+        trace_log(&strLog, TRACE_DETAILS, "Return from regex: %d: [%s]", iMatch, cpLine);
         if (iMatch >= 0) {
             if (bReturnLine) {
                 text_copy(cpSearch, kSearchSize, cpLine);

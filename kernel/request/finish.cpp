@@ -31,7 +31,7 @@ const char *status_word(int iSts) {
     case 2:
         return "ERROR";
     default:
-        trace_log(&strLog, 1, "unexpected exit code %d", iSts);
+        trace_log(&strLog, TRACE_EVENTS, "unexpected exit code %d", iSts);
         return "ERROR";
     }
 }
@@ -62,25 +62,25 @@ void FINISH(int iSts, const char *cpMsg) {
     char szMsg[kResultSize];
     text_copy(szMsg, cpMsg);
     const char *cpStatus = status_word(iSts);
-    trace_log(&strLog, 1, "+++ FINISH Sts= %s, Msg= %s", cpStatus, szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "+++ FINISH Sts= %s, Msg= %s", cpStatus, szMsg);
     if (gcFunc != FUNCTION_UNKNOWN && !gFlag.Remote) {
-        trace_log(&strLog, 1, "write GLBV gv_client_sts_ %s", gszId);
+        trace_log(&strLog, TRACE_EVENTS, "write GLBV gv_client_sts_ %s", gszId);
         store_result_variable("gv_client_sts_", intoas(iSts));
         store_result_variable("gv_client_msg_", szMsg);
     }
     if (prints_record()) {
         print_record(cpStatus, szMsg);
     }
-    trace_log(&strLog, 1, "--- FINISH ");
+    trace_log(&strLog, TRACE_EVENTS, "--- FINISH ");
     std::exit(iSts);
 }
 
 int iWRITE_PERF_FILE(const char *path, const char *text) {
-    trace_log(&strLog, 1, "+++ WRITE_PERF_FILE    %s ", text);
+    trace_log(&strLog, TRACE_EVENTS, "+++ WRITE_PERF_FILE    %s ", text);
     if (gFlag.Remote) {
         std::printf("ID=%s\n%s\n", gszId, text);
         std::fflush(stdout);
-        trace_log(&strLog, 1, "--- WRITE_PERF_FILE: to stdout");
+        trace_log(&strLog, TRACE_EVENTS, "--- WRITE_PERF_FILE: to stdout");
         return 1;
     }
     if (std::FILE *file = std::fopen(path, "we")) {
@@ -89,6 +89,6 @@ int iWRITE_PERF_FILE(const char *path, const char *text) {
             i_FILE_CLOSE(errno);
         }
     }
-    trace_log(&strLog, 1, "--- WRITE_PERF_FILE %s ", path);
+    trace_log(&strLog, TRACE_EVENTS, "--- WRITE_PERF_FILE %s ", path);
     return 1;
 }

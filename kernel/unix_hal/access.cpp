@@ -56,8 +56,8 @@ void read_standard_port(char (&szPort)[20], str_log *strLog) {
     if (i_READ_INI("VN_INI", "[CTRLD_Server]", "CTRLD_Port", szPort, sizeof szPort, szMsg,
                    sizeof szMsg) != 1) {
         text_copy(szPort, kStandardPort);
-        trace_log(strLog, 2, "Standard CTRL port not given in vn.ini [CTRLD_Server] CTRLD_Port %s",
-                  szMsg);
+        trace_log(strLog, TRACE_DETAILS,
+                  "Standard CTRL port not given in vn.ini [CTRLD_Server] CTRLD_Port %s", szMsg);
     }
 }
 
@@ -66,18 +66,19 @@ void take_port_option(const char *cpOptions, char (&szPort)[20], str_log *strLog
     constexpr char kDigits[] = "0123456789";
     const char *cpOption = std::strstr(cpOptions, "-p ");
     if (cpOption == nullptr) {
-        trace_log(strLog, 2, "Use standard port [%s] for CTRLC_LIB_CALL, and [%s] for VN_CTRLC",
-                  szPort, cpOptions);
+        trace_log(strLog, TRACE_DETAILS,
+                  "Use standard port [%s] for CTRLC_LIB_CALL, and [%s] for VN_CTRLC", szPort,
+                  cpOptions);
         return;
     }
-    trace_log(strLog, 2, "Checking port option: [%s]", cpOption);
+    trace_log(strLog, TRACE_DETAILS, "Checking port option: [%s]", cpOption);
     std::string_view port = cpOption + 3;
     port = port.substr(0, port.find(' '));
     if (!port.empty() && port.find_first_not_of(kDigits) == std::string_view::npos) {
         text_copy(szPort, port);
-        trace_log(strLog, 2, "Standard ctrl port overwritten by clients.access_options: [%s]",
-                  cpOptions);
-        trace_log(strLog, 2, "Ctrl port set to: %s", szPort);
+        trace_log(strLog, TRACE_DETAILS,
+                  "Standard ctrl port overwritten by clients.access_options: [%s]", cpOptions);
+        trace_log(strLog, TRACE_DETAILS, "Ctrl port set to: %s", szPort);
     }
 }
 
@@ -90,7 +91,8 @@ void choose_port(RCMD *psctRcmd, char (&szPort)[20], str_log *strLog) {
     } else {
         psctRcmd->szPortOpt[0] = '\0';
     }
-    trace_log(strLog, 2, "CtrldPortOpt= [%s], PortOpt= [%s]", szPort, psctRcmd->szPortOpt);
+    trace_log(strLog, TRACE_DETAILS, "CtrldPortOpt= [%s], PortOpt= [%s]", szPort,
+              psctRcmd->szPortOpt);
     text_copy(psctRcmd->szPort, szPort);
 }
 
@@ -144,7 +146,8 @@ void take_error_file(RCMD *psctRcmd) {
 }
 
 int run_shell_method(const char *cpProgram, const char *cpNoAlive, RCMD *psctRcmd, str_log strLog) {
-    trace_log(&strLog, 2, "using access mode: %s; user: %s", cpProgram, psctRcmd->szUser);
+    trace_log(&strLog, TRACE_DETAILS, "using access mode: %s; user: %s", cpProgram,
+              psctRcmd->szUser);
     if (!check_name(psctRcmd->szClient, psctRcmd) || !check_name(psctRcmd->szUser, psctRcmd)) {
         return -1;
     }
@@ -165,22 +168,23 @@ int run_shell_method(const char *cpProgram, const char *cpNoAlive, RCMD *psctRcm
 int iCtrldAccess(RCMD *psctRcmd, str_log strLog) {
     char szPort[20];
     read_standard_port(szPort, &strLog);
-    trace_log(&strLog, 2, "using access mode: CTRLD; user: %s; Port: %s", psctRcmd->szUser, szPort);
+    trace_log(&strLog, TRACE_DETAILS, "using access mode: CTRLD; user: %s; Port: %s",
+              psctRcmd->szUser, szPort);
     choose_port(psctRcmd, szPort, &strLog);
     int iExit = 0;
     if (is_set("gv_ctrlc_old")) {
         iExit = run_control_client(psctRcmd, strLog);
     } else {
-        trace_log(&strLog, 1, "CTRLC_LIB_CALL: -t %d -l %s %s %s %s", psctRcmd->iTimeout,
+        trace_log(&strLog, TRACE_EVENTS, "CTRLC_LIB_CALL: -t %d -l %s %s %s %s", psctRcmd->iTimeout,
                   psctRcmd->szUser, psctRcmd->szPortOpt, psctRcmd->szClient, psctRcmd->szCmd);
         iExit = ctrlc_lib_call(psctRcmd, strLog);
     }
     if (iExit >= kHighExitState) {
-        trace_log(&strLog, 2, "got high exit state >= 240 try to get error message");
+        trace_log(&strLog, TRACE_DETAILS, "got high exit state >= 240 try to get error message");
         iExit = -iExit;
         take_error_file(psctRcmd);
     }
-    trace_log(&strLog, 1, "--- CtrldAccess: return exit state: %d. Message: %s", iExit,
+    trace_log(&strLog, TRACE_EVENTS, "--- CtrldAccess: return exit state: %d. Message: %s", iExit,
               psctRcmd->szMsg);
     return iExit;
 }
@@ -192,7 +196,7 @@ int iRshAccess(RCMD *psctRcmd, str_log strLog) {
 int iSshAccess(RCMD *psctRcmd, str_log strLog) {
     const int iExit = run_shell_method("ssh", "gv_ssh_no_alive", psctRcmd, strLog);
     if (iExit == kSshError) {
-        trace_log(&strLog, 1, "SshAccess: returned 255 = Internal ssh error");
+        trace_log(&strLog, TRACE_EVENTS, "SshAccess: returned 255 = Internal ssh error");
     }
     return iExit;
 }

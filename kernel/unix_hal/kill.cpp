@@ -112,7 +112,7 @@ pid_t pid_of(std::string_view line) {
 void signal_process(pid_t pid, int iKillValue, str_log *strLog) {
     char szCommand[64];
     text_print(szCommand, "kill %d %d; ", iKillValue, static_cast<int>(pid));
-    trace_log(strLog, 1, "i_KILL_PROCESSES %s", szCommand);
+    trace_log(strLog, TRACE_EVENTS, "i_KILL_PROCESSES %s", szCommand);
     i_cm_system(szCommand);
 }
 
@@ -142,17 +142,17 @@ bool can_list(const s_LISTING &listing) {
 // listed.
 int wait_for_end(const std::string &pipeline, const char *cpKeyWord, str_log *strLog) {
     for (int i = 1; i <= gKillPolicy.iRounds; ++i) {
-        trace_log(strLog, 1, "waiting for vbc to finish the activities loop = %d", i);
+        trace_log(strLog, TRACE_EVENTS, "waiting for vbc to finish the activities loop = %d", i);
         wait_msec(gKillPolicy.iRoundMsec);
         int iCount = 0;
         if (i_KILL_PROCESSES(pipeline.c_str(), cpKeyWord, KILL_COUNT_ONLY, &iCount, *strLog) != 1) {
             return -1;
         }
         if (iCount == 0) {
-            trace_log(strLog, 1, "The vbc processes are not running any more");
+            trace_log(strLog, TRACE_EVENTS, "The vbc processes are not running any more");
             return 1;
         }
-        trace_log(strLog, 1, "The vbc processes are still running");
+        trace_log(strLog, TRACE_EVENTS, "The vbc processes are still running");
     }
     return 0;
 }
@@ -202,7 +202,7 @@ bool read_syntax(DB_REC_LIS *list, int iRow, char (&szText)[N], char *cpMsg, str
 } // namespace
 
 int i_KILL_VBC(const char *cpKeyWord, char *cpMsg, str_log strLog) {
-    trace_log(&strLog, 1, "+++ KILL_VBC %s", cpKeyWord);
+    trace_log(&strLog, TRACE_EVENTS, "+++ KILL_VBC %s", cpKeyWord);
     s_LISTING listing;
     char szOs[32] = "";
     if (i_GET_MY_OS(szOs, strLog) != 0) {
@@ -219,7 +219,7 @@ int i_KILL_VBC(const char *cpKeyWord, char *cpMsg, str_log strLog) {
         i_FILE_DELETE(list_file(szDirectory, cpKeyWord).c_str(), strLog);
     }
     i_SEMA('-', &lock, strLog);
-    trace_log(&strLog, 1, "--- KILL_VBC %s", cpMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- KILL_VBC %s", cpMsg);
     return iResult;
 }
 
@@ -228,22 +228,22 @@ int i_KILL_PROCESSES(const char *cpPsEfGrep, const char *cpKeyword, int ipKillVa
     *ipNoOfKilledProc = 0;
     char szDirectory[512];
     if (!read_directory(szDirectory)) {
-        trace_log(&strLog, 1, "--- i_KILL_PROCESSES %s",
+        trace_log(&strLog, TRACE_EVENTS, "--- i_KILL_PROCESSES %s",
                   fatal_text("../vn_hal_unix", 905, "gv_rw_tmp not in vn.ini").c_str());
         return 0;
     }
     const std::string file = list_file(szDirectory, cpKeyword);
     if (!make_list_file(file.c_str())) {
-        trace_log(&strLog, 1, "Could not open file %s for reading.", file.c_str());
+        trace_log(&strLog, TRACE_EVENTS, "Could not open file %s for reading.", file.c_str());
         return 0;
     }
     const std::string command = std::string(cpPsEfGrep) + " > " + shell_quoted(file, QUOTES_NONE);
-    trace_log(&strLog, 1, "ps-grep command: %s", command.c_str());
+    trace_log(&strLog, TRACE_EVENTS, "ps-grep command: %s", command.c_str());
     int iStatus = 0;
     const int iListed = i_cm_system_status(command.c_str(), &iStatus);
     line_reader list(file.c_str());
     if (iListed != 0 || iStatus != 0 || !list.is_open()) { // a list that is not whole
-        trace_log(&strLog, 1, "Could not open file %s for reading.", file.c_str());
+        trace_log(&strLog, TRACE_EVENTS, "Could not open file %s for reading.", file.c_str());
         ::unlink(file.c_str());
         return 0;
     }
@@ -263,15 +263,16 @@ void v_GET_PS_POSITION(const char *cpDerivat, char *cpPsCmd, char *cpPosPid, cha
     const bool bAnswered = iDB_ACCESS(statement.c_str(), szMsg, &list, strLog) == 1;
     bool bKnown = false;
     if (!bAnswered) {
-        trace_log(&strLog, 1, "data-base error: %s", szMsg);
+        trace_log(&strLog, TRACE_EVENTS, "data-base error: %s", szMsg);
     } else if (list.iRows != 3) {
-        trace_log(&strLog, 1, "error syntax for %s not found: 3 != %s", cpDerivat, szMsg);
+        trace_log(&strLog, TRACE_EVENTS, "error syntax for %s not found: 3 != %s", cpDerivat,
+                  szMsg);
     } else {
         bKnown = read_syntax(&list, 1, listing.szCommand, szMsg, &strLog) &&
                  read_syntax(&list, 2, listing.szPid, szMsg, &strLog) &&
                  read_syntax(&list, 3, listing.szParent, szMsg, &strLog);
         if (!bKnown) {
-            trace_log(&strLog, 1, "data-base error: %s", szMsg);
+            trace_log(&strLog, TRACE_EVENTS, "data-base error: %s", szMsg);
         }
     }
     vDB_SEL_FREE(&list);

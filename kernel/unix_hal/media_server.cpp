@@ -31,11 +31,11 @@ void reload(const char *cpDirectory, bool bTraced, str_log *strLog) {
         return;
     }
     if (bTraced) {
-        trace_log(strLog, 1, "execute cmd: %s", szCmd);
+        trace_log(strLog, TRACE_EVENTS, "execute cmd: %s", szCmd);
     }
     i_cm_system(szCmd);
     if (bTraced) {
-        trace_log(strLog, 1, "wait 5 seconds till dataserver are up");
+        trace_log(strLog, TRACE_EVENTS, "wait 5 seconds till dataserver are up");
     }
     wait_msec(gVnsPolicy.iReloadMsec);
 }
@@ -43,21 +43,21 @@ void reload(const char *cpDirectory, bool bTraced, str_log *strLog) {
 // What became of a reload.
 int check_reload(str_log *strLog) {
     if (i_CHECK_VNS(0, *strLog) == 1) {
-        trace_log(strLog, 1, "--- CHECK_VNS: return: 1, restart ok");
+        trace_log(strLog, TRACE_EVENTS, "--- CHECK_VNS: return: 1, restart ok");
         return 1;
     }
     // In the background, and without our streams: the caller waits for these to close.
     start_proc("vn_alarm CHECK_VNS \"restart of data-server failed - VNS not available\" "
                "</dev/null >/dev/null 2>&1 &");
-    trace_log(strLog, 0, "??? CHECK_VNS %s", kFailed);
-    trace_log(strLog, 1, "--- CHECK_VNS: return: 0, restart failed");
+    trace_log(strLog, TRACE_ALWAYS, "??? CHECK_VNS %s", kFailed);
+    trace_log(strLog, TRACE_EVENTS, "--- CHECK_VNS: return: 0, restart failed");
     return 0;
 }
 
 } // namespace
 
 int i_CHECK_VNS(int iRestartFlg, str_log strLog) {
-    trace_log(&strLog, 1, "+++ CHECK_VNS: restart_flag: %d", iRestartFlg);
+    trace_log(&strLog, TRACE_EVENTS, "+++ CHECK_VNS: restart_flag: %d", iRestartFlg);
     if (iRestartFlg == 2) {
         char szRo[512] = "gv_ro_bin:";
         resolve_path(szRo, sizeof szRo);
@@ -65,7 +65,8 @@ int i_CHECK_VNS(int iRestartFlg, str_log strLog) {
         return check_reload(&strLog);
     }
     if (is_running()) {
-        trace_log(&strLog, 1, "--- CHECK_VNS: return: 1; vn_data_server found in process table");
+        trace_log(&strLog, TRACE_EVENTS,
+                  "--- CHECK_VNS: return: 1; vn_data_server found in process table");
         return 1;
     }
     if (iRestartFlg == 1) {
@@ -74,6 +75,6 @@ int i_CHECK_VNS(int iRestartFlg, str_log strLog) {
         reload(glbv('r', szName, szRo), false, &strLog);
         return check_reload(&strLog);
     }
-    trace_log(&strLog, 1, "--- CHECK_VNS: return: 0; no vn_data_server found");
+    trace_log(&strLog, TRACE_EVENTS, "--- CHECK_VNS: return: 0; no vn_data_server found");
     return 0;
 }

@@ -78,11 +78,11 @@ bool build_commands(const char *cpDevice, const char *cpIdent, s_COMMANDS *comma
 
 // What mt printed, on one line, becomes the message.
 void take_message(const char *cpFile, char *cpMsg, str_log *strLog) {
-    trace_log(strLog, 1, "i_TAPE_STATUS_LOCAL: IO Problems in %s", cpFile);
+    trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: IO Problems in %s", cpFile);
     const unique_fd file(::open(cpFile, O_RDONLY | O_NOCTTY | O_CLOEXEC));
     if (!file) {
-        trace_log(strLog, 1, "i_TAPE_STATUS_LOCAL: Failed to read from %s: errno %d: %s", cpFile,
-                  errno, error_text(errno).c_str());
+        trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: Failed to read from %s: errno %d: %s",
+                  cpFile, errno, error_text(errno).c_str());
         return;
     }
     ssize_t got = 0;
@@ -91,19 +91,19 @@ void take_message(const char *cpFile, char *cpMsg, str_log *strLog) {
     } while (got < 0 && errno == EINTR);
     cpMsg[got < 0 ? 0 : got] = '\0';
     if (got > 0) {
-        trace_log(strLog, 1, "i_TAPE_STATUS_LOCAL: '%s'", cpMsg);
+        trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: '%s'", cpMsg);
         std::replace(cpMsg, cpMsg + std::strlen(cpMsg), '\n', ' ');
     }
 }
 
 void run_again(const char *cpCommand, str_log *strLog) {
-    trace_log(strLog, 1, "i_TAPE_STATUS_LOCAL: %s", cpCommand);
+    trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: %s", cpCommand);
     std::fprintf(stderr, "\n    i_TAPE_STATUS_LOCAL: %s \n ", cpCommand);
 }
 
 // Has mt print the drive's state into the file, once more behind a rewind if it could not.
 void ask_mt(const s_COMMANDS &commands, char *cpMsg, str_log *strLog) {
-    trace_log(strLog, 1, "szStsCmd: %s", commands.szStatus);
+    trace_log(strLog, TRACE_EVENTS, "szStsCmd: %s", commands.szStatus);
     std::fprintf(stderr, "\n              i_TAPE_STATUS_LOCAL: %s \n", commands.szStatus);
     if (i_cm_system(commands.szStatus) == 0) {
         return;
@@ -119,23 +119,23 @@ void ask_mt(const s_COMMANDS &commands, char *cpMsg, str_log *strLog) {
 // Ends the call with a status word.
 int finish(const char *cpFile, const char *cpStatus, int iResult, char *cpSts, str_log *strLog) {
     text_copy(cpSts, kStatusSize, cpStatus);
-    trace_log(strLog, 1, "--- i_TAPE_STATUS_LOCAL: %s", cpSts);
+    trace_log(strLog, TRACE_EVENTS, "--- i_TAPE_STATUS_LOCAL: %s", cpSts);
     v_TAPE_STATUS_RELEASE(cpFile, -1, *strLog);
     return iResult;
 }
 
 // The driver's own answer, which only has to come.
 int ask_driver(const char *cpDevice, const char *cpFile, char *cpSts, str_log *strLog) {
-    trace_log(strLog, 1, "Open device %s", cpDevice);
+    trace_log(strLog, TRACE_EVENTS, "Open device %s", cpDevice);
     unique_fd device(::open(cpDevice, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!device) {
-        trace_log(strLog, 1, "i_TAPE_STATUS_LOCAL: %s", error_text(errno).c_str());
+        trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: %s", error_text(errno).c_str());
         return finish(cpFile, kNotDefined, 0, cpSts, strLog);
     }
-    trace_log(strLog, 1, "Open device OK");
+    trace_log(strLog, TRACE_EVENTS, "Open device OK");
     mtget state = {};
     if (::ioctl(device.get(), MTIOCGET, &state) != 0) {
-        trace_log(strLog, 1, "ioctl failed: %s", error_text(errno).c_str());
+        trace_log(strLog, TRACE_EVENTS, "ioctl failed: %s", error_text(errno).c_str());
         return finish(cpFile, kNotDefined, 0, cpSts, strLog);
     }
     const bool bAtRest = file_holds(cpFile, "at rest.");
@@ -147,7 +147,7 @@ int ask_driver(const char *cpDevice, const char *cpFile, char *cpSts, str_log *s
 
 int i_TAPE_STATUS_LOCAL(const char *cpDevice, char *cpSts, char *cpMsg, const char *cpIdent,
                         str_log strLog) {
-    trace_log(&strLog, 1, "+++ i_TAPE_STATUS_LOCAL - device: %s", cpDevice);
+    trace_log(&strLog, TRACE_EVENTS, "+++ i_TAPE_STATUS_LOCAL - device: %s", cpDevice);
     cpMsg[0] = '\0';
     s_COMMANDS commands;
     if (!build_commands(cpDevice, cpIdent, &commands)) {
@@ -157,7 +157,8 @@ int i_TAPE_STATUS_LOCAL(const char *cpDevice, char *cpSts, char *cpMsg, const ch
     ask_mt(commands, cpMsg, &strLog);
     for (const s_WORDING &wording : kWordings) {
         if (file_holds(commands.szFile, wording.cpSearch)) {
-            trace_log(&strLog, 1, "String '%s' found in %s", wording.cpName, commands.szFile);
+            trace_log(&strLog, TRACE_EVENTS, "String '%s' found in %s", wording.cpName,
+                      commands.szFile);
             return finish(commands.szFile, wording.cpStatus, wording.iResult, cpSts, &strLog);
         }
     }

@@ -47,7 +47,7 @@ bool find_command(const char *cpCmd, char **ArgList, s_COMMAND *command, str_log
         command->line = line.substr(begin);
         command->program = command->line.substr(0, command->line.find(' '));
     } else if (ArgList != nullptr && ArgList[0] != nullptr) {
-        trace_log(strLog, 1, "Use command from argv: [%s]", ArgList[0]);
+        trace_log(strLog, TRACE_EVENTS, "Use command from argv: [%s]", ArgList[0]);
         command->argv = ArgList;
         command->program = ArgList[0];
         command->line = line_of(ArgList);
@@ -79,11 +79,11 @@ bool line_allows(std::string_view line, const std::string &user, const std::stri
         return false;
     }
     if (line.find(user + " *") != std::string_view::npos) {
-        trace_log(strLog, 1, "Line contains joker for command: %s", program.c_str());
+        trace_log(strLog, TRACE_EVENTS, "Line contains joker for command: %s", program.c_str());
         return true;
     }
     if (line.find(user + ' ' + program) != std::string_view::npos) {
-        trace_log(strLog, 1, "Line contains command: %s", program.c_str());
+        trace_log(strLog, TRACE_EVENTS, "Line contains command: %s", program.c_str());
         return true;
     }
     return false;
@@ -118,12 +118,12 @@ int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
     constexpr int kNotPrepared = 999; // no wait status
     std::string line = command.line;
     if (user == "root") {
-        trace_log(strLog, 1, "User 'root'. Do not call by 'su -'");
+        trace_log(strLog, TRACE_EVENTS, "User 'root'. Do not call by 'su -'");
     } else {
         line = "su - " + shell_quoted(user, QUOTES_NONE) + " -c '" +
                shell_quoted(command.line, QUOTES_SINGLE) + "'";
     }
-    trace_log(strLog, 1, "Cmd: [%s]", line.c_str());
+    trace_log(strLog, TRACE_EVENTS, "Cmd: [%s]", line.c_str());
     int iStatus = 0;
     int iRet = 0;
     if (user == "root" && command.argv != nullptr) {
@@ -146,7 +146,7 @@ int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cp
     if (!find_command(cpCmd, ArgList, &command, strLog)) {
         return refuse(user, command.program, cpMsg);
     }
-    trace_log(strLog, 1, "Cmd2: [%s]", command.line.c_str());
+    trace_log(strLog, TRACE_EVENTS, "Cmd2: [%s]", command.line.c_str());
     if (command.program[0] != '/') {
         command.program.insert(0, szDirectory);
         command.line.insert(0, shell_quoted(szDirectory, QUOTES_NONE));
@@ -154,20 +154,20 @@ int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cp
     if (user.empty() || user[0] == '-') { // would be an option of su
         return refuse(user, command.program, cpMsg);
     }
-    trace_log(strLog, 1, "Compare pathes %s %s", command.program.c_str(), szDirectory);
+    trace_log(strLog, TRACE_EVENTS, "Compare pathes %s %s", command.program.c_str(), szDirectory);
     if (is_inside(command, szDirectory)) {
-        trace_log(strLog, 1, "Command allowed, bcs. in Vorna bin directory");
+        trace_log(strLog, TRACE_EVENTS, "Command allowed, bcs. in Vorna bin directory");
     } else if (const int iRefused = ask_allow_list(user, command.program, cpMsg, strLog)) {
         return iRefused;
     }
     const int iRet = run(user, command, strLog);
     if (iRet != 0) {
         text_print(cpMsg, kMessageSize, "Program returned exit state %d", iRet);
-        trace_log(strLog, 1, "Execution returned error: iRet = %d", iRet);
+        trace_log(strLog, TRACE_EVENTS, "Execution returned error: iRet = %d", iRet);
         return kRefused;
     }
     text_copy(cpMsg, kMessageSize, "success");
-    trace_log(strLog, 1, "Execution returned ok: iRet = %d", iRet);
+    trace_log(strLog, TRACE_EVENTS, "Execution returned ok: iRet = %d", iRet);
     return 0;
 }
 
@@ -175,8 +175,8 @@ int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cp
 
 int i_EXECUTE_USER_COMMAND(const char *cpUser, const char *cpCmd, char **ArgList, char *cpMsg,
                            str_log strLog) {
-    trace_log(&strLog, 1, "+++ EXECUTE_USER_COMMAND %s %s", cpUser, cpCmd);
+    trace_log(&strLog, TRACE_EVENTS, "+++ EXECUTE_USER_COMMAND %s %s", cpUser, cpCmd);
     const int iResult = execute(cpUser, cpCmd, ArgList, cpMsg, &strLog);
-    trace_log(&strLog, 1, "--- EXECUTE_USER_COMMAND: %s", cpMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- EXECUTE_USER_COMMAND: %s", cpMsg);
     return iResult;
 }

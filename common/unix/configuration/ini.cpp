@@ -229,7 +229,8 @@ bool matches(const s_LIST_KEY &key, std::string_view line) {
     }
     const std::string number(line.substr(key.start.size(), equal - key.start.size()));
     if (!is_plain_number(number)) {
-        trace_at(3, "i_GetPrivateProfileList: key matched but not with a valid number [%s]",
+        trace_at(TRACE_NOISE,
+                 "i_GetPrivateProfileList: key matched but not with a valid number [%s]",
                  number.c_str());
         return false;
     }
@@ -337,7 +338,7 @@ int i_READ_INI(const char *cpIdentifier, const char *cpSection, const char *cpKe
                                   iLengthMsg) == 1) {
         return 1;
     }
-    trace_at(2, "READ_INI: %s %s %s not found", cpIdentifier,
+    trace_at(TRACE_DETAILS, "READ_INI: %s %s %s not found", cpIdentifier,
              std::string(view_of(cpSection)).c_str(), std::string(view_of(cpKey)).c_str());
     return 0;
 }
@@ -346,7 +347,7 @@ int i_READ_INI_LIST(const char *cpIdentifier, const char *cpSection, const char 
                     t_LL tllListOfValues, char *cpMsg, int iLengthMsg) {
     char szFile[1024];
     if (i_GET_ROOT_FOR_INI(cpIdentifier, szFile, sizeof szFile, cpMsg, iLengthMsg) != 1) {
-        trace_at(2, "i_READ_INI_LIST: i_GET_ROOT_FOR_INI() failed");
+        trace_at(TRACE_DETAILS, "i_READ_INI_LIST: i_GET_ROOT_FOR_INI() failed");
         text_copy(cpMsg, iLengthMsg, "i_READ_INI_LIST: i_GET_ROOT_FOR_INI() failed");
         return 0;
     }
@@ -358,9 +359,10 @@ int i_READ_INI_LIST(const char *cpIdentifier, const char *cpSection, const char 
          element = NextElmLL(element)) {
         ++iCount;
     }
-    trace_at(2, "i_READ_INI_LIST: got %d values", iCount);
+    trace_at(TRACE_DETAILS, "i_READ_INI_LIST: got %d values", iCount);
     if (iCount == 0) {
-        trace_at(3, "i_READ_INI_LIST: No values for [%s#] found in [%s]", key.c_str(), szFile);
+        trace_at(TRACE_NOISE, "i_READ_INI_LIST: No values for [%s#] found in [%s]", key.c_str(),
+                 szFile);
         text_print(cpMsg, iLengthMsg, "i_READ_INI_LIST: No values for [%s#] found in VN_INI",
                    key.c_str());
     }

@@ -168,7 +168,7 @@ int i_change_ini(const char *cpIni, const char *cpSection, const char *cpKey, co
     if (cpIni == nullptr || cpIni[0] == '\0') {
         cpIni = "VN_INI";
     }
-    trace_at(2, "Change INI file: %s %s %s %s", cpIni, cpSection, cpKey, cpValue);
+    trace_at(TRACE_DETAILS, "Change INI file: %s %s %s %s", cpIni, cpSection, cpKey, cpValue);
     if (has_line_end(cpSection) || has_line_end(cpKey) || has_line_end(cpValue)) {
         return 0;
     }

@@ -23,7 +23,7 @@ int resolve_glbv(char *cpName, int size) {
     const auto iSize = static_cast<std::size_t>(size > 1 ? size : 1);
     const unique_memory<char> work(static_cast<char *>(std::malloc(iSize)));
     if (!work) {
-        trace_at(2, "resolve_glbv: malloc(%lu) failed with: (%d) %s",
+        trace_at(TRACE_DETAILS, "resolve_glbv: malloc(%lu) failed with: (%d) %s",
                  static_cast<unsigned long>(iSize), errno, std::strerror(errno));
         return 0;
     }

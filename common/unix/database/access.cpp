@@ -182,7 +182,8 @@ int take_output(const s_STATEMENT &s, DB_PROC_PIP *pPP, str_log strLog) {
 }
 
 int report_pipe_error(const s_STATEMENT &s, str_log *strLog) {
-    trace_log(strLog, 1, "OA_DO_SQL error from pipe open: %s: %s", db_id(s.pRL), s.cpMsg);
+    trace_log(strLog, TRACE_EVENTS, "OA_DO_SQL error from pipe open: %s: %s", db_id(s.pRL),
+              s.cpMsg);
     protocol_statement(s);
     PROT(by_language("E013-DATABAS %s %s: error during opening a pipe.",
                      "E013-DATABAS %s %s: Fehler beim Oeffnen einer Pipe.",
@@ -198,7 +199,7 @@ int run(const s_STATEMENT &s, bool *pbRelease, str_log strLog) {
         protocol_command_error(s, text.c_str());
     }
     const std::string command = command_of(s, strLog.iFlg);
-    trace_log(&strLog, 2, "call pipe open with cmd: %s", command.c_str());
+    trace_log(&strLog, TRACE_DETAILS, "call pipe open with cmd: %s", command.c_str());
     DB_PROC_PIP pipe;
     if (iPIPE_OPEN(command.c_str(), "r", s.cpMsg, s.iMsgLen, &pipe) != 0) {
         *pbRelease = false; // who waits would find the host as exhausted: it stays ours to the end
@@ -213,7 +214,7 @@ int run(const s_STATEMENT &s, bool *pbRelease, str_log strLog) {
 
 int iOA_DO_SQL(const char *cpSqlCmd, char cExportFlg, char *cpMsg, int iMsgLen, DB_REC_LIS *pRL,
                str_log strLog) {
-    trace_log(&strLog, 2, "+++ OA_DO_SQL  id=%s SQL=%s", db_id(pRL), cpSqlCmd);
+    trace_log(&strLog, TRACE_DETAILS, "+++ OA_DO_SQL  id=%s SQL=%s", db_id(pRL), cpSqlCmd);
     if (pRL != nullptr) {
         vDB_SEL_FREE(pRL);
     }
@@ -234,7 +235,7 @@ int iOA_DO_SQL(const char *cpSqlCmd, char cExportFlg, char *cpMsg, int iMsgLen, 
     if (bRelease) {
         i_SEMA('-', &sema, strLog);
     }
-    trace_log(&strLog, 2, "--- OA_DO_SQL  returns %d  msg=%s", iResult, cpMsg);
+    trace_log(&strLog, TRACE_DETAILS, "--- OA_DO_SQL  returns %d  msg=%s", iResult, cpMsg);
     return iResult;
 }
 
@@ -242,7 +243,7 @@ int iDB_ACCESS(const char *cpSqlCmd, char *cpMsg, DB_REC_LIS *pRL, str_log strLo
     if (cpSqlCmd[0] != '\0' && cpSqlCmd[1] == 'A') {
         return iDB_CONVERT_DATE_TIME(cpSqlCmd, cpMsg);
     }
-    trace_log(&strLog, 1, "+++ DB_ACCESS id=%s  SQL=%s", db_id(pRL), cpSqlCmd);
+    trace_log(&strLog, TRACE_EVENTS, "+++ DB_ACCESS id=%s  SQL=%s", db_id(pRL), cpSqlCmd);
     // Repairing may double every quote.
     std::vector<char> sql(2 * std::strlen(cpSqlCmd) + 1);
     text_copy(sql.data(), static_cast<long>(sql.size()), cpSqlCmd);
@@ -255,6 +256,6 @@ int iDB_ACCESS(const char *cpSqlCmd, char *cpMsg, DB_REC_LIS *pRL, str_log strLo
     i_setenv_vorna("vn_db");
     const int iResult =
         iOA_DO_SQL(sql.data(), bExport ? 'y' : 'n', cpMsg, DB_MESSAGE_SIZE, pRL, strLog);
-    trace_log(&strLog, 1, "--- DB_ACCESS returns %d  msg=%s", iResult, cpMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- DB_ACCESS returns %d  msg=%s", iResult, cpMsg);
     return iResult;
 }

@@ -140,7 +140,7 @@ int iDB_SEL_GET(DB_REC_LIS *pRL, int iGetRow, char *cpReturn, str_log *pStrLog, 
             text_copy(cpValue, sizeof(col::szValue), value);
         } else {
             text_print(cpReturn, DB_MESSAGE_SIZE, "cannot find requested column %s", cpColumn);
-            trace_log(pStrLog, 1, "%s", cpReturn);
+            trace_log(pStrLog, TRACE_EVENTS, "%s", cpReturn);
             iResult = 0;
         }
         if (iResult == 0) {

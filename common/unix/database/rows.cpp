@@ -150,7 +150,7 @@ int make_export(DB_PROC_PIP *pPP, const char *cpFile, char *cpMsg, str_log *strL
     }
     if (db_columns(line).size() > DB_MAX_COLUMNS) {
         text_print(cpMsg, DB_MESSAGE_SIZE, "too much columns ( max %d )", DB_MAX_COLUMNS);
-        trace_log(strLog, 1, "OA_MAKE_EXPORT_FILE  ERROR: too much columns ( max %d )",
+        trace_log(strLog, TRACE_EVENTS, "OA_MAKE_EXPORT_FILE  ERROR: too much columns ( max %d )",
                   DB_MAX_COLUMNS);
         return 0;
     }
@@ -176,10 +176,10 @@ int make_export(DB_PROC_PIP *pPP, const char *cpFile, char *cpMsg, str_log *strL
 } // namespace
 
 int iOA_MAKE_DB_REC_LIS(DB_PROC_PIP sctPP, char *cpMsg, DB_REC_LIS *pRL, str_log strLog) {
-    trace_log(&strLog, 2, "+++ OA_MAKE_DB_REC_LIS  id=%s", db_id(pRL));
+    trace_log(&strLog, TRACE_DETAILS, "+++ OA_MAKE_DB_REC_LIS  id=%s", db_id(pRL));
     vDB_SEL_FREE(pRL);
     const int iResult = make_list(&sctPP, cpMsg, pRL);
-    trace_log(&strLog, 2, "--- OA_MAKE_DB_REC_LIS   rows=%s", cpMsg);
+    trace_log(&strLog, TRACE_DETAILS, "--- OA_MAKE_DB_REC_LIS   rows=%s", cpMsg);
     return iResult;
 }
 
@@ -206,7 +206,7 @@ int iOA_GET_CALCULATED_VALUE(DB_PROC_PIP *pPP, char *cpMsg, int iMsgLen, const c
 
 int iOA_MAKE_EXPORT_FILE(DB_PROC_PIP *pPP, const char *cpTable, char *cpMsg, int iMsgLen,
                          str_log strLog) {
-    trace_log(&strLog, 2, "+++ OA_MAKE_EXPORT_FILE  %s", cpTable);
+    trace_log(&strLog, TRACE_DETAILS, "+++ OA_MAKE_EXPORT_FILE  %s", cpTable);
     char szFile[1024];
     text_print(szFile, "gv_rw_work:%s.exp", cpTable);
     resolve_path(szFile, sizeof szFile);
@@ -215,6 +215,6 @@ int iOA_MAKE_EXPORT_FILE(DB_PROC_PIP *pPP, const char *cpTable, char *cpMsg, int
     if (iResult != 1) {
         text_copy(cpMsg, iMsgLen, szError);
     }
-    trace_log(&strLog, 2, "--- OA_MAKE_EXPORT_FILE  %s %s", szFile, szError);
+    trace_log(&strLog, TRACE_DETAILS, "--- OA_MAKE_EXPORT_FILE  %s %s", szFile, szError);
     return iResult;
 }

@@ -116,7 +116,7 @@ void repair_value(std::string_view sql, std::size_t *piPlace, std::string *out) 
         if (i + 1 < sql.size() && sql[i + 1] == '\'') {
             ++i; // was doubled already
         } else {
-            trace_at(1, "Warning: CLEANUP_QUOTA: exchanged extra ' in SQL statement");
+            trace_at(TRACE_EVENTS, "Warning: CLEANUP_QUOTA: exchanged extra ' in SQL statement");
         }
     }
     *piPlace = i;
@@ -132,7 +132,7 @@ std::string repaired(std::string_view sql) {
         if (sql[i] == '"') {
             const std::size_t end = quoted_end(sql, i);
             if (end == std::string_view::npos) {
-                trace_at(1, "Warning: CLEANUP_QUOTA: removed extra \" in SQL statement");
+                trace_at(TRACE_EVENTS, "Warning: CLEANUP_QUOTA: removed extra \" in SQL statement");
                 ++i;
                 continue;
             }

@@ -17,7 +17,7 @@ void create_parents(char *szPath, str_log *strLog) {
     for (char *letter = szPath; *letter != '\0'; ++letter) {
         if (*letter == '/') {
             *letter = '\0';
-            trace_log(strLog, 2, "create intermediate directory %s ", szPath);
+            trace_log(strLog, TRACE_DETAILS, "create intermediate directory %s ", szPath);
             i_MKDIR(szPath);
             *letter = '/';
         }
@@ -40,7 +40,7 @@ int create_directory(char *szPath, char *cpMsg, int iMsgSize, str_log *strLog) {
 int i_CREATE_DIR_LOCAL(const char *cpPath, char *cpMsg, str_log strLog) {
     constexpr int kMsgSize = 256;
     char szPath[1024];
-    trace_log(&strLog, 1, "+++ i_CREATE_DIR_LOCAL: %s", cpPath);
+    trace_log(&strLog, TRACE_EVENTS, "+++ i_CREATE_DIR_LOCAL: %s", cpPath);
     struct stat status = {};
     int iResult = 0;
     int iErrno = resolve_name(cpPath, szPath, sizeof szPath) ? 0 : ENAMETOOLONG;
@@ -60,7 +60,8 @@ int i_CREATE_DIR_LOCAL(const char *cpPath, char *cpMsg, str_log strLog) {
     } else {
         text_copy(cpMsg, kMsgSize, error_text(iErrno));
     }
-    trace_log(&strLog, 1, "--- i_CREATE_DIR_LOCAL  returns %d   msg= %s ", iResult, cpMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- i_CREATE_DIR_LOCAL  returns %d   msg= %s ", iResult,
+              cpMsg);
     return iResult;
 }
 

@@ -31,28 +31,30 @@ int delete_one(const char *cpName, str_log *strLog) {
     if (std::remove(cpName) == 0) {
         return 1;
     }
-    trace_log(strLog, 1, "could not remove %s: (%d) %s", cpName, errno, error_text(errno).c_str());
-    trace_log(strLog, 1, "remove(%s) failed try rmdir() for empty directory", cpName);
+    trace_log(strLog, TRACE_EVENTS, "could not remove %s: (%d) %s", cpName, errno,
+              error_text(errno).c_str());
+    trace_log(strLog, TRACE_EVENTS, "remove(%s) failed try rmdir() for empty directory", cpName);
     if (::rmdir(cpName) == 0) {
         return 1;
     }
-    trace_log(strLog, 1, "could not rmdir %s: (%d) %s", cpName, errno, error_text(errno).c_str());
+    trace_log(strLog, TRACE_EVENTS, "could not rmdir %s: (%d) %s", cpName, errno,
+              error_text(errno).c_str());
     return 0;
 }
 
 // Returns whether the last removal succeeded.
 int delete_matching(const char *cpPattern, str_log *strLog) {
     const std::string directory = directory_of(cpPattern);
-    trace_log(strLog, 1, "path [%s]", directory.c_str());
+    trace_log(strLog, TRACE_EVENTS, "path [%s]", directory.c_str());
     int iResult = 0;
     vn_dirent entry;
     for (int iFound = i_GET_DIR(cpPattern, &entry, *strLog); iFound == 1;
          iFound = i_GET_DIR("", &entry, *strLog)) {
-        trace_log(strLog, 2, "remove %s/%s", directory.c_str(), entry.d_name);
+        trace_log(strLog, TRACE_DETAILS, "remove %s/%s", directory.c_str(), entry.d_name);
         iResult = std::remove((directory + entry.d_name).c_str()) == 0 ? 1 : 0;
         if (iResult == 0) {
-            trace_log(strLog, 1, "could not remove %s/%s: (%d) %s", directory.c_str(), entry.d_name,
-                      errno, error_text(errno).c_str());
+            trace_log(strLog, TRACE_EVENTS, "could not remove %s/%s: (%d) %s", directory.c_str(),
+                      entry.d_name, errno, error_text(errno).c_str());
         }
     }
     return iResult;
@@ -86,20 +88,20 @@ void visit(const std::string &path, std::time_t lCutOff, t_FILE_ACTION fn, str_l
            s_COUNT *count) {
     struct stat status = {};
     if (::stat(path.c_str(), &status) != 0) {
-        trace_log(strLog, 1, "error from POSIX_STAT for %s %s", path.c_str(),
+        trace_log(strLog, TRACE_EVENTS, "error from POSIX_STAT for %s %s", path.c_str(),
                   error_text(errno).c_str());
         return;
     }
     if (status.st_mtime >= lCutOff) {
-        trace_log(strLog, 2, "too young: %s ", path.c_str());
+        trace_log(strLog, TRACE_DETAILS, "too young: %s ", path.c_str());
         ++count->iTooYoung;
         return;
     }
     char szTime[25];
     cm_strftime(status.st_mtime, "%Y-%m-%d %H:%M:%S", szTime, sizeof szTime);
     const std::size_t iName = path.rfind('/') + 1;
-    trace_log(strLog, 1, "found: %s %s %s", path.substr(0, iName).c_str(), path.c_str() + iName,
-              szTime);
+    trace_log(strLog, TRACE_EVENTS, "found: %s %s %s", path.substr(0, iName).c_str(),
+              path.c_str() + iName, szTime);
     ++count->iFound;
     fn(path.c_str(), *strLog);
 }
@@ -111,16 +113,16 @@ int i_FILE_DELETE(const char *source, str_log strLog) {
     int iResult = 0;
     const bool bFits = resolve_name(source, szName, sizeof szName);
     szPath2Unix(szName);
-    trace_log(&strLog, 1, "+++ FILE_DELETE %s :== %s", source, szName);
+    trace_log(&strLog, TRACE_EVENTS, "+++ FILE_DELETE %s :== %s", source, szName);
     if (!bFits) {
-        trace_log(&strLog, 1, "could not remove %s: (%d) %s", source, ENAMETOOLONG,
+        trace_log(&strLog, TRACE_EVENTS, "could not remove %s: (%d) %s", source, ENAMETOOLONG,
                   error_text(ENAMETOOLONG).c_str());
     } else if (std::strchr(szName, '*') == nullptr) {
         iResult = delete_one(szName, &strLog);
     } else {
         iResult = delete_matching(szName, &strLog);
     }
-    trace_log(&strLog, 1, "--- FILE_DELETE  returns %d", iResult);
+    trace_log(&strLog, TRACE_EVENTS, "--- FILE_DELETE  returns %d", iResult);
     return iResult;
 }
 
@@ -129,20 +131,21 @@ int i_FILE_FIND_EXEC_BEFORE(const char *cpFilePattern, const char *cpDate, int i
     char szPattern[512]; // what the iterator takes
     const bool bFits = resolve_name(cpFilePattern, szPattern, sizeof szPattern);
     const std::string directory = directory_of(szPattern);
-    trace_log(&strLog, 1, "+++ KRL i_FILE_FIND_EXEC_BEFORE in %s  file:%s  days:%d   date:%s",
+    trace_log(&strLog, TRACE_EVENTS,
+              "+++ KRL i_FILE_FIND_EXEC_BEFORE in %s  file:%s  days:%d   date:%s",
               directory.c_str(), cpFilePattern, iDays, cpDate);
     const std::time_t lCutOff = cut_off(cpDate, iDays);
     vn_dirent entry;
     if (!bFits || i_GET_DIR(cpFilePattern, &entry, strLog) != 1) {
-        trace_log(&strLog, 1, "--- KRL i_FILE_FIND_EXEC_BEFORE returns 0 : no matches for %s",
-                  cpFilePattern);
+        trace_log(&strLog, TRACE_EVENTS,
+                  "--- KRL i_FILE_FIND_EXEC_BEFORE returns 0 : no matches for %s", cpFilePattern);
         return 0;
     }
     s_COUNT count = {};
     do {
         visit(directory + entry.d_name, lCutOff, fn, &strLog, &count);
     } while (i_GET_DIR("", &entry, strLog) == 1);
-    trace_log(&strLog, 1,
+    trace_log(&strLog, TRACE_EVENTS,
               "--- KRL i_FILE_FIND_EXEC_BEFORE returns 1   found %d files; too young were %d",
               count.iFound + count.iTooYoung, count.iTooYoung);
     return 1;

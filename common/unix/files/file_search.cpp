@@ -69,7 +69,7 @@ int file_search(const char *cpFile, char *cpSearchString, int iLength) {
     const unique_memory<char> line(
         static_cast<char *>(std::malloc(static_cast<std::size_t>(iLineSize))));
     if (!line) {
-        trace_at(0, "file_search: malloc(%d) failed with: (%d) %s", iLineSize, errno,
+        trace_at(TRACE_ALWAYS, "file_search: malloc(%d) failed with: (%d) %s", iLineSize, errno,
                  error_text(errno).c_str());
         return 0;
     }
@@ -78,7 +78,7 @@ int file_search(const char *cpFile, char *cpSearchString, int iLength) {
     errno = ENAMETOOLONG;
     const unique_file file(bFits ? std::fopen(szFile, "re") : nullptr);
     if (!file) {
-        trace_at(0, "file_search: fopen(%s) failed with: (%d) %s", szFile, errno,
+        trace_at(TRACE_ALWAYS, "file_search: fopen(%s) failed with: (%d) %s", szFile, errno,
                  error_text(errno).c_str());
         return 0;
     }

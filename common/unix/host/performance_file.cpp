@@ -44,7 +44,7 @@ bool read_whole_file(const char *cpFile, s_FIGURES *f, str_log *strLog) {
         if (i > kRetries) {
             return false;
         }
-        trace_log(strLog, 1, "Retry %d / %d", i, kRetries);
+        trace_log(strLog, TRACE_EVENTS, "Retry %d / %d", i, kRetries);
         wait_msec(kRetryMsec);
     }
     return true;
@@ -56,14 +56,15 @@ std::string end_of_media(const char *cpDevice, const s_FIGURES &f, str_log *strL
     char szState[GLBV_VALUE_SIZE];
     glbv('r', name.data(), szState);
     if (szState[0] == '?') {
-        trace_log(strLog, 2, "gv_vns_eom_ %s is not available so set EOM state to %s ", cpDevice,
-                  "READY");
+        trace_log(strLog, TRACE_DETAILS, "gv_vns_eom_ %s is not available so set EOM state to %s ",
+                  cpDevice, "READY");
         return "READY";
     }
     if (std::strstr(szState, "NEXT") == nullptr && std::strcmp(f.szStatus, "CHANGING_MEDIA") != 0 &&
         std::strcmp(f.szStatus, "VNS_WRT") != 0) {
-        trace_log(strLog, 2, "VNS state <> CHANGING_MEDIA/VNS_WRT:  Ignoring gv_vns_eom_ %s : %s ",
-                  cpDevice, szState);
+        trace_log(strLog, TRACE_DETAILS,
+                  "VNS state <> CHANGING_MEDIA/VNS_WRT:  Ignoring gv_vns_eom_ %s : %s ", cpDevice,
+                  szState);
         return "READY";
     }
     return szState;
@@ -77,15 +78,16 @@ int READ_PERFORMANCE_FILE(const char *cpDevice, const char *cpVnsNr, char *cpRet
     char szFile[1024];
     text_print(szFile, "gv_rw_info:perf_%s.log", text_file_part(cpVnsNr).c_str());
     resolve_path(szFile, sizeof szFile);
-    trace_log(&strLog, 2, "+++ READ_PERFORMANCE_FILE  %s  %s  %s", cpDevice, cpVnsNr, szFile);
+    trace_log(&strLog, TRACE_DETAILS, "+++ READ_PERFORMANCE_FILE  %s  %s  %s", cpDevice, cpVnsNr,
+              szFile);
     s_FIGURES f = {};
     if (!read_whole_file(szFile, &f, &strLog)) {
-        trace_log(&strLog, 1, "--- READ_PERFORMANCE_FILE: could not open %s ", szFile);
+        trace_log(&strLog, TRACE_EVENTS, "--- READ_PERFORMANCE_FILE: could not open %s ", szFile);
         return 0;
     }
     const std::string state = end_of_media(cpDevice, f, &strLog);
     text_print(cpReturn, kReturnSize, "%d %d STATUS: %s THROUGHPUT: %s GB/h INFO: %s %s",
                f.iBackups, f.iRestores, f.szStatus, f.szThroughput, f.szStreams, state.c_str());
-    trace_log(&strLog, 2, "--- READ_PERFORMANCE_FILE: %s ", cpReturn);
+    trace_log(&strLog, TRACE_DETAILS, "--- READ_PERFORMANCE_FILE: %s ", cpReturn);
     return 1;
 }

@@ -30,16 +30,17 @@ bool start_search(const char *cpFile, str_log *strLog) {
     constexpr int kFileSize = 512;
     char szFile[kFileSize];
     const bool bFits = resolve_name(cpFile, szFile, kFileSize);
-    trace_log(strLog, 2, "+++ iGET_DIR: %s -> %s", cpFile, szFile);
+    trace_log(strLog, TRACE_DETAILS, "+++ iGET_DIR: %s -> %s", cpFile, szFile);
     const std::string_view file = szFile;
     const std::size_t iName = file.rfind('/') + 1; // 0 without a "/"
     const std::string name(iName == 0 ? "./" : file.substr(0, iName));
     search().pattern = file.substr(iName);
-    trace_log(strLog, 2, "dir name: %s, file name: %s", name.c_str(), search().pattern.c_str());
+    trace_log(strLog, TRACE_DETAILS, "dir name: %s, file name: %s", name.c_str(),
+              search().pattern.c_str());
     errno = ENAMETOOLONG; // a name that was cut would be another directory's
     search().directory.reset(bFits ? ::opendir(name.c_str()) : nullptr);
     if (!search().directory) {
-        trace_log(strLog, 1, "iGET_DIR: Error in opendir( %s ): %s", name.c_str(),
+        trace_log(strLog, TRACE_EVENTS, "iGET_DIR: Error in opendir( %s ): %s", name.c_str(),
                   error_text(errno).c_str());
         return false;
     }
@@ -51,7 +52,7 @@ const char *next_match(str_log *strLog) {
     errno = 0;
     while (const dirent *entry = ::readdir(search().directory.get())) {
         const char *cpName = entry->d_name;
-        trace_log(strLog, 3, "check: %s %s", search().pattern.c_str(), cpName);
+        trace_log(strLog, TRACE_NOISE, "check: %s %s", search().pattern.c_str(), cpName);
         if (std::strcmp(cpName, ".") != 0 && std::strcmp(cpName, "..") != 0 &&
             ::fnmatch(search().pattern.c_str(), cpName, 0) == 0) {
             return cpName;
@@ -59,7 +60,8 @@ const char *next_match(str_log *strLog) {
         errno = 0;
     }
     if (errno != 0) {
-        trace_log(strLog, 1, "iGET_DIR: Error in readdir(): %s", error_text(errno).c_str());
+        trace_log(strLog, TRACE_EVENTS, "iGET_DIR: Error in readdir(): %s",
+                  error_text(errno).c_str());
     }
     return nullptr;
 }
@@ -70,21 +72,21 @@ int i_GET_DIR(const char *cpFile, vn_dirent *pDE, str_log strLog) {
     pDE->d_name[0] = '\0';
     if (cpFile[0] != '\0') {
         if (!start_search(cpFile, &strLog)) {
-            trace_log(&strLog, 2, "--- iGET_DIR  returns %d", 0);
+            trace_log(&strLog, TRACE_DETAILS, "--- iGET_DIR  returns %d", 0);
             return 0;
         }
     } else {
-        trace_log(&strLog, 2, "+++ iGET_DIR: find next file");
+        trace_log(&strLog, TRACE_DETAILS, "+++ iGET_DIR: find next file");
     }
     const char *cpFound = search().directory ? next_match(&strLog) : nullptr;
     if (cpFound != nullptr) {
         text_copy(pDE->d_name, cpFound);
-        trace_log(&strLog, 2, "found valid file >%s<", pDE->d_name);
+        trace_log(&strLog, TRACE_DETAILS, "found valid file >%s<", pDE->d_name);
     } else {
-        trace_log(&strLog, 2, "closing( dir_pointer )");
+        trace_log(&strLog, TRACE_DETAILS, "closing( dir_pointer )");
         search().directory.reset();
     }
     const int iFound = cpFound != nullptr ? 1 : 0;
-    trace_log(&strLog, 2, "--- iGET_DIR  returns %d %s", iFound, pDE->d_name);
+    trace_log(&strLog, TRACE_DETAILS, "--- iGET_DIR  returns %d %s", iFound, pDE->d_name);
     return iFound;
 }

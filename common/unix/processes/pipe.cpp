@@ -57,11 +57,11 @@ s_MODE mode_of(const char *cpMode) {
 // Makes the pipes of the mode. False with errno; the owners close what was made.
 bool make_pipes(const s_MODE &mode, s_PIPE *out, s_PIPE *err) {
     if (mode.bOut && !make_pipe(out)) {
-        trace_at(2, "PIPE_OPEN: Create pipe for stdout failed");
+        trace_at(TRACE_DETAILS, "PIPE_OPEN: Create pipe for stdout failed");
         return false;
     }
     if (mode.bErr && !make_pipe(err)) {
-        trace_at(2, "PIPE_OPEN: Create pipe for stderr failed");
+        trace_at(TRACE_DETAILS, "PIPE_OPEN: Create pipe for stderr failed");
         return false;
     }
     return true;
@@ -80,13 +80,13 @@ bool make_pipes(const s_MODE &mode, s_PIPE *out, s_PIPE *err) {
 
 void trace_child(const s_MODE &mode) {
     if (mode.bStdin) {
-        trace_at(2, "PIPE_OPEN: child process uses parents stdin");
+        trace_at(TRACE_DETAILS, "PIPE_OPEN: child process uses parents stdin");
     }
     if (mode.bOut) {
-        trace_at(2, "PIPE_OPEN: set stdout for child process");
+        trace_at(TRACE_DETAILS, "PIPE_OPEN: set stdout for child process");
     }
     if (mode.bErr) {
-        trace_at(2, "PIPE_OPEN: set stderr for child process");
+        trace_at(TRACE_DETAILS, "PIPE_OPEN: set stderr for child process");
     }
 }
 
@@ -104,23 +104,24 @@ int keep_read_end(s_PIPE *p, DB_PROC_PIP *pPP) {
 
 int fail(char *cpMsg, int iMsgLen) {
     const int iErrno = errno;
-    trace_at(2, "PIPE_OPEN: got error (%d) %s", iErrno, error_text(iErrno).c_str());
+    trace_at(TRACE_DETAILS, "PIPE_OPEN: got error (%d) %s", iErrno, error_text(iErrno).c_str());
     text_print(cpMsg, iMsgLen, "PIPE_OPEN failed (%d): %s", iErrno, error_text(iErrno).c_str());
     return -1;
 }
 
 // Makes the file the standard input of this process. False, with a trace line, when that fails.
 bool redirect_stdin(const char *cpFile) {
-    trace_at(2, "PIPE_OPEN_STDIN: Read from [%s]", cpFile);
+    trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: Read from [%s]", cpFile);
     unique_fd file(::open(cpFile, O_RDONLY | O_NOCTTY | O_CLOEXEC));
     if (!lift_descriptor(&file)) {
-        trace_at(2, "PIPE_OPEN_STDIN: Error could not open infile '%s' (%d): %s", cpFile, errno,
-                 error_text(errno).c_str());
+        trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: Error could not open infile '%s' (%d): %s",
+                 cpFile, errno, error_text(errno).c_str());
         return false;
     }
     if (::dup2(file.get(), STDIN_FILENO) < 0) {
-        trace_at(2, "PIPE_OPEN_STDIN: Error could not duplicate file handle to stdin (%d): %s",
-                 errno, error_text(errno).c_str());
+        trace_at(TRACE_DETAILS,
+                 "PIPE_OPEN_STDIN: Error could not duplicate file handle to stdin (%d): %s", errno,
+                 error_text(errno).c_str());
         return false;
     }
     return true;
@@ -129,7 +130,7 @@ bool redirect_stdin(const char *cpFile) {
 } // namespace
 
 int iPIPE_OPEN(const char *cpCmd, const char *cpMode, char *cpMsg, int iMsgLen, DB_PROC_PIP *pPP) {
-    trace_at(2, "PIPE_OPEN: mode [%s], cmd [%s]", cpMode, cpCmd);
+    trace_at(TRACE_DETAILS, "PIPE_OPEN: mode [%s], cmd [%s]", cpMode, cpCmd);
     *pPP = {};
     FD_ZERO(&pPP->fdset_read);
     const s_MODE mode = mode_of(cpMode);
@@ -142,7 +143,7 @@ int iPIPE_OPEN(const char *cpCmd, const char *cpMode, char *cpMsg, int iMsgLen, 
     std::fflush(stdout); // what was printed comes before what the command prints
     const pid_t child = ::fork();
     if (child < 0) {
-        trace_at(2, "PIPE_OPEN: got error %s", error_text(errno).c_str());
+        trace_at(TRACE_DETAILS, "PIPE_OPEN: got error %s", error_text(errno).c_str());
         return fail(cpMsg, iMsgLen);
     }
     if (child == 0) {
@@ -156,23 +157,24 @@ int iPIPE_OPEN(const char *cpCmd, const char *cpMode, char *cpMsg, int iMsgLen, 
 
 int iPIPE_OPEN_STDIN(const char *cpCmd, const char *cpMode, const char *cpFile, char *cpMsg,
                      int iMsgLen, DB_PROC_PIP *pPP) {
-    trace_at(2, "PIPE_OPEN_STDIN: cmd [%s], mode \"%s\"", cpCmd, cpMode);
+    trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: cmd [%s], mode \"%s\"", cpCmd, cpMode);
     pPP->iChildPid = 0;
     pPP->ifdOut = 0;
     text_copy(cpMsg, iMsgLen, "");
     if (!mode_of(cpMode).bStdin) {
         text_print(cpMsg, iMsgLen, "Mode \"%s\" is not allowed! Use mode with \"w\".", cpMode);
-        trace_at(2, "PIPE_OPEN_STDIN: mode \"%s\" is not allowed! Use mode with \"w\".", cpMode);
+        trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: mode \"%s\" is not allowed! Use mode with \"w\".",
+                 cpMode);
         return -1;
     }
     if (::strcasecmp(cpFile, "stdin") == 0 || std::strcmp(cpFile, "-") == 0) {
-        trace_at(2, "PIPE_OPEN_STDIN: Read from stdin");
+        trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: Read from stdin");
     } else if (!redirect_stdin(cpFile)) {
         return -1;
     }
     const int iResult = iPIPE_OPEN(cpCmd, cpMode, cpMsg, iMsgLen, pPP);
     pPP->iFdOldStdin = 0; // the old standard input is not kept
-    trace_at(2, "PIPE_OPEN_STDIN: return %d", iResult);
+    trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: return %d", iResult);
     return iResult;
 }
 
@@ -187,14 +189,15 @@ int iPIPE_CLOSE(DB_PROC_PIP *pPP) {
     while (pPP->iChildPid > 0 && ::waitpid(pPP->iChildPid, &iStatus, 0) < 0 && errno == EINTR) {
     }
     if (pPP->iFdOldStdin != 0) {
-        trace_at(2, "PIPE_CLOSE: restore old stdin");
+        trace_at(TRACE_DETAILS, "PIPE_CLOSE: restore old stdin");
         if (::dup2(pPP->iFdOldStdin, STDIN_FILENO) < 0) {
-            trace_at(2, "PIPE_CLOSE: Error could not reset file handle to old stdin (%d): %s",
-                     errno, error_text(errno).c_str());
+            trace_at(TRACE_DETAILS,
+                     "PIPE_CLOSE: Error could not reset file handle to old stdin (%d): %s", errno,
+                     error_text(errno).c_str());
         }
     }
     *pPP = {};
     const int iExit = (iStatus >> 8) & 0xff;
-    trace_at(2, "PIPE_CLOSE: Got status %d, return exit %d", iStatus, iExit);
+    trace_at(TRACE_DETAILS, "PIPE_CLOSE: Got status %d, return exit %d", iStatus, iExit);
     return iExit;
 }

@@ -91,7 +91,7 @@ bool take_line(int fd, s_LINE *line) {
 }
 
 int end_of_file(int fd, DB_PROC_PIP *pPP) {
-    trace_at(2, "ReadFromHandle: return 0 (EOF)");
+    trace_at(TRACE_DETAILS, "ReadFromHandle: return 0 (EOF)");
     FD_CLR(fd, &pPP->fdset_read);
     pPP->iMax_read = 0;
     for (const int other : {pPP->ifdErr, pPP->ifdOut}) {
@@ -105,7 +105,7 @@ int end_of_file(int fd, DB_PROC_PIP *pPP) {
 // Waits until one of the open channels can be read. Returns 1 when it is this one, -1 when it is
 // the other, 0 on failure.
 int wait_for_data(int fd, DB_PROC_PIP *pPP) {
-    trace_at(2, "ReadFromHandle: read returned EAGAIN >> call select()");
+    trace_at(TRACE_DETAILS, "ReadFromHandle: read returned EAGAIN >> call select()");
     const int other = fd == pPP->ifdOut ? pPP->ifdErr : pPP->ifdOut;
     const bool bOther = other != 0 && FD_ISSET(other, &pPP->fdset_read);
     fd_set ready;
@@ -118,11 +118,12 @@ int wait_for_data(int fd, DB_PROC_PIP *pPP) {
                                                   : ::select(std::max(pPP->iMax_read, fd + 1),
                                                              &ready, nullptr, nullptr, nullptr);
         if (iReady < 0 && errno == EINTR) {
-            trace_at(2, "ReadFromHandle: select(): got EINTR: try again");
+            trace_at(TRACE_DETAILS, "ReadFromHandle: select(): got EINTR: try again");
         }
     } while (iReady < 0 && errno == EINTR);
     if (iReady < 0) {
-        trace_at(2, "ReadFromHandle: Error: select() returned %d: errno %d: %s > return 0", iReady,
+        trace_at(TRACE_DETAILS,
+                 "ReadFromHandle: Error: select() returned %d: errno %d: %s > return 0", iReady,
                  errno, error_text(errno).c_str());
         return 0;
     }
@@ -132,7 +133,7 @@ int wait_for_data(int fd, DB_PROC_PIP *pPP) {
 int other_channel() {
     static int iUntilTrace = 0;
     if (iUntilTrace-- <= 0) {
-        trace_at(2, "ReadFromHandle: data for other channel > return %d", -1);
+        trace_at(TRACE_DETAILS, "ReadFromHandle: data for other channel > return %d", -1);
         iUntilTrace = kQuietReturns - 1;
     }
     return -1;
@@ -147,7 +148,7 @@ void pipe_buffer_reset(int fd) {
 }
 
 int iReadFromHandle(int iFd, DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
-    trace_at(2, "ReadFromHandle: call read()");
+    trace_at(TRACE_DETAILS, "ReadFromHandle: call read()");
     if (iFd == 0) { // a channel that was not opened: 0 is the caller's own standard input
         text_copy(cpReturn, 1, "");
         return 0;
@@ -162,25 +163,25 @@ int iReadFromHandle(int iFd, DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
             return end_of_file(iFd, pPP);
         }
         if (errno == EINTR) {
-            trace_at(2, "ReadFromHandle: got EINTR");
+            trace_at(TRACE_DETAILS, "ReadFromHandle: got EINTR");
         } else if (errno != EAGAIN && errno != EWOULDBLOCK) {
-            trace_at(2, "ReadFromHandle: read returned errno %d: %s", errno,
+            trace_at(TRACE_DETAILS, "ReadFromHandle: read returned errno %d: %s", errno,
                      error_text(errno).c_str());
             return 0;
         } else if (const int iReady = wait_for_data(iFd, pPP); iReady <= 0) {
             return iReady == 0 ? 0 : other_channel();
         }
     }
-    trace_at(2, "ReadFromHandle: return 1 [%s]", cpReturn);
+    trace_at(TRACE_DETAILS, "ReadFromHandle: return 1 [%s]", cpReturn);
     return 1;
 }
 
 int iPIPE_READ(DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
     const int iResult = iReadFromHandle(pPP->ifdOut, pPP, cpReturn, iMaxLen);
     if (iResult == 0) {
-        trace_at(2, "PIPE_READ: return 0 (EOF)");
+        trace_at(TRACE_DETAILS, "PIPE_READ: return 0 (EOF)");
     } else {
-        trace_at(2, "PIPE_READ: return %d", iResult);
+        trace_at(TRACE_DETAILS, "PIPE_READ: return %d", iResult);
     }
     return iResult;
 }
@@ -188,9 +189,9 @@ int iPIPE_READ(DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
 int iPIPE_READ_STDERR(DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
     const int iResult = iReadFromHandle(pPP->ifdErr, pPP, cpReturn, iMaxLen);
     if (iResult == 0) {
-        trace_at(2, "PIPE_READ_STDERR: return 0 (EOF)");
+        trace_at(TRACE_DETAILS, "PIPE_READ_STDERR: return 0 (EOF)");
     } else {
-        trace_at(2, "PIPE_READ_STDERR: return %d", iResult);
+        trace_at(TRACE_DETAILS, "PIPE_READ_STDERR: return %d", iResult);
     }
     return iResult;
 }

@@ -50,7 +50,7 @@ void report(const char *cpSubject, const char *cpFormat, ...) {
     va_start(arguments, cpFormat);
     text_vprint(szText, sizeof szText, cpFormat, arguments);
     va_end(arguments);
-    trace_at(1, "%s: %s", cpSubject, szText);
+    trace_at(TRACE_EVENTS, "%s: %s", cpSubject, szText);
     v_PROT_COMMAND_ERROR(cpSubject, szText);
 }
 
@@ -266,7 +266,7 @@ int i_cm_execvp(const char *cpFile, char **argv) {
 }
 
 int bSetInterpreter(const char *cpCmd, int) {
-    trace_at(2, "bSetInterpreter: got [%s]", cpCmd);
+    trace_at(TRACE_DETAILS, "bSetInterpreter: got [%s]", cpCmd);
     char szProgram[24576];
     text_print(szProgram, "gv_ro_bin:%.*s", static_cast<int>(std::strcspn(cpCmd, " ")), cpCmd);
     resolve_path(szProgram, sizeof szProgram);

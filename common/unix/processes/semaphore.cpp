@@ -85,7 +85,7 @@ int inquire_locked(const std::string &holder, SCT_SEMA *pS) {
     if (holder.empty()) {
         return failure(pS, SEMA_ERROR, "failed to try to set lock on lock file");
     }
-    trace_at(2, "[%6d] %s still locked by concurrent process %s", own_pid(), pS->szSema,
+    trace_at(TRACE_DETAILS, "[%6d] %s still locked by concurrent process %s", own_pid(), pS->szSema,
              holder.c_str());
     return SEMA_WARNING;
 }
@@ -93,10 +93,10 @@ int inquire_locked(const std::string &holder, SCT_SEMA *pS) {
 // Whether the semaphore is held, and by whom.
 int inquire(const char *cpSemaFile, SCT_SEMA *pS) {
     text_print(pS->szMsg, "semaphore %s is free", pS->szSema);
-    trace_at(2, "[%6d] open semaphore file %s", own_pid(), cpSemaFile);
+    trace_at(TRACE_DETAILS, "[%6d] open semaphore file %s", own_pid(), cpSemaFile);
     const unique_fd file(open_inquiry(cpSemaFile));
     if (!file && errno == ENOENT) {
-        trace_at(2, "[%6d] semaphore file %s does not exist", own_pid(), cpSemaFile);
+        trace_at(TRACE_DETAILS, "[%6d] semaphore file %s does not exist", own_pid(), cpSemaFile);
         return SEMA_SUCCESS;
     }
     if (!file) {
@@ -106,10 +106,11 @@ int inquire(const char *cpSemaFile, SCT_SEMA *pS) {
     const std::string holder = content_of(file.get());
     if (!holder.empty()) {
         text_copy(pS->szMsg, holder);
-        trace_at(2, "[%6d] got (%d): %s", own_pid(), static_cast<int>(holder.size()),
+        trace_at(TRACE_DETAILS, "[%6d] got (%d): %s", own_pid(), static_cast<int>(holder.size()),
                  holder.c_str());
     }
-    trace_at(2, "[%6d] try to inquire lock state requested by %s", own_pid(), pS->szCaller);
+    trace_at(TRACE_DETAILS, "[%6d] try to inquire lock state requested by %s", own_pid(),
+             pS->szCaller);
     if (lock_file(file.get(), F_SETLK)) {
         return inquire_free(file.get(), holder, pS);
     }
@@ -127,7 +128,7 @@ int open_lock_file(const char *cpSemaFile) {
 // be made for it, could be made. The descriptor is -1 when the semaphore cannot be had.
 int open_for_taking(const char *cpSemaFile, SCT_SEMA *pS, unique_fd *file) {
     constexpr char kDirectory[] = "/tmp";
-    trace_at(2, "[%6d] open lock file %s", own_pid(), cpSemaFile);
+    trace_at(TRACE_DETAILS, "[%6d] open lock file %s", own_pid(), cpSemaFile);
     file->reset(open_lock_file(cpSemaFile));
     if (lift_descriptor(file)) {
         return SEMA_SUCCESS;
@@ -136,7 +137,7 @@ int open_for_taking(const char *cpSemaFile, SCT_SEMA *pS, unique_fd *file) {
         return failure(pS, SEMA_FATAL, "failed to open lock file");
     }
     const int eState = failure(pS, SEMA_WARNING, "failed to open lock file");
-    trace_at(2, "try to create directory %s", kDirectory);
+    trace_at(TRACE_DETAILS, "try to create directory %s", kDirectory);
     if (::mkdir(kDirectory, 0775) != 0) {
         return eState;
     }
@@ -203,7 +204,7 @@ int take(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
     const int eFlag = close_on_exec(file.get(), pS);
     eState = eFlag == SEMA_SUCCESS ? eState : eFlag;
     pS->hSema = file.release();
-    trace_at(2, "[%6d] got exclusive lock for %s", own_pid(), cpSemaFile);
+    trace_at(TRACE_DETAILS, "[%6d] got exclusive lock for %s", own_pid(), cpSemaFile);
     return eState;
 }
 
@@ -230,9 +231,9 @@ int release(const char *cpSemaFile, SCT_SEMA *pS) {
                    holder.c_str(), pS->szSema);
         eState = SEMA_WARNING;
     } else {
-        trace_at(2, "[%6d] - %s", own_pid(), pS->szMsg);
+        trace_at(TRACE_DETAILS, "[%6d] - %s", own_pid(), pS->szMsg);
     }
-    trace_at(2, "[%6d] - reset", own_pid());
+    trace_at(TRACE_DETAILS, "[%6d] - reset", own_pid());
     pS->hSema = 0;
     return eState;
 }
@@ -265,9 +266,9 @@ int x_Semaphore(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
     static bool bVersionTraced = false;
     if (!bVersionTraced) {
         bVersionTraced = true;
-        trace_at(2, "%s", kVersion);
+        trace_at(TRACE_DETAILS, "%s", kVersion);
     }
-    trace_at(1, "+++ x_Semaphore [%6d] %c %s", own_pid(), cFunction, cpSemaFile);
+    trace_at(TRACE_EVENTS, "+++ x_Semaphore [%6d] %c %s", own_pid(), cFunction, cpSemaFile);
     text_copy(pS->szMsg, "");
     int eState = SEMA_ERROR;
     switch (cFunction) {
@@ -287,29 +288,29 @@ int x_Semaphore(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
         text_print(pS->szMsg, "error: invalid argument %c", cFunction);
         break;
     }
-    trace_at(1, "--- x_Semaphore [%6d] %c returns: %d (%s): %s", own_pid(), cFunction, eState,
-             code_name(eState), pS->szMsg);
+    trace_at(TRACE_EVENTS, "--- x_Semaphore [%6d] %c returns: %d (%s): %s", own_pid(), cFunction,
+             eState, code_name(eState), pS->szMsg);
     return eState;
 }
 
 int i_SEMA(char cFunction, SCT_SEMA *pS, str_log strLog) {
-    trace_log(&strLog, 1, "+++ SEMA [%6d] %c %s", own_pid(), cFunction, pS->szSema);
+    trace_log(&strLog, TRACE_EVENTS, "+++ SEMA [%6d] %c %s", own_pid(), cFunction, pS->szSema);
     char szFile[576];
     lock_file_of(*pS, szFile);
-    trace_log(&strLog, 2, "sema file name: '%s'", szFile);
+    trace_log(&strLog, TRACE_DETAILS, "sema file name: '%s'", szFile);
     const int eState =
         cFunction == '?' ? inquire_alone(szFile, pS) : x_Semaphore(cFunction, szFile, pS);
     if (eState == SEMA_ERROR || eState == SEMA_FATAL) {
         log_error(eState, cFunction, pS, strLog);
     }
-    trace_log(&strLog, 1, "--- SEMA [%6d] %c returns: %d (%s): %s", own_pid(), cFunction, eState,
-              code_name(eState), pS->szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- SEMA [%6d] %c returns: %d (%s): %s", own_pid(), cFunction,
+              eState, code_name(eState), pS->szMsg);
     return eState;
 }
 
 void log_error(int eState, char cFunction, SCT_SEMA *pS, str_log strLog) {
-    trace_log(&strLog, 1, "--- SEMA: [%6d] i_SEMA( %c, %s, %s) returned %s: %s", own_pid(),
-              cFunction, pS->szSema, pS->szCaller, code_name(eState), pS->szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- SEMA: [%6d] i_SEMA( %c, %s, %s) returned %s: %s",
+              own_pid(), cFunction, pS->szSema, pS->szCaller, code_name(eState), pS->szMsg);
     if (eState == SEMA_FATAL) {
         std::printf("STATUS=%s MSG=Operation '%c' for semaphore [%s] with caller [%s] failed with: "
                     "%s\n",

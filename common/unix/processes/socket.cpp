@@ -25,18 +25,18 @@ bool may_retry() {
 bool check_retry(ssize_t got, int *piRetries) {
     ++*piRetries;
     if (got == 0) {
-        trace_at(2, "iSendBuffer: retry (%d) bcs. send() returned 0", *piRetries);
+        trace_at(TRACE_DETAILS, "iSendBuffer: retry (%d) bcs. send() returned 0", *piRetries);
     } else if (may_retry()) {
-        trace_at(2,
+        trace_at(TRACE_DETAILS,
                  "iSendBuffer: retry (%d) send() - got EAGAIN/EINTR/EWOULDBLOCK (errno=%d) > break "
                  "send() loop",
                  *piRetries, errno);
     } else {
-        trace_at(2, "iSendBuffer: got socket error %d > break send() loop", errno);
+        trace_at(TRACE_DETAILS, "iSendBuffer: got socket error %d > break send() loop", errno);
         return false;
     }
     if (*piRetries > kMostRetries) {
-        trace_at(2, "iSendBuffer: Error: Breaking send() after 30 retries.");
+        trace_at(TRACE_DETAILS, "iSendBuffer: Error: Breaking send() after 30 retries.");
         return false;
     }
     if (*piRetries >= 2) {
@@ -50,7 +50,7 @@ bool check_retry(ssize_t got, int *piRetries) {
 int iSetNonBlockmode(int fdSocket, int bNonBlockMode) {
     const int iOld = ::fcntl(fdSocket, F_GETFL);
     const int iFlags = bNonBlockMode == 1 ? iOld | O_NONBLOCK : iOld & ~O_NONBLOCK;
-    trace_at(2, "SetNonBlockmode: fcntl with %d", iFlags);
+    trace_at(TRACE_DETAILS, "SetNonBlockmode: fcntl with %d", iFlags);
     return iOld < 0 ? iOld : ::fcntl(fdSocket, F_SETFL, iFlags);
 }
 
@@ -71,14 +71,15 @@ int iSendBuffer(int iSocket, const char *szBuf, int iBuflen, int iFlags) {
         }
     }
     if (got < 0) {
-        trace_at(2, "iSendBuffer: send() failed after %d bytes from %d sent", iSent, iBuflen);
+        trace_at(TRACE_DETAILS, "iSendBuffer: send() failed after %d bytes from %d sent", iSent,
+                 iBuflen);
         return static_cast<int>(got);
     }
     return iSent;
 }
 
 void cm_CloseSocketsAndCleanup(int iFHandles, ...) {
-    trace_at(2, "CloseSocketsAndCleanup: closing %d sockets", iFHandles);
+    trace_at(TRACE_DETAILS, "CloseSocketsAndCleanup: closing %d sockets", iFHandles);
     va_list sockets;
     va_start(sockets, iFHandles);
     for (int i = 1; i <= iFHandles; ++i) {
@@ -87,14 +88,14 @@ void cm_CloseSocketsAndCleanup(int iFHandles, ...) {
             continue;
         }
         if (::shutdown(iSocket, SHUT_WR) != 0) {
-            trace_at(2, "CloseSocketsAndCleanup: %d shutdown(%d, 1) returned [%s]", i, iSocket,
-                     error_text(errno).c_str());
+            trace_at(TRACE_DETAILS, "CloseSocketsAndCleanup: %d shutdown(%d, 1) returned [%s]", i,
+                     iSocket, error_text(errno).c_str());
         }
         ::close(iSocket);
-        trace_at(2, "CloseSocketsAndCleanup: %d (%d) closed", i, iSocket);
+        trace_at(TRACE_DETAILS, "CloseSocketsAndCleanup: %d (%d) closed", i, iSocket);
     }
     va_end(sockets);
-    trace_at(2, "CloseSocketsAndCleanup: cleaned up");
+    trace_at(TRACE_DETAILS, "CloseSocketsAndCleanup: cleaned up");
 }
 
 int vn_sockerror() {

@@ -117,7 +117,7 @@ void copy_file(str_log *strLog, const char *cpFile) {
     if (!out) {
         return;
     }
-    trace_log(strLog, 0, "COPY_FILE [%s]", szName);
+    trace_log(strLog, TRACE_ALWAYS, "COPY_FILE [%s]", szName);
     long long lRest = 0;
     const unique_file file = open_regular(szName, &lRest);
     if (!file) {
@@ -164,7 +164,7 @@ __attribute__((format(printf, 2, 0))) void write_trace(str_log *strLog, const ch
 __attribute__((format(printf, 1, 0))) void write_local(const char *cpFormat, va_list arguments) {
     char szText[kLocalTextSize];
     text_vprint(szText, sizeof szText, cpFormat, arguments);
-    trace_log(&strLocalLog, 0, "%s", szText);
+    trace_log(&strLocalLog, TRACE_ALWAYS, "%s", szText);
 }
 
 // The level that module szModule has in the debug switch file, 0 if none.
@@ -197,8 +197,8 @@ void configure_record(const char *cpKeyFile, const char *cpKeyDebug, const char 
     strLog->szIns[0] = '\0';
     const int iLevel = log_check(cpKeyDebug);
     if (iLogInitialized && strLog->iFlg > 2) {
-        trace_log(strLog, 0, "Logging switched to %s, module %s, Loglevel %d", file.c_str(),
-                  cpKeyDebug, iLevel);
+        trace_log(strLog, TRACE_ALWAYS, "Logging switched to %s, module %s, Loglevel %d",
+                  file.c_str(), cpKeyDebug, iLevel);
     }
     strLog->iVerify = 0;
     strLog->iFlg = iLevel;
@@ -207,7 +207,8 @@ void configure_record(const char *cpKeyFile, const char *cpKeyDebug, const char 
     if (iLevel > 0) {
         char szParent[512];
         get_parent_info(szParent, sizeof szParent);
-        trace_log(strLog, 0, "Logging %s for module %s: Loglevel %d, PID=%d, parent process: %s",
+        trace_log(strLog, TRACE_ALWAYS,
+                  "Logging %s for module %s: Loglevel %d, PID=%d, parent process: %s",
                   iLogEnabledMsg ? "switched" : "enabled", cpKeyDebug, iLevel,
                   static_cast<int>(getpid()), szParent);
         iLogEnabledMsg = true;
@@ -248,11 +249,11 @@ void choose_language(str_log *strLog) {
     char szMsg[256];
     if (i_READ_INI("VN_INI", "[SETUP]", "lang", szLanguage, sizeof szLanguage, szMsg,
                    sizeof szMsg) == 1) {
-        trace_log(strLog, 2, "set language to %s", szLanguage);
+        trace_log(strLog, TRACE_DETAILS, "set language to %s", szLanguage);
         eLang = language_of(szLanguage);
         return;
     }
-    trace_log(strLog, 2, "didn't find key lang in vn.ini > set language to en");
+    trace_log(strLog, TRACE_DETAILS, "didn't find key lang in vn.ini > set language to en");
     eLang = LANG_EN;
 }
 
@@ -337,7 +338,8 @@ void v_set_log_main(const char *cpKeyFile, const char *cpKeyDebug, str_log *strL
 }
 
 void v_set_log(int iLogLevel, int iVerbose, str_log *strLog) {
-    trace_log(strLog, 1, "v_set_log: Set loglevel %d, verbose %d", strLog->iFlg, strLog->iVerify);
+    trace_log(strLog, TRACE_EVENTS, "v_set_log: Set loglevel %d, verbose %d", strLog->iFlg,
+              strLog->iVerify);
     strLog->iFlg = iLogLevel;
     strLog->iVerify = iVerbose;
     if (strLog == pstrFirstLog) {

@@ -30,7 +30,8 @@ struct s_SCAN {
 // A quote at the end of a bare word: the word is passed on, the quoted text begins.
 void end_word_at_quote(s_SCAN *s, std::size_t i, char quote, str_log *strLog) {
     s->cut(i);
-    trace_log(strLog, 3, "%d: [%c] add pszLastArg[%s]", static_cast<int>(i), quote, s->piece());
+    trace_log(strLog, TRACE_NOISE, "%d: [%c] add pszLastArg[%s]", static_cast<int>(i), quote,
+              s->piece());
     s->add_piece();
     s->iPiece = i + 1;
     s->bWord = false;
@@ -41,12 +42,12 @@ void end_word_at_quote(s_SCAN *s, std::size_t i, char quote, str_log *strLog) {
 void take_double(s_SCAN *s, std::size_t i, str_log *strLog) {
     s->cut(i);
     if (s->bDouble || std::strcmp(s->piece(), " ") != 0) {
-        trace_log(strLog, 3, "%d: add (%d) pszLastArg[%s]", static_cast<int>(i), s->bDouble ? 2 : 1,
-                  s->piece());
+        trace_log(strLog, TRACE_NOISE, "%d: add (%d) pszLastArg[%s]", static_cast<int>(i),
+                  s->bDouble ? 2 : 1, s->piece());
         s->add_piece();
     }
     if (!s->bDouble) {
-        trace_log(strLog, 3, "%d: set pszLastArg", static_cast<int>(i));
+        trace_log(strLog, TRACE_NOISE, "%d: set pszLastArg", static_cast<int>(i));
     }
     s->iPiece = i + 1;
     s->bDouble = !s->bDouble;
@@ -59,8 +60,8 @@ void take_single(s_SCAN *s, std::size_t i, str_log *strLog) {
         s->cut(i);
     }
     if (s->bSingle || std::strcmp(s->piece(), " ") != 0) {
-        trace_log(strLog, 3, "%d: add (%d) pszLastArg[%s]", static_cast<int>(i), s->bSingle ? 4 : 3,
-                  s->piece());
+        trace_log(strLog, TRACE_NOISE, "%d: add (%d) pszLastArg[%s]", static_cast<int>(i),
+                  s->bSingle ? 4 : 3, s->piece());
         s->add_piece();
     }
     s->iPiece = i + 1;
@@ -69,7 +70,8 @@ void take_single(s_SCAN *s, std::size_t i, str_log *strLog) {
 
 void end_argument(s_SCAN *s, std::size_t i, str_log *strLog) {
     s->cut(i);
-    trace_log(strLog, 3, "%d: [%c] strcat pszLastArg[%s\"]", static_cast<int>(i), ' ', s->piece());
+    trace_log(strLog, TRACE_NOISE, "%d: [%c] strcat pszLastArg[%s\"]", static_cast<int>(i), ' ',
+              s->piece());
     s->add_piece();
     s->add("\"");
     s->iPiece = i + 1;
@@ -86,7 +88,7 @@ void vConvertCommand(const char *cpCommand, char *cpResult, int iSize, str_log *
     for (std::size_t i = 0; i < length; ++i) {
         const char letter = s.command[i];
         if (letter == '\\') {
-            trace_log(strLog, 3, "escape '\\' found before char [%c]",
+            trace_log(strLog, TRACE_NOISE, "escape '\\' found before char [%c]",
                       i + 1 < length ? s.command[i + 1] : ' ');
             ++i;
         } else if ((letter == '"' || letter == '\'') && s.bWord) {
@@ -102,8 +104,8 @@ void vConvertCommand(const char *cpCommand, char *cpResult, int iSize, str_log *
         }
     }
     if (s.iPiece < length) {
-        trace_log(strLog, 3, "%d: [%c] add last pszLastArg[%s]", static_cast<int>(length), ' ',
-                  s.piece());
+        trace_log(strLog, TRACE_NOISE, "%d: [%c] add last pszLastArg[%s]", static_cast<int>(length),
+                  ' ', s.piece());
         s.add_piece();
     }
     if (!s.result.empty() && s.result.back() == '"') {

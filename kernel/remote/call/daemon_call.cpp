@@ -33,7 +33,7 @@ s_PORT_RANGE port_range(const char *cpOptions, str_log *strLog) {
     if (cpOption == nullptr) {
         return {0, 0};
     }
-    trace_log(strLog, 2, "Use restricted port range bcs. of argument %s", cpOption);
+    trace_log(strLog, TRACE_DETAILS, "Use restricted port range bcs. of argument %s", cpOption);
     std::string range = std::strlen(cpOption) > 3 ? cpOption + 3 : cpOption;
     range.erase(0, std::min(range.find_first_not_of(' '), range.size()));
     range.resize(std::min(range.find(' '), range.size())); // what follows is another option
@@ -42,7 +42,7 @@ s_PORT_RANGE port_range(const char *cpOptions, str_log *strLog) {
     const std::size_t iEqual = iPort == std::string::npos ? iPort : range.find('=', iPort);
     if (iEqual != std::string::npos) {
         range.erase(0, iEqual + 1);
-        trace_log(strLog, 2, "Port range %s", range.c_str());
+        trace_log(strLog, TRACE_DETAILS, "Port range %s", range.c_str());
     }
     s_PORT_RANGE ports = {};
     ports.iStart = static_cast<int>(std::strtol(range.c_str(), nullptr, 10));
@@ -50,10 +50,11 @@ s_PORT_RANGE port_range(const char *cpOptions, str_log *strLog) {
     if (iDash != std::string::npos) {
         ports.iEnd = static_cast<int>(std::strtol(range.c_str() + iDash + 1, nullptr, 10));
     } else {
-        trace_log(strLog, 2, "Attention: no range delimiter '-' found in: [%s]", range.c_str());
+        trace_log(strLog, TRACE_DETAILS, "Attention: no range delimiter '-' found in: [%s]",
+                  range.c_str());
         ports.iEnd = ports.iStart;
     }
-    trace_log(strLog, 2, "Use restricted port range: %d-%d", ports.iStart, ports.iEnd);
+    trace_log(strLog, TRACE_DETAILS, "Use restricted port range: %d-%d", ports.iStart, ports.iEnd);
     return ports;
 }
 
@@ -72,24 +73,25 @@ int open_connections(const RCMD &rcmd, const char *cpConverted, s_SOCKETS *socke
     const int iPort = static_cast<int>(std::strtol(rcmd.szPort, nullptr, 10));
     if (std::strstr(rcmd.szPortOpt, "-d") != nullptr) {
         giSingleConnection = 0;
-        trace_log(strLog, 2, "Use double stdout and stderr connection bcs. of argument %s",
-                  rcmd.szPortOpt);
+        trace_log(strLog, TRACE_DETAILS,
+                  "Use double stdout and stderr connection bcs. of argument %s", rcmd.szPortOpt);
     }
     const s_PORT_RANGE ports = port_range(rcmd.szPortOpt, strLog);
     if (giSingleConnection != 0) {
-        trace_log(strLog, 2,
+        trace_log(strLog, TRACE_DETAILS,
                   "giSingleConnection vn_ctrlc calling ctrld port %d, user %s, host %s, cmd [%s]",
                   iPort, szUser, szHost, cpConverted);
         sockets->hSecond = 0;
         return vn_ctrl(szHost, iPort, 0, 0, szUser, cpConverted, &sockets->hFirst, nullptr,
                        rcmd.iTimeout);
     }
-    trace_log(strLog, 2, "vn_ctrlc calling ctrld port %d:%d-%d, user %s, host %s, cmd [%s]", iPort,
+    trace_log(strLog, TRACE_DETAILS,
+              "vn_ctrlc calling ctrld port %d:%d-%d, user %s, host %s, cmd [%s]", iPort,
               ports.iStart, ports.iEnd, szUser, szHost, cpConverted);
     const int iResult = vn_ctrl(szHost, iPort, ports.iStart, ports.iEnd, szUser, cpConverted,
                                 &sockets->hFirst, &sockets->hSecond, rcmd.iTimeout);
     if (iResult == 0 && sockets->hSecond < 0) {
-        trace_log(strLog, 1,
+        trace_log(strLog, TRACE_EVENTS,
                   "Warning: vn_ctrl() returned no valid socket for 2nd port > switch to single "
                   "port communication");
         giSingleConnection = 1;
@@ -103,7 +105,7 @@ void tell_failure(RCMD *pRCmd, str_log *strLog) {
     const std::string error = vn_ctrl_geterror();
     const char *cpFile = pRCmd->szErrFile[0] != '\0' ? pRCmd->szErrFile : pRCmd->szOutFile;
     if (pRCmd->szOutFile[0] == '\0') {
-        trace_log(strLog, 1, "ERROR vn_ctrlc: %s", error.c_str());
+        trace_log(strLog, TRACE_EVENTS, "ERROR vn_ctrlc: %s", error.c_str());
     } else if (const unique_file file(std::fopen(cpFile, "a+e")); file) {
         std::fprintf(file.get(), "ERROR: %s", error.c_str());
     }
@@ -129,8 +131,8 @@ s_FILE open_file(const char *cpName, const char *cpMode, const char *cpWhat, str
         std::setvbuf(result.file.get(), nullptr, _IONBF, 0); // it is written in blocks
     } else {
         result.bFailed = true;
-        trace_log(strLog, 1, "--- VN_CTRLC_LIB  fopen(%s file [%s]) failed: return %d", cpWhat,
-                  cpName, 1);
+        trace_log(strLog, TRACE_EVENTS, "--- VN_CTRLC_LIB  fopen(%s file [%s]) failed: return %d",
+                  cpWhat, cpName, 1);
     }
     return result;
 }
@@ -143,7 +145,7 @@ int transfer(RCMD *pRCmd, const s_SOCKETS &sockets, bool *pbOpened, str_log strL
     if (in.bFailed) {
         return 1;
     }
-    trace_log(&strLog, 2, in.file ? "got stdin file [%s]" : "didn't get stdin file%s",
+    trace_log(&strLog, TRACE_DETAILS, in.file ? "got stdin file [%s]" : "didn't get stdin file%s",
               pRCmd->szInFile);
     const char *cpMode = pRCmd->bAppendMode ? "ae" : "we";
     s_FILE out = open_file(pRCmd->szOutFile, cpMode, "stdout", &strLog);
@@ -162,7 +164,7 @@ int transfer(RCMD *pRCmd, const s_SOCKETS &sockets, bool *pbOpened, str_log strL
     output_begin();
     std::FILE *fd_stdout = out.file ? out.file.get() : stdout;
     std::FILE *fd_stderr = err.file ? err.file.get() : out.file ? out.file.get() : stderr;
-    trace_log(&strLog, 2, "calling start_transfer (%d): **** socket %d",
+    trace_log(&strLog, TRACE_DETAILS, "calling start_transfer (%d): **** socket %d",
               err.file   ? 3
               : out.file ? 2
                          : 1,
@@ -170,7 +172,8 @@ int transfer(RCMD *pRCmd, const s_SOCKETS &sockets, bool *pbOpened, str_log strL
     start_transfer(in.file.get(), fd_stdout, fd_stderr, pRCmd, sockets.hFirst, sockets.hSecond,
                    strLog);
     if (out.file) {
-        trace_log(&strLog, 2, err.file ? "close stdout & stderr handles" : "close stdout handle");
+        trace_log(&strLog, TRACE_DETAILS,
+                  err.file ? "close stdout & stderr handles" : "close stdout handle");
     }
     const bool bOut = output_close(&out.file, pRCmd->szOutFile, pRCmd);
     const bool bErr = output_close(&err.file, pRCmd->szErrFile, pRCmd);
@@ -180,38 +183,40 @@ int transfer(RCMD *pRCmd, const s_SOCKETS &sockets, bool *pbOpened, str_log strL
 } // namespace
 
 int ctrlc_lib_call(RCMD *psctRcmd, str_log strLog) {
-    trace_log(&strLog, 1,
+    trace_log(&strLog, TRACE_EVENTS,
               "+++ VN_CTRLC_LIB is called with: Port [%s], option [%s], user [%s], host [%s], cmd "
               "[%s]",
               psctRcmd->szPort, psctRcmd->szPortOpt, psctRcmd->szUser, psctRcmd->szClient,
               psctRcmd->szCmd);
-    trace_log(&strLog, 2, "infile %s, outfile %s, errfile %s", psctRcmd->szInFile,
+    trace_log(&strLog, TRACE_DETAILS, "infile %s, outfile %s, errfile %s", psctRcmd->szInFile,
               psctRcmd->szOutFile, psctRcmd->szErrFile);
-    trace_log(&strLog, 2, "LOG_LEVEL %d", strLog.iFlg);
+    trace_log(&strLog, TRACE_DETAILS, "LOG_LEVEL %d", strLog.iFlg);
     g_iEXITCODE = 255;
     std::vector<char> converted(kConvertedSize);
     vConvertCommand(psctRcmd->szCmd, converted.data(), kConvertedSize, &strLog);
     s_SOCKETS sockets = {};
     const int iOpened = open_connections(*psctRcmd, converted.data(), &sockets, &strLog);
     if (iOpened != 0) {
-        trace_log(&strLog, 1, "ERROR: vn_ctrlc call failed for user %s, host %s, cmd [%s]",
-                  psctRcmd->szUser, psctRcmd->szClient, converted.data());
+        trace_log(&strLog, TRACE_EVENTS,
+                  "ERROR: vn_ctrlc call failed for user %s, host %s, cmd [%s]", psctRcmd->szUser,
+                  psctRcmd->szClient, converted.data());
         tell_failure(psctRcmd, &strLog);
-        trace_log(&strLog, 1, "--- VN_CTRLC_LIB: ERROR vn_ctrl call failed with return: %d",
-                  iOpened);
+        trace_log(&strLog, TRACE_EVENTS,
+                  "--- VN_CTRLC_LIB: ERROR vn_ctrl call failed with return: %d", iOpened);
         return iOpened;
     }
-    trace_log(&strLog, 2, "vn_ctrlc call ok for user %s, host %s, cmd [%s]", psctRcmd->szUser,
-              psctRcmd->szClient, converted.data());
-    trace_log(&strLog, 2, "ctrlc_lib_call: First SOCKET = [%d]", sockets.hFirst);
+    trace_log(&strLog, TRACE_DETAILS, "vn_ctrlc call ok for user %s, host %s, cmd [%s]",
+              psctRcmd->szUser, psctRcmd->szClient, converted.data());
+    trace_log(&strLog, TRACE_DETAILS, "ctrlc_lib_call: First SOCKET = [%d]", sockets.hFirst);
     if (sockets.hSecond > 0) {
-        trace_log(&strLog, 2, "ctrlc_lib_call: With second SOCKET = [%d]", sockets.hSecond);
+        trace_log(&strLog, TRACE_DETAILS, "ctrlc_lib_call: With second SOCKET = [%d]",
+                  sockets.hSecond);
     }
     bool bOpened = false;
     const int iExit = transfer(psctRcmd, sockets, &bOpened, strLog);
     cm_CloseSocketsAndCleanup(sockets.hSecond > 0 ? 2 : 1, sockets.hFirst, sockets.hSecond);
     if (bOpened) {
-        trace_log(&strLog, 1, "--- VN_CTRLC_LIB  returns %d", iExit);
+        trace_log(&strLog, TRACE_EVENTS, "--- VN_CTRLC_LIB  returns %d", iExit);
     }
     return iExit;
 }

@@ -42,15 +42,16 @@ void trace_remote_line(std::string_view line, std::size_t iConsumed, std::size_t
                        bool bTrim, str_log *strLog) {
     const int iData = static_cast<int>(iBuffered);
     const int iTaken = static_cast<int>(iConsumed);
-    trace_log(strLog, 2, "szGetLine: buffer size %d, trim flag %s", iData,
+    trace_log(strLog, TRACE_DETAILS, "szGetLine: buffer size %d, trim flag %s", iData,
               bTrim ? "TRUE" : "FALSE");
     if (iConsumed == line.size()) {
-        trace_log(strLog, 2, "szGetLine: !!! LF position %d == line size %d (buf size %d)\n",
-                  iTaken, iTaken, iData);
+        trace_log(strLog, TRACE_DETAILS,
+                  "szGetLine: !!! LF position %d == line size %d (buf size %d)\n", iTaken, iTaken,
+                  iData);
     } else {
-        trace_log(strLog, 2, "szGetLine: got LF at position %d", iTaken - 1);
+        trace_log(strLog, TRACE_DETAILS, "szGetLine: got LF at position %d", iTaken - 1);
     }
-    trace_log(strLog, 2, "szGetLine: return size %d", iData - iTaken);
+    trace_log(strLog, TRACE_DETAILS, "szGetLine: return size %d", iData - iTaken);
 }
 
 bool may_hold_result(std::string_view line) {

@@ -106,7 +106,7 @@ void check_piece(const std::string &piece, RCMD *pRCmd) {
 void append_trimmed(t_LL list, const std::string &piece, const char *cpMark, str_log *strLog) {
     std::string line = piece;
     str_trim(line.data());
-    trace_log(strLog, 2, "%s %s", cpMark, line.c_str());
+    trace_log(strLog, TRACE_DETAILS, "%s %s", cpMark, line.c_str());
     InsLastLLf(list, std::strlen(line.c_str()) + 1, line.c_str());
 }
 
@@ -138,8 +138,8 @@ void relay(DB_PROC_PIP *pipe, RCMD *pRCmd, const s_TARGETS &targets, str_log *st
     s_CHANNEL err = {iPIPE_READ_STDERR, "", true};
     std::string piece;
     while (out.bOpen || err.bOpen) {
-        trace_log(strLog, 2, "loop with iRetStdout %d and iRetStderr %d", out.bOpen ? 1 : 0,
-                  err.bOpen ? 1 : 0);
+        trace_log(strLog, TRACE_DETAILS, "loop with iRetStdout %d and iRetStderr %d",
+                  out.bOpen ? 1 : 0, err.bOpen ? 1 : 0);
         if (out.bOpen && read_piece(pipe, &out, &piece)) {
             take_stdout(piece, pRCmd, targets, strLog);
         }
@@ -154,7 +154,7 @@ int start(const char *cpCmd, RCMD *pRCmd, DB_PROC_PIP *pipe, str_log *strLog) {
     const bool bInput = pRCmd->szInFile[0] != '\0';
     int iResult = 0;
     if (bInput) {
-        trace_log(strLog, 2, "got infile [%s]", pRCmd->szInFile);
+        trace_log(strLog, TRACE_DETAILS, "got infile [%s]", pRCmd->szInFile);
         iResult = iPIPE_OPEN_STDIN(cpCmd, "rwe", pRCmd->szInFile, szMsg, sizeof szMsg, pipe);
     } else {
         iResult = iPIPE_OPEN(cpCmd, "re", szMsg, sizeof szMsg, pipe);
@@ -170,7 +170,7 @@ int start(const char *cpCmd, RCMD *pRCmd, DB_PROC_PIP *pipe, str_log *strLog) {
 // A command that could not be started; the caller may have said that it takes care itself.
 int not_started(RCMD *pRCmd, const s_TARGETS &targets, str_log *strLog) {
     if (!pRCmd->bCommandNotFound) {
-        trace_log(strLog, 2, "write system message to error output");
+        trace_log(strLog, TRACE_DETAILS, "write system message to error output");
         std::fprintf(targets.err, "%s\n", pRCmd->szMsg);
     }
     pRCmd->bCommandNotFound = 1;
@@ -188,10 +188,11 @@ bool close_targets(RCMD *pRCmd, s_TARGETS *targets) {
 } // namespace
 
 int i_PIPE_OPEN_RCMD(const char *cpCmd, BOOL bAliveCheck, RCMD *psctRcmd, str_log strLog) {
-    trace_log(&strLog, 1, "+++ PIPE_OPEN_RCMD: [%s]", cpCmd);
-    trace_log(&strLog, 2, "PIPE_OPEN_RCMD: alive check %d", bAliveCheck);
+    trace_log(&strLog, TRACE_EVENTS, "+++ PIPE_OPEN_RCMD: [%s]", cpCmd);
+    trace_log(&strLog, TRACE_DETAILS, "PIPE_OPEN_RCMD: alive check %d", bAliveCheck);
     if (psctRcmd->bAppendMode) {
-        trace_log(&strLog, 2, "PIPE_OPEN_RCMD: RCMD.bAppendMode is set so append output to file");
+        trace_log(&strLog, TRACE_DETAILS,
+                  "PIPE_OPEN_RCMD: RCMD.bAppendMode is set so append output to file");
     }
     output_begin();
     s_TARGETS targets;
@@ -210,7 +211,8 @@ int i_PIPE_OPEN_RCMD(const char *cpCmd, BOOL bAliveCheck, RCMD *psctRcmd, str_lo
         iResult = 1;
     }
     str_trim(psctRcmd->szSts);
-    trace_log(&strLog, 2, "--- PIPE_OPEN_RCMD: STATUS=%s MSG=%s", psctRcmd->szSts, psctRcmd->szMsg);
-    trace_log(&strLog, 1, "--- PIPE_OPEN_RCMD retrun %d", iResult);
+    trace_log(&strLog, TRACE_DETAILS, "--- PIPE_OPEN_RCMD: STATUS=%s MSG=%s", psctRcmd->szSts,
+              psctRcmd->szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- PIPE_OPEN_RCMD retrun %d", iResult);
     return iResult;
 }

@@ -72,8 +72,8 @@ bool take_signal(s_RELAY *r) {
     if (iCode < 0 || r->bExitSet) {
         return false;
     }
-    trace_log(r->strLog, 2, "signal_handler: SIGURG received");
-    trace_log(r->strLog, 2, "signal_handler: OOB signal received on Sd%d:%d",
+    trace_log(r->strLog, TRACE_DETAILS, "signal_handler: SIGURG received");
+    trace_log(r->strLog, TRACE_DETAILS, "signal_handler: OOB signal received on Sd%d:%d",
               static_cast<int>(iSignalSocket), iCode);
     g_iEXITCODE = iCode;
     r->bExitSet = true;
@@ -82,7 +82,7 @@ bool take_signal(s_RELAY *r) {
 
 // An exception on a socket: the exit code, unless the signal handler had it already.
 bool take_urgent(s_RELAY *r, const s_STREAM &stream) {
-    trace_log(r->strLog, 2, "write_output: %s SOCKET exception.",
+    trace_log(r->strLog, TRACE_DETAILS, "write_output: %s SOCKET exception.",
               stream.iNumber == 1 ? "1st" : "2nd");
     char code = 0;
     if (::recv(stream.hSocket, &code, 1, MSG_OOB) != 1) {
@@ -90,7 +90,7 @@ bool take_urgent(s_RELAY *r, const s_STREAM &stream) {
     }
     g_iEXITCODE = static_cast<unsigned char>(code);
     r->bExitSet = true;
-    trace_log(r->strLog, 2, "write_output: OOB signal received%s: exit code = %d",
+    trace_log(r->strLog, TRACE_DETAILS, "write_output: OOB signal received%s: exit code = %d",
               stream.iNumber == 1 ? "" : " on 2nd Socket", g_iEXITCODE);
     return true;
 }
@@ -121,7 +121,7 @@ void store_line(s_RELAY *r, s_STREAM *stream, std::string_view line, std::size_t
         const std::string copy(text);
         InsLastLLf(stream->list, copy.size() + 1, copy.c_str());
     }
-    trace_log(r->strLog, 2, "%s [%.*s]", stream->cpMark, static_cast<int>(text.size()),
+    trace_log(r->strLog, TRACE_DETAILS, "%s [%.*s]", stream->cpMark, static_cast<int>(text.size()),
               text.data());
 }
 
@@ -144,17 +144,18 @@ bool take_data(s_RELAY *r, s_STREAM *stream) {
     const char *cpName = stream->iNumber == 1 ? "1st" : "2nd";
     char *free = stream->buffer + stream->iEnd;
     const ssize_t got = ::recv(stream->hSocket, free, kBufferSize - stream->iEnd, 0);
-    trace_log(r->strLog, 2, "write_output: %s SOCKET activity. Bytes received: %d", cpName,
-              static_cast<int>(got));
+    trace_log(r->strLog, TRACE_DETAILS, "write_output: %s SOCKET activity. Bytes received: %d",
+              cpName, static_cast<int>(got));
     if (got < 0) {
-        trace_log(r->strLog, 2, "write_output: %s SOCKET error: [%s]", cpName,
+        trace_log(r->strLog, TRACE_DETAILS, "write_output: %s SOCKET error: [%s]", cpName,
                   "recv() call failed.");
         // A connection that was reset says nothing more; other failures pass.
         stream->bClosed = errno == ECONNRESET || errno == ENOTCONN || errno == ETIMEDOUT;
         return stream->bClosed;
     }
     if (got == 0) {
-        trace_log(r->strLog, 2, "write_output: %s SOCKET closed by remote side.", cpName);
+        trace_log(r->strLog, TRACE_DETAILS, "write_output: %s SOCKET closed by remote side.",
+                  cpName);
         stream->bClosed = true;
         return true;
     }
@@ -171,7 +172,7 @@ bool take_data(s_RELAY *r, s_STREAM *stream) {
 // What a stream has left at its end is its last line.
 void take_rest(s_RELAY *r, s_STREAM *stream) {
     if (stream->iEnd > 0) {
-        trace_log(r->strLog, 2, "process rest of %s buffer",
+        trace_log(r->strLog, TRACE_DETAILS, "process rest of %s buffer",
                   stream->iNumber == 1 ? "stdout" : "stderr");
         store_line(r, stream, {stream->buffer, stream->iEnd}, stream->iEnd);
     }
@@ -183,11 +184,12 @@ int wait_for_streams(s_RELAY *r, pollfd (&wanted)[2]) {
     const short iEvents = r->bExitSet ? POLLIN : POLLIN | POLLPRI;
     wanted[0] = {r->out.bClosed ? -1 : r->out.hSocket, iEvents, 0};
     wanted[1] = {r->err.bClosed ? -1 : r->err.hSocket, iEvents, 0};
-    trace_log(r->strLog, 2, "write_output: Entering select()");
+    trace_log(r->strLog, TRACE_DETAILS, "write_output: Entering select()");
     if (r->pRCmd->iTimeout < 1) {
         return ::poll(wanted, 2, -1);
     }
-    trace_log(r->strLog, 2, "write_output: select() with timeout %d", r->pRCmd->iTimeout);
+    trace_log(r->strLog, TRACE_DETAILS, "write_output: select() with timeout %d",
+              r->pRCmd->iTimeout);
     return ::poll(wanted, 2, static_cast<int>(std::min(r->pRCmd->iTimeout, 2000000)) * 1000);
 }
 
@@ -216,7 +218,7 @@ bool pass(s_RELAY *r, const pollfd (&wanted)[2]) {
 }
 
 void bear_silence(s_RELAY *r) {
-    trace_log(r->strLog, 2,
+    trace_log(r->strLog, TRACE_DETAILS,
               "write_output: select() exit but no data activity on sockets, increasing seamless "
               "loop counter and sleeping 1 sec. iSeamlessLoopCntr [%d]",
               r->iIdle);
@@ -229,13 +231,14 @@ void relay(s_RELAY *r) {
         pollfd wanted[2];
         const int iReady = wait_for_streams(r, wanted);
         if (iReady < 0 && errno == EINTR) {
-            trace_log(r->strLog, 2, "write_output: select() interrupted, loop again.");
+            trace_log(r->strLog, TRACE_DETAILS, "write_output: select() interrupted, loop again.");
             take_signal(r);
             forward_signal(*r);
             continue;
         }
         if (iReady < 0) {
-            trace_log(r->strLog, 1, "select() call failed: %s", error_text(errno).c_str());
+            trace_log(r->strLog, TRACE_EVENTS, "select() call failed: %s",
+                      error_text(errno).c_str());
         }
         const bool bData = iReady > 0 && pass(r, wanted);
         if (take_signal(r) || bData) {
@@ -243,7 +246,7 @@ void relay(s_RELAY *r) {
         } else if (!(r->out.bClosed && r->err.bClosed)) {
             bear_silence(r);
         }
-        trace_log(r->strLog, 2,
+        trace_log(r->strLog, TRACE_DETAILS,
                   "write_output: Status flags: isClosed1 = [%d] isClosed2 = [%d] g_isExitSet = "
                   "[%d]",
                   r->out.bClosed ? 1 : 0, r->err.bClosed ? 1 : 0, r->bExitSet ? 1 : 0);
@@ -270,13 +273,13 @@ void own_socket(int hSocket) {
 // Starts the input pump. Returns its process id, 0 without one.
 pid_t start_input(std::FILE *fd_stdin, int hSocket1, int hSocket2, str_log *strLog) {
     if (fd_stdin == nullptr) {
-        trace_log(strLog, 2, "start_transfer: Didn't got a stdin file handle");
+        trace_log(strLog, TRACE_DETAILS, "start_transfer: Didn't got a stdin file handle");
         return 0;
     }
-    trace_log(strLog, 2, "start_transfer: got a stdin file handle");
+    trace_log(strLog, TRACE_DETAILS, "start_transfer: got a stdin file handle");
     const pid_t child = ::fork();
     if (child < 0) {
-        trace_log(strLog, 1, "fork() call failed: %s", error_text(errno).c_str());
+        trace_log(strLog, TRACE_EVENTS, "fork() call failed: %s", error_text(errno).c_str());
         return 0;
     }
     if (child == 0) {
@@ -312,7 +315,7 @@ void signal_handler(int signo) {
 
 void start_transfer(std::FILE *fd_stdin, std::FILE *fd_stdout, std::FILE *fd_stderr, RCMD *psctRcmd,
                     int hSocket1, int hSocket2, str_log strLog) {
-    trace_log(&strLog, 1, "+++ start_transfer socket %d", hSocket1);
+    trace_log(&strLog, TRACE_EVENTS, "+++ start_transfer socket %d", hSocket1);
     g_hSocket1 = hSocket1;
     g_hSocket2 = hSocket2;
     iSignalCode = -1;
@@ -326,7 +329,7 @@ void start_transfer(std::FILE *fd_stdin, std::FILE *fd_stdout, std::FILE *fd_std
     STDOUT_STDERR_transfer(fd_stdout, fd_stderr, psctRcmd, hSocket1, hSocket2, strLog);
     ::sigaction(SIGURG, &old, nullptr);
     stop_input(child);
-    trace_log(&strLog, 1, "--- start_transfer socket %d", hSocket1);
+    trace_log(&strLog, TRACE_EVENTS, "--- start_transfer socket %d", hSocket1);
 }
 
 void STDIN_transfer(std::FILE *fd_stdin, int hWriteSocket) {
@@ -340,7 +343,7 @@ void STDIN_transfer(std::FILE *fd_stdin, int hWriteSocket) {
             break;
         }
         if (iSendBuffer(hWriteSocket, block, static_cast<int>(got), MSG_NOSIGNAL) < 0) {
-            trace_at(2, "STDIN_transfer: send failed: %s", error_text(errno).c_str());
+            trace_at(TRACE_DETAILS, "STDIN_transfer: send failed: %s", error_text(errno).c_str());
         }
     }
     iSendBuffer(hWriteSocket, kEndOfInput, sizeof kEndOfInput, MSG_NOSIGNAL);
@@ -348,9 +351,9 @@ void STDIN_transfer(std::FILE *fd_stdin, int hWriteSocket) {
 
 void STDOUT_STDERR_transfer(std::FILE *fd_stdout, std::FILE *fd_stderr, RCMD *pRCmd, int hSocket1,
                             int hSocket2, str_log strLog) {
-    trace_log(&strLog, 2, "write_output: start");
+    trace_log(&strLog, TRACE_DETAILS, "write_output: start");
     if (pRCmd->bVerbose) {
-        trace_log(&strLog, 2,
+        trace_log(&strLog, TRACE_DETAILS,
                   "write_output: RCMD.bVerbose is set so write output to stdout/stderr");
     }
     own_socket(hSocket1);
@@ -376,7 +379,7 @@ void STDOUT_STDERR_transfer(std::FILE *fd_stdout, std::FILE *fd_stderr, RCMD *pR
     relay(r.get());
     take_signal(r.get());
     if (r->out.bClosed && r->err.bClosed && !r->bExitSet) {
-        trace_log(&strLog, 2,
+        trace_log(&strLog, TRACE_DETAILS,
                   "write_output: 1st & 2nd SOCKET closed but ExitState still missing >> set "
                   "timeout %d",
                   1);
@@ -386,5 +389,5 @@ void STDOUT_STDERR_transfer(std::FILE *fd_stdout, std::FILE *fd_stderr, RCMD *pR
     take_rest(r.get(), &r->err);
     std::fflush(fd_stdout);
     std::fflush(fd_stderr);
-    trace_log(&strLog, 2, "write_output: Flush standard streams and return.");
+    trace_log(&strLog, TRACE_DETAILS, "write_output: Flush standard streams and return.");
 }

@@ -1,0 +1,50 @@
+// Opening regular files, see regular_file.h.
+#include "common/unix/files/regular_file.h"
+
+#include <cerrno>
+#include <sys/stat.h>
+
+unique_fd open_regular(const char *cpFile, long long *plSize) {
+    // O_NONBLOCK: a FIFO is looked at and left, not waited for.
+    unique_fd file(::open(cpFile, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (!file || ::fstat(file.get(), &status) != 0) {
+        return unique_fd();
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return unique_fd();
+    }
+    if (plSize != nullptr) {
+        *plSize = static_cast<long long>(status.st_size);
+    }
+    return file;
+}
+
+unique_file open_regular_stream(const char *cpFile, long long *plSize) {
+    unique_fd file = open_regular(cpFile, plSize);
+    unique_file stream(file ? ::fdopen(file.get(), "r") : nullptr);
+    if (stream) {
+        file.release(); // the stream closes it
+    }
+    return stream;
+}
+
+bool read_regular(const char *cpFile, std::string *text) {
+    text->clear();
+    const unique_fd file = open_regular(cpFile);
+    if (!file) {
+        return false;
+    }
+    char block[65536];
+    for (;;) {
+        const ssize_t got = ::read(file.get(), block, sizeof block);
+        if (got < 0 && errno == EINTR) {
+            continue;
+        }
+        if (got <= 0) {
+            return got == 0;
+        }
+        text->append(block, static_cast<std::size_t>(got));
+    }
+}

@@ -1,0 +1,17 @@
+// Opening files that are to be read as text: only regular ones, never waiting for a writer.
+#pragma once
+
+#include "common/common/owner.h"
+#include "common/unix/files/descriptor.h"
+
+#include <string>
+
+// Opens a regular file for reading, with plSize its size in bytes (null: not wanted). Owns nothing,
+// with errno (EINVAL for anything but a regular file), when that fails.
+unique_fd open_regular(const char *cpFile, long long *plSize = nullptr);
+
+// The same as a stream; null with errno when that fails.
+unique_file open_regular_stream(const char *cpFile, long long *plSize = nullptr);
+
+// Reads a regular file whole into *text. False with errno when it cannot be opened or read.
+bool read_regular(const char *cpFile, std::string *text);

@@ -1,0 +1,31 @@
+// Child processes, see child.h. A wait status is only taken apart here.
+#include "common/unix/processes/child.h"
+
+#include <cerrno>
+#include <sys/wait.h>
+
+bool wait_for_child(pid_t child, int *piStatus) {
+    *piStatus = 0;
+    pid_t got = 0;
+    do {
+        got = ::waitpid(child, piStatus, 0);
+    } while (got < 0 && errno == EINTR);
+    return got == child;
+}
+
+int exit_state(int iStatus) {
+    return WIFSIGNALED(iStatus) ? 128 + WTERMSIG(iStatus) : exit_code(iStatus);
+}
+
+int exit_code(int iStatus) {
+    return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 0;
+}
+
+bool ended_well(int iStatus) {
+    return WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0;
+}
+
+std::string exit_text(int iStatus) {
+    return WIFSIGNALED(iStatus) ? "killed by signal " + std::to_string(WTERMSIG(iStatus))
+                                : "exit status " + std::to_string(exit_code(iStatus));
+}

@@ -1,0 +1,21 @@
+// Child processes: waiting for one, and what its wait status says.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+// Waits until the child has ended, over interruptions. Returns true with its wait status; false
+// with errno when there is no such child, *piStatus is 0 then.
+bool wait_for_child(pid_t child, int *piStatus);
+
+// The exit state as a shell tells it: the exit code, or 128 and the signal that ended the child.
+int exit_state(int iStatus);
+
+// The exit code alone (0-255); 0 for a child that a signal ended.
+int exit_code(int iStatus);
+
+// True when the child came to its end by itself with exit code 0.
+bool ended_well(int iStatus);
+
+// "exit status 3" or "killed by signal 9".
+std::string exit_text(int iStatus);
