@@ -3,8 +3,9 @@
 #include "kernel/front_end/dispatch.h"
 
 #include "common/common/text.h"
-#include "kernel/functions/configure.h"
-#include "kernel/functions/device_functions.h"
+#include "kernel/functions/devices/configure.h"
+#include "kernel/functions/devices/performance.h"
+#include "kernel/functions/devices/tape_status.h"
 #include "kernel/functions/file_functions.h"
 #include "kernel/functions/saveset_functions.h"
 #include "kernel/functions/usefile.h"

@@ -5,8 +5,7 @@
 #include "common/common/shell_quote.h"
 #include "common/common/strlib.h"
 #include "common/common/text.h"
-#include "common/unix/configuration/glbv.h"
-#include "common/unix/configuration/reference.h"
+#include "common/unix/configuration/directories.h"
 #include "common/unix/files/directory.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/remote/call/rcmd.h"
@@ -40,32 +39,21 @@ std::string pattern_of(std::string_view name) {
     return pattern;
 }
 
-bool is_relative(const char *cpPath) {
-    return cpPath[0] != '/' && cpPath[1] != ':' && cpPath[1] != '\\';
-}
-
 // The mount point below the work directory, which is created. False when it does not fit.
 bool place_in_work(const char *cpPath, char *cpMount, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "use mount point in WORK dir");
-    char szName[] = "gv_rw_work";
-    char szWork[GLBV_VALUE_SIZE];
-    if (glbv('r', szName, szWork)[0] == '?') {
-        text_copy(szWork, "gv_rw_work:");
-        resolve_path(szWork, sizeof szWork);
-    }
-    char szMount[256];
-    if (!text_print(szMount, "%s/diskmnt/%s", szWork, cpPath)) {
+    const std::string mount = disk_mount_point(cpPath);
+    if (mount.empty()) {
         return false;
     }
-    squeeze(szMount + 1, '/');
-    text_copy(cpMount, kPathSize, szMount);
+    text_copy(cpMount, kPathSize, mount);
     char szMsg[256];
-    i_CREATE_DIR_LOCAL(szMount, szMsg, *strLog);
+    i_CREATE_DIR_LOCAL(cpMount, szMsg, *strLog);
     return true;
 }
 
-// Takes what one line of the device's description says.
-bool take_line(const char *cpLine, char *cpRealPath, char *cpUUID, str_log *strLog) {
+// Reads one line of the device's description. True when it names the node.
+bool read_device_line(const char *cpLine, char *cpRealPath, char *cpUUID, str_log *strLog) {
     constexpr std::string_view kNode = "N: ";
     constexpr std::string_view kUuid = "E: ID_FS_UUID=";
     const std::string_view line = cpLine;
@@ -114,7 +102,7 @@ int i_get_deviceinfo(const char *cpClient, const char *cpDevPath, char *cpRealPa
     } else {
         void *line = FirstElmLL(request->LL_Stdout);
         for (; IsElmLL(line) != 0; line = NextElmLL(line)) {
-            if (take_line(static_cast<const char *>(line), cpRealPath, cpUUID, &strLog)) {
+            if (read_device_line(static_cast<const char *>(line), cpRealPath, cpUUID, &strLog)) {
                 iResult = 1;
             }
         }
@@ -130,7 +118,7 @@ int i_CHECK_MOUNT(const char *cpClient, const char *cpClientPlatform, const char
     trace_log(&strLog, TRACE_EVENTS, "+++ i_CHECK_MOUNT");
     if (cpPath[0] != '\0' && std::strcmp(cpPath, "NULL") != 0) {
         text_copy(cpMount, kPathSize, cpPath);
-        if (is_relative(cpPath) && !place_in_work(cpPath, cpMount, &strLog)) {
+        if (is_relative_path(cpPath) && !place_in_work(cpPath, cpMount, &strLog)) {
             trace_log(&strLog, TRACE_EVENTS, "--- i_CHECK_MOUNT returns %d", -1);
             return -1;
         }

@@ -117,7 +117,7 @@ void signal_process(pid_t pid, int iKillValue, str_log *strLog) {
 }
 
 // Signals, or counts, the processes of the list file. Returns their number.
-int take_list(line_reader *list, int iKillValue, str_log *strLog) {
+int signal_list(line_reader *list, int iKillValue, str_log *strLog) {
     int iCount = 0;
     std::string_view line;
     while (list->next(&line)) {
@@ -247,7 +247,7 @@ int i_KILL_PROCESSES(const char *cpPsEfGrep, const char *cpKeyword, int ipKillVa
         ::unlink(file.c_str());
         return 0;
     }
-    *ipNoOfKilledProc = take_list(&list, ipKillValue, &strLog);
+    *ipNoOfKilledProc = signal_list(&list, ipKillValue, &strLog);
     return 1;
 }
 

@@ -66,18 +66,18 @@ bool build_commands(const char *cpDevice, const char *cpIdent, s_COMMANDS *comma
     resolve_path(szWork, sizeof szWork);
     const std::string ident = text_file_part(cpIdent); // the file stays in the work directory
     const std::string device = shell_file(cpDevice, QUOTES_NONE);
-    bool bFits = text_print(commands->szFile, "%smt_status_result%s.sgv", szWork, ident.c_str());
+    if (!text_print(commands->szFile, "%smt_status_result%s.sgv", szWork, ident.c_str())) {
+        return false;
+    }
     const std::string file = shell_quoted(commands->szFile, QUOTES_NONE);
-    bFits = text_print(commands->szStatus, "mt -f %s status >  %s 2>&1", device.c_str(),
-                       file.c_str()) &&
-            bFits;
-    return text_print(commands->szRewind, "mt -f %s rewind >> %s 2>&1", device.c_str(),
+    return text_print(commands->szStatus, "mt -f %s status >  %s 2>&1", device.c_str(),
                       file.c_str()) &&
-           bFits;
+           text_print(commands->szRewind, "mt -f %s rewind >> %s 2>&1", device.c_str(),
+                      file.c_str());
 }
 
 // What mt printed, on one line, becomes the message.
-void take_message(const char *cpFile, char *cpMsg, str_log *strLog) {
+void read_message(const char *cpFile, char *cpMsg, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: IO Problems in %s", cpFile);
     const unique_fd file(::open(cpFile, O_RDONLY | O_NOCTTY | O_CLOEXEC));
     if (!file) {
@@ -96,7 +96,7 @@ void take_message(const char *cpFile, char *cpMsg, str_log *strLog) {
     }
 }
 
-void run_again(const char *cpCommand, str_log *strLog) {
+void tell_repetition(const char *cpCommand, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: %s", cpCommand);
     std::fprintf(stderr, "\n    i_TAPE_STATUS_LOCAL: %s \n ", cpCommand);
 }
@@ -108,11 +108,11 @@ void ask_mt(const s_COMMANDS &commands, char *cpMsg, str_log *strLog) {
     if (i_cm_system(commands.szStatus) == 0) {
         return;
     }
-    run_again(commands.szRewind, strLog);
+    tell_repetition(commands.szRewind, strLog);
     i_cm_system(commands.szRewind);
-    run_again(commands.szStatus, strLog);
+    tell_repetition(commands.szStatus, strLog);
     if (i_cm_system(commands.szStatus) != 0) {
-        take_message(commands.szFile, cpMsg, strLog);
+        read_message(commands.szFile, cpMsg, strLog);
     }
 }
 

@@ -1,6 +1,8 @@
 // Directories of the installation, see directories.h.
 #include "common/unix/configuration/directories.h"
 
+#include "common/common/strlib.h"
+#include "common/common/text.h"
 #include "common/common/types.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/ini.h"
@@ -13,4 +15,19 @@ std::string work_directory() {
         i_READ_INI("VN_INI", "[Pathes]", szName, szWork, sizeof szWork, szMsg, sizeof szMsg);
     }
     return szWork;
+}
+
+bool is_relative_path(std::string_view path) {
+    const char first = path.empty() ? '\0' : path[0];
+    const char second = path.size() < 2 ? '\0' : path[1];
+    return first != '/' && second != ':' && second != '\\';
+}
+
+std::string disk_mount_point(const std::string &path) {
+    char szMount[256];
+    if (!text_print(szMount, "%s/diskmnt/%s", work_directory().c_str(), path.c_str())) {
+        return "";
+    }
+    squeeze(szMount + 1, '/');
+    return szMount;
 }

@@ -11,8 +11,3 @@
 // media server. cpDrives is the number of drives, 0 to 200. Returns 0, or 1 with vns.ini as it was;
 // cpMsg (256 bytes) tells.
 int i_CONFIGURE_VNS_INI(const char *cpDrives, char *cpMsg);
-
-// Writes the file `name` in `directory` with the two lines `content` and `second`. "empty" does not
-// replace a file that exists.
-void CREATE_DISK_DEVICE_FILE(const char *name, const char *content, const char *directory,
-                             const char *second);

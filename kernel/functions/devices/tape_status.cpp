@@ -1,26 +1,18 @@
-// The functions on drives and media servers, see device_functions.h.
-#include "kernel/functions/device_functions.h"
+// The state of drives and disks, see tape_status.h.
+#include "kernel/functions/devices/tape_status.h"
 
 #include "common/common/shell_quote.h"
 #include "common/common/text.h"
-#include "common/unix/configuration/glbv.h"
 #include "common/unix/files/file_search.h"
 #include "common/unix/host/host.h"
-#include "common/unix/host/performance_file.h"
-#include "common/unix/processes/process.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/remote/dispatcher.h"
 #include "kernel/remote/mount_check.h"
-#include "kernel/request/call.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
-#include "kernel/unix_hal/absent.h"
 #include "kernel/unix_hal/tape.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <unistd.h>
@@ -110,50 +102,6 @@ bool device_status(char (&szMsg)[kStatusSize]) {
     return directory_status(szMsg);
 }
 
-// How often figures are sampled, and the pause between two samples.
-struct s_TIMER {
-    int iCount;
-    int iSeconds;
-};
-
-int clamped(long lNumber) {
-    return static_cast<int>(
-        std::clamp(lNumber, static_cast<long>(INT_MIN), static_cast<long>(INT_MAX)));
-}
-
-s_TIMER timer_of(const char *cpText) {
-    s_TIMER timer = {1, 0};
-    char *end = nullptr;
-    const long lCount = std::strtol(cpText, &end, 10);
-    if (end == cpText) {
-        return timer;
-    }
-    timer.iCount = clamped(lCount);
-    if (*end == ':') {
-        timer.iSeconds = clamped(std::strtol(end + 1, nullptr, 10));
-    }
-    return timer;
-}
-
-std::string performance_file() {
-    if (gFlag.Remote) {
-        return "";
-    }
-    char szName[] = "gv_rw_work";
-    char szWork[GLBV_VALUE_SIZE];
-    if (glbv('r', szName, szWork)[0] == '?') {
-        text_copy(szWork, gszRwWork);
-    }
-    // The file stays in the work directory.
-    return std::string(szWork) + "rsh_" + text_file_part(gszId) + ".tmp";
-}
-
-void pause_seconds(int iSeconds) {
-    for (; iSeconds > 0; --iSeconds) {
-        wait_msec(1000);
-    }
-}
-
 } // namespace
 
 void TAPE_STATUS_CLIENT() {
@@ -172,49 +120,4 @@ void TAPE_STATUS_CLIENT() {
     trace_log(&strLog, TRACE_EVENTS, "--- i_TAPE_STATUS_CLIENT  returns %d: status %s",
               bReady ? 1 : 0, szMsg);
     FINISH(bReady ? 0 : 2, szMsg);
-}
-
-void v_PERFORMANCE(s_CALL *) {
-    if (bIS_CUT(gszOpt_d) || bIS_CUT(gszOpt_s)) {
-        FINISH(1, error_text(ENAMETOOLONG).c_str());
-    }
-    if (gszOpt_s[0] == '\0') {
-        char *cpColon = std::strchr(gszOpt_d, ':');
-        if (cpColon == nullptr) {
-            FINISH(1, "missing option -s VNS number");
-        }
-        *cpColon = '\0';
-        text_copy(gszOpt_s, cpColon + 1);
-    }
-    READ_PERFORMANCE_DATA();
-}
-
-void READ_PERFORMANCE_DATA() {
-    static char szFigures[10240];
-    trace_log(&strLog, TRACE_EVENTS, "+++ READ_PERFORMANCE_DATA");
-    trace_log(&strLog, TRACE_EVENTS, "    get VNS status %s  %s  %s ", gszOpt_d, gszOpt_s,
-              gszOpt_t);
-    const s_TIMER timer = timer_of(gszOpt_t);
-    const std::string file = performance_file();
-    std::string last;
-    int iSts = 0;
-    for (int i = 0; i < timer.iCount; ++i) {
-        if (READ_PERFORMANCE_FILE(gszOpt_d, gszOpt_s, szFigures, strLog) == 0) {
-            iSts = 1;
-            break;
-        }
-        if (last != szFigures) {
-            iWRITE_PERF_FILE(file.c_str(), szFigures);
-            last = szFigures;
-        }
-        pause_seconds(timer.iSeconds);
-    }
-    trace_log(&strLog, TRACE_EVENTS, "--- READ_PERFORMANCE_DATA");
-    FINISH(iSts, last.c_str());
-}
-
-void v_READ_EVENT_LOG(s_CALL *call) {
-    trace_log(&strLog, TRACE_EVENTS, "read event log");
-    event_log_lib_interface(call->argc, call->argv);
-    FINISH(0, "");
 }

@@ -1,12 +1,8 @@
-// The functions t and p on drives and media servers. Each ends the process.
+// What the backup server collects from this host: a media server's figures, the event log. Each
+// function ends the process.
 #pragma once
 
 #include "kernel/request/call.h"
-
-// Function t: the state of a tape drive ("-t TAPE_DRIVE"), of a fixed disk device ("-t DISK_HARD")
-// or of the changeable disk whose path -t is; with the load command -n such a disk is mounted
-// first. The message is the state; status 2 when the device is not ready.
-[[noreturn]] void TAPE_STATUS_CLIENT();
 
 // Function p, when the media server's number may stand behind the device: "-d device:number".
 [[noreturn]] void v_PERFORMANCE(s_CALL *call);

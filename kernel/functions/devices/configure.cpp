@@ -1,0 +1,124 @@
+// The media server's device configuration, see configure.h.
+#include "kernel/functions/devices/configure.h"
+
+#include "common/common/owner.h"
+#include "common/common/text.h"
+#include "common/common/types.h"
+#include "common/unix/configuration/directories.h"
+#include "common/unix/files/file_find.h"
+#include "common/unix/processes/semaphore.h"
+#include "common/unix/trace/trace.h"
+#include "kernel/functions/devices/disk_file.h"
+#include "kernel/functions/devices/drive.h"
+#include "kernel/functions/devices/vns_file.h"
+#include "kernel/functions/devices/vns_sections.h"
+#include "kernel/request/call.h"
+#include "kernel/request/finish.h"
+#include "kernel/request/options.h"
+#include "kernel/unix_hal/media_server.h"
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr long kMostDrives = 200;
+
+int warn(char *cpMsg) {
+    trace_log(&strLog, TRACE_EVENTS, "--- CONFIGURE_VNS_INI   %s ", cpMsg);
+    return 1;
+}
+
+// The path of a changeable disk as the media server needs it; empty when it does not fit.
+std::string disk_path(const s_DRIVE &drive) {
+    if (!is_relative_path(drive.device)) {
+        return drive.device;
+    }
+    trace_log(&strLog, TRACE_EVENTS, "use mount point in WORK dir");
+    return disk_mount_point(drive.device);
+}
+
+// Writes the disk's device file. False with the message when the disk's path does not fit.
+bool write_disk_file(int i, const s_DRIVE &drive, char *cpMsg) {
+    const std::string content = is_changeable(drive) ? disk_path(drive) : "empty";
+    if (content.empty()) {
+        text_print(cpMsg, kMessageSize, "GLBV gv_client_c_%d invalid: %s", i, drive.device.c_str());
+        return false;
+    }
+    CREATE_DISK_DEVICE_FILE(("disk" + drive.number).c_str(), content.c_str(), gszRwIni, "0");
+    return true;
+}
+
+// Reads the descriptions and writes the disk device files. False with the message.
+bool read_drives(int iDrives, std::vector<s_DRIVE> *drives, char *cpMsg) {
+    trace_log(&strLog, TRACE_EVENTS, "Device section");
+    for (int i = 0; i < iDrives; ++i) {
+        s_DRIVE drive = {};
+        if (!read_drive(i, &drive, cpMsg) ||
+            (is_disk(drive) && !write_disk_file(i, drive, cpMsg))) {
+            return false;
+        }
+        drives->push_back(drive);
+    }
+    return true;
+}
+
+// The rewrite, under the lock. False with the message.
+bool rewrite(int iDrives, char *cpMsg) {
+    const s_VNS_FILES files = vns_files();
+    std::string text;
+    if (!read_vns_ini(files, &text, cpMsg)) {
+        return false;
+    }
+    s_OLD_SECTIONS old = {};
+    if (!find_tape_section(text, &old)) {
+        text_print(cpMsg, kMessageSize, "no tape section in %s", files.ini.c_str());
+        return false;
+    }
+    i_FILE_DELETE((std::string(gszRwIni) + "disk*").c_str(), strLog);
+    unique_file file;
+    std::vector<s_DRIVE> drives;
+    return open_vns_tmp(files, &file, cpMsg) && read_drives(iDrives, &drives, cpMsg) &&
+           write_vns_tmp(files, &file, new_sections(old, drives), cpMsg) &&
+           replace_vns_ini(files, cpMsg);
+}
+
+} // namespace
+
+void v_CONFIGURE(s_CALL *) {
+    char szMsg[kMessageSize] = "";
+    const int iSts = i_CONFIGURE_VNS_INI(gszOpt_d, szMsg);
+    FINISH(iSts, szMsg);
+}
+
+int i_CONFIGURE_VNS_INI(const char *cpDrives, char *cpMsg) {
+    trace_log(&strLog, TRACE_EVENTS, "+++ CONFIGURE_VNS_INI   %s ", cpDrives);
+    const long lDrives = std::strtol(cpDrives, nullptr, 10);
+    if (lDrives == 0) {
+        text_copy(cpMsg, kMessageSize, "there no drives to configure");
+        trace_log(&strLog, TRACE_EVENTS, "--- CONFIGURE_VNS_INI  ");
+        return 0;
+    }
+    if (lDrives < 0 || lDrives > kMostDrives) {
+        text_print(cpMsg, kMessageSize, "invalid number of drives: %s", cpDrives);
+        return warn(cpMsg);
+    }
+    SCT_SEMA lock = {}; // a failure leaves it to the end of the process
+    text_copy(lock.szSema, "ctrl_conf_vns");
+    text_copy(lock.szCaller, "CONFIGURE_VNS_INI");
+    if (i_SEMA('+', &lock, strLog) != SEMA_SUCCESS) {
+        text_copy(cpMsg, kMessageSize, lock.szMsg);
+        return warn(cpMsg);
+    }
+    const int iDrives = static_cast<int>(lDrives);
+    if (!rewrite(iDrives, cpMsg)) {
+        return warn(cpMsg);
+    }
+    trace_log(&strLog, TRACE_EVENTS, "restart VNS");
+    i_CHECK_VNS(2, strLog);
+    text_print(cpMsg, kMessageSize, "Configured %d VNS-drives", iDrives);
+    trace_log(&strLog, TRACE_EVENTS, "--- CONFIGURE_VNS_INI  ");
+    i_SEMA('-', &lock, strLog);
+    return 0;
+}
