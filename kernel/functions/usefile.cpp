@@ -32,8 +32,6 @@ namespace {
 constexpr int kDataSize = 65536;
 constexpr int kFailed = 2;
 
-char szBuf[kDataSize];
-
 // An operation fills the message (kMessageSize bytes) and returns the exit status.
 struct s_MODE {
     char cLetter;
@@ -62,6 +60,7 @@ void copy_in_system([[maybe_unused]] int iFrom, [[maybe_unused]] int iTo) {
 
 // Copies a descriptor to its end. 0, or the error number.
 int copy_all(int iFrom, int iTo) {
+    char szBuf[kDataSize];
     copy_in_system(iFrom, iTo);
     for (;;) {
         const ssize_t got = ::read(iFrom, szBuf, sizeof szBuf);
@@ -164,6 +163,7 @@ int find_string(char *szMsg) {
 int read_ini_value(char *szMsg) {
     trace_log(&strLog, TRACE_EVENTS, "read ini value from file: %s section: %s key: %s", gszOpt_n,
               gszOpt_s, gszOpt_t);
+    char szBuf[kDataSize];
     const bool bFound =
         i_READ_INI(gszOpt_n, gszOpt_s, gszOpt_t, szBuf, sizeof szBuf, szMsg, kMessageSize) == 1;
     if (bFound) {

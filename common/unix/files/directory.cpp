@@ -3,6 +3,7 @@
 
 #include "common/common/strlib.h"
 #include "common/common/text.h"
+#include "common/common/types.h"
 #include "common/unix/configuration/reference.h"
 #include "common/unix/trace/trace.h"
 
@@ -25,20 +26,19 @@ void create_parents(char *szPath, str_log *strLog) {
 }
 
 // Creates the directory that is not there. Fills cpMsg.
-int create_directory(char *szPath, char *cpMsg, int iMsgSize, str_log *strLog) {
+int create_directory(char *szPath, char *cpMsg, str_log *strLog) {
     create_parents(szPath, strLog);
     if (i_MKDIR(szPath) == 0) {
-        text_copy(cpMsg, iMsgSize, "error from MKDIR");
+        text_copy(cpMsg, kMessageSize, "error from MKDIR");
         return 0;
     }
-    text_print(cpMsg, iMsgSize, "%s newly created", szPath);
+    text_print(cpMsg, kMessageSize, "%s newly created", szPath);
     return 1;
 }
 
 } // namespace
 
 int i_CREATE_DIR_LOCAL(const char *cpPath, char *cpMsg, str_log strLog) {
-    constexpr int kMsgSize = 256;
     char szPath[1024];
     trace_log(&strLog, TRACE_EVENTS, "+++ i_CREATE_DIR_LOCAL: %s", cpPath);
     struct stat status = {};
@@ -53,12 +53,12 @@ int i_CREATE_DIR_LOCAL(const char *cpPath, char *cpMsg, str_log strLog) {
         iErrno = ::stat(szPath, &status) == 0 ? 0 : errno;
     }
     if (iErrno == 0) {
-        text_print(cpMsg, kMsgSize, "%s already existing", szPath);
+        text_print(cpMsg, kMessageSize, "%s already existing", szPath);
         iResult = 1;
     } else if (iErrno == ENOENT) {
-        iResult = create_directory(szPath, cpMsg, kMsgSize, &strLog);
+        iResult = create_directory(szPath, cpMsg, &strLog);
     } else {
-        text_copy(cpMsg, kMsgSize, error_text(iErrno));
+        text_copy(cpMsg, kMessageSize, error_text(iErrno));
     }
     trace_log(&strLog, TRACE_EVENTS, "--- i_CREATE_DIR_LOCAL  returns %d   msg= %s ", iResult,
               cpMsg);

@@ -1,6 +1,5 @@
-// Making directories. Names may hold references
-// ("gv_rw_work:name"), which are resolved; a name too long for its buffer is refused, because a cut
-// one would name another file.
+// Making directories. Names may hold references ("gv_rw_work:name"), which are resolved; a name too
+// long for its buffer is refused, because a cut one would name another file.
 #pragma once
 
 #include "common/unix/trace/trace.h"

@@ -1,10 +1,11 @@
-// Searching a text file (file_search of file_search.h).
+// Searching a text file, see file_search.h.
 #include "common/unix/files/file_search.h"
 
 #include "common/common/cm_message.h"
 #include "common/common/owner.h"
 #include "common/common/text.h"
 #include "common/unix/configuration/reference.h"
+#include "common/unix/files/regular_file.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -62,6 +63,22 @@ bool matches(const s_SEARCH &search, const char *cpLine) {
     }
 }
 
+// Opens the file. Null, with a trace line, when that fails.
+unique_file open_resolved(const char *cpFile) {
+    char szFile[1024];
+    unique_file file;
+    int iErrno = ENAMETOOLONG;
+    if (resolve_name(cpFile, szFile, sizeof szFile)) {
+        file = open_regular_stream(szFile);
+        iErrno = errno;
+    }
+    if (!file) {
+        trace_at(TRACE_ALWAYS, "file_search: fopen(%s) failed with: (%d) %s", szFile, iErrno,
+                 error_text(iErrno).c_str());
+    }
+    return file;
+}
+
 } // namespace
 
 int file_search(const char *cpFile, char *cpSearchString, int iLength) {
@@ -73,13 +90,8 @@ int file_search(const char *cpFile, char *cpSearchString, int iLength) {
                  error_text(errno).c_str());
         return 0;
     }
-    char szFile[1024];
-    const bool bFits = resolve_name(cpFile, szFile, sizeof szFile);
-    errno = ENAMETOOLONG;
-    const unique_file file(bFits ? std::fopen(szFile, "re") : nullptr);
+    const unique_file file = open_resolved(cpFile);
     if (!file) {
-        trace_at(TRACE_ALWAYS, "file_search: fopen(%s) failed with: (%d) %s", szFile, errno,
-                 error_text(errno).c_str());
         return 0;
     }
     const s_SEARCH search = search_of(cpSearchString);

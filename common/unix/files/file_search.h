@@ -1,6 +1,5 @@
-// Searching a text file. Names may hold references
-// ("gv_rw_work:name"), which are resolved; a name too long for its buffer is refused, because a cut
-// one would name another file.
+// Searching a text file. Names may hold references ("gv_rw_work:name"), which are resolved; a name
+// too long for its buffer is refused, because a cut one would name another file.
 #pragma once
 
 // Looks for a text in a file, line by line; "a|AND|b" asks for both in a line, "a|OR|b" for either.

@@ -1,5 +1,5 @@
-// A media server's performance figures (READ_PERFORMANCE_FILE of performance_file.h). The media
-// server rewrites the file while it is read: a file that is not whole is read again.
+// A media server's performance figures (performance_file.h). The media server rewrites the file
+// while it is read: a file that is not whole is read again.
 #include "common/unix/host/performance_file.h"
 
 #include "common/common/cm_message.h"
@@ -7,6 +7,7 @@
 #include "common/common/text.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/reference.h"
+#include "common/unix/files/regular_file.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/trace/trace.h"
 
@@ -29,7 +30,7 @@ struct s_FIGURES {
 };
 
 bool read_figures(const char *cpFile, s_FIGURES *f) {
-    const unique_file file(std::fopen(cpFile, "re"));
+    const unique_file file = open_regular_stream(cpFile);
     // NOLINTNEXTLINE(cert-err34-c): the widths bound the numbers, and their count is checked
     return file && std::fscanf(file.get(),
                                "STATUS: %255s\nTHROUGHPUT: %255s GB/h\n"

@@ -1,52 +1,108 @@
-// The listing's operations on single entries, see entry.h.
+// The list of entries that come as records, see entry.h. What it keeps of an entry is what it needs
+// later: the key by which it is sorted, and its line.
 #include "common/unix/listing/entry.h"
 
 #include "common/common/strlib.h"
 #include "common/common/text.h"
-#include "common/unix/listing/listing.h"
+#include "common/unix/listing/entry_line.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
 
 namespace {
 
-s_ENTRY entry_of(const sFormat *cpInfo) {
-    return {static_cast<char>(cpInfo->cBaseType),
-            static_cast<char>(cpInfo->cType),
-            cpInfo->szCurFullFileName,
-            cpInfo->szInfo,
-            cpInfo->szCreatTime,
-            cpInfo->szModTime,
-            0,
-            0,
-            cpInfo->dSize};
+struct s_NODE {
+    std::string key;
+    std::string line;
+};
+
+using t_NODE = std::unique_ptr<s_NODE>;
+
+struct s_LIST {
+    std::vector<t_NODE> nodes;
+    bool bAscending = true; // as long as nothing was appended out of order
+};
+
+s_LIST theList;
+
+std::string key_of(const sFormat *cpInfo) {
+    return static_cast<char>(cpInfo->cBaseType) + std::string(cpInfo->szCurFullFileName);
+}
+
+std::string line_of(const sFormat *cpInfo) {
+    std::string line;
+    append_entry_line(&line,
+                      {static_cast<char>(cpInfo->cBaseType), static_cast<char>(cpInfo->cType),
+                       cpInfo->szCurFullFileName, cpInfo->szCreatTime, cpInfo->szModTime,
+                       cpInfo->dSize, cpInfo->szInfo});
+    return line;
+}
+
+// The first node that is not less than the key.
+std::vector<t_NODE>::iterator place_of(const std::string &key) {
+    const auto less = [&key](const t_NODE &node) { return node->key < key; };
+    return theList.bAscending
+               ? std::partition_point(theList.nodes.begin(), theList.nodes.end(), less)
+               : std::find_if_not(theList.nodes.begin(), theList.nodes.end(), less);
+}
+
+void append(const sFormat *cpInfo) {
+    t_NODE node(new s_NODE{key_of(cpInfo), line_of(cpInfo)});
+    if (!theList.nodes.empty() && node->key <= theList.nodes.back()->key) {
+        theList.bAscending = false;
+    }
+    theList.nodes.push_back(std::move(node));
+}
+
+void insert(const sFormat *cpInfo) {
+    const std::string key = key_of(cpInfo);
+    const auto place = place_of(key);
+    if (place == theList.nodes.end() || (*place)->key != key) {
+        theList.nodes.insert(place, t_NODE(new s_NODE{key, line_of(cpInfo)}));
+    }
+}
+
+void put(void (*how)(const sFormat *cpInfo), const sFormat *cpInfo) {
+    try {
+        how(cpInfo);
+    } catch (const std::bad_alloc &) {
+        std::fputs(theList.nodes.empty() ? "vAdd: Kein Speicherplatz vorhanden fuer strpAnfang"
+                                         : "vAdd: Kein Speicherplatz fuer letztes Element",
+                   stderr);
+    }
 }
 
 } // namespace
 
 void vStart() {
-    listing_start();
+    theList = {};
 }
 
 void vAdd(const sFormat *cpInfo) {
-    listing_add(entry_of(cpInfo));
+    put(append, cpInfo);
 }
 
 void vSort(const sFormat *cpInfo) {
-    listing_sort(entry_of(cpInfo));
+    put(insert, cpInfo);
 }
 
 void vOutput() {
-    listing_output();
+    for (const t_NODE &node : theList.nodes) {
+        std::fwrite(node->line.data(), 1, node->line.size(), stdout);
+    }
 }
 
 void vDelete() {
-    listing_delete();
+    theList = {};
 }
 
 int iCompare(const sFormat *cpInfo1, const sFormat *cpInfo2) {
-    return listing_compare(static_cast<char>(cpInfo1->cBaseType), cpInfo1->szCurFullFileName,
-                           static_cast<char>(cpInfo2->cBaseType), cpInfo2->szCurFullFileName);
+    return key_of(cpInfo1).compare(key_of(cpInfo2));
 }
 
 void vShow(sFormat *cpInfo) {
@@ -57,7 +113,8 @@ void vShow(sFormat *cpInfo) {
                     cpInfo->cBaseType, cpInfo->cType, cpInfo->szCreatTime, cpInfo->szModTime,
                     cpInfo->dSize, cpInfo->szUser, cpInfo->szInfo);
     } else {
-        listing_show(entry_of(cpInfo));
+        const std::string line = line_of(cpInfo);
+        std::fwrite(line.data(), 1, line.size(), stdout);
     }
     cpInfo->cBaseType = '_';
     cpInfo->cType = '_';

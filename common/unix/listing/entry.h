@@ -1,14 +1,13 @@
-// The listing's operations on single entries. A listing shows one directory, one line per entry,
-// directories before all else, each group in byte order of the full path.
+// A sorted list of entries for callers that have them as records. A listing shows one directory,
+// one line per entry, directories before all else, each group in byte order of the full path.
 #pragma once
 
 #include "common/common/types.h"
 
 #include <cwchar>
 
-// An entry of the listing and, in the hands of vShowTree, its working record. Kinds are told by two
-// letters: cBaseType "d" or "f", and cType "_" plain, "l" symbolic link, "m" NFS or SMB mount, "b"
-// application, "p" FIFO, "c" and "k" character and block device, "s" socket.
+// An entry of the list and, in the hands of vShowTree, its working record. What the letters mean is
+// told in entry_line.h.
 struct sFormat {
     unsigned char cSep;
     unsigned char cType;
@@ -39,9 +38,9 @@ struct sFormat {
     char szMaxFileName[4096];
 };
 
-// The listing's list of entries: vStart forgets it (without freeing), vAdd appends a copy, vSort
-// inserts a copy in the order of iCompare, where an entry whose equal is there already is dropped;
-// vOutput prints all with vShow, vDelete frees all.
+// The list: vStart empties it, vAdd appends a copy, vSort inserts a copy before the first entry
+// that is not less by iCompare, unless that one is its equal; vOutput prints all as vShow does,
+// vDelete frees all. Without memory for a copy vAdd and vSort say so on standard error.
 void vStart();
 void vAdd(const sFormat *cpInfo);
 void vSort(const sFormat *cpInfo);

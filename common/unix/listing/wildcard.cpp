@@ -37,11 +37,15 @@ bool start_search(const char *cpFile, str_log *strLog) {
     search().pattern = file.substr(iName);
     trace_log(strLog, TRACE_DETAILS, "dir name: %s, file name: %s", name.c_str(),
               search().pattern.c_str());
-    errno = ENAMETOOLONG; // a name that was cut would be another directory's
-    search().directory.reset(bFits ? ::opendir(name.c_str()) : nullptr);
+    search().directory.reset();
+    int iErrno = ENAMETOOLONG; // a name that was cut would be another directory's
+    if (bFits) {
+        search().directory.reset(::opendir(name.c_str()));
+        iErrno = errno;
+    }
     if (!search().directory) {
         trace_log(strLog, TRACE_EVENTS, "iGET_DIR: Error in opendir( %s ): %s", name.c_str(),
-                  error_text(errno).c_str());
+                  error_text(iErrno).c_str());
         return false;
     }
     return true;

@@ -1,0 +1,61 @@
+// Mounts in a listing, see mounts.h.
+#include "common/unix/listing/mounts.h"
+
+#include "common/common/owner.h"
+#include "common/common/text.h"
+#include "common/unix/files/regular_file.h"
+
+#include <charconv>
+#include <cstdio>
+#include <cstring>
+#include <string_view>
+#include <sys/stat.h>
+#include <vector>
+
+namespace {
+
+// A mount point as the table writes it: blanks and the like are octal escapes.
+std::string mount_point(std::string_view field) {
+    std::string text;
+    for (std::size_t i = 0; i < field.size(); ++i) {
+        unsigned iCode = 0;
+        const char *code = field.data() + i + 1;
+        if (field[i] == '\\' && i + 3 < field.size() &&
+            std::from_chars(code, code + 3, iCode, 8).ptr == code + 3) {
+            text += static_cast<char>(iCode);
+            i += 3;
+        } else {
+            text += field[i];
+        }
+    }
+    return text;
+}
+
+// Inserts the mount of one line of the table if it lies directly in the directory.
+void insert_mount(entry_list *list, const std::string &root, std::string_view line) {
+    // Device, mount point, type, options.
+    std::vector<std::string_view> fields = text_fields(line, ' ');
+    fields.resize(4);
+    const std::string point = mount_point(fields[1]);
+    const std::size_t iSlash = point.rfind('/');
+    const std::string parent = point.substr(0, iSlash == std::string::npos ? 0 : iSlash);
+    struct stat status = {};
+    if ((parent == root || parent + '/' == root) && ::lstat(point.c_str(), &status) == 0) {
+        std::string info(fields[0]);
+        info.append(",").append(fields[2]).append(",").append(fields[3]);
+        list->insert(entry_of('d', 'm', point, info, status));
+    }
+}
+
+} // namespace
+
+void insert_mounts(entry_list *list, const std::string &root, const char *cpTable) {
+    const unique_file table = open_regular_stream(cpTable);
+    char szLine[2048];
+    while (table && std::fgets(szLine, sizeof szLine, table.get()) != nullptr) {
+        if (std::strstr(szLine, "nfs") != nullptr || std::strstr(szLine, "smbfs") != nullptr) {
+            insert_mount(list, root,
+                         std::string_view(szLine).substr(0, std::strcspn(szLine, "\n")));
+        }
+    }
+}
