@@ -1,7 +1,7 @@
 // The agent's entry: one request, one process. From the command line through the function's
 // handler to the result there is no way back up; only FINISH and the help text end the process.
 #include "common/common/text.h"
-#include "common/unix/trace/trace.h"
+#include "common/unix/trace/record.h"
 #include "kernel/front_end/arguments.h"
 #include "kernel/front_end/dispatch.h"
 #include "kernel/request/call.h"

@@ -2,5 +2,6 @@
 #pragma once
 
 #include "common/unix/trace/protocol.h"
+#include "common/unix/trace/record.h"
 #include "common/unix/trace/time_text.h"
 #include "common/unix/trace/trace.h"

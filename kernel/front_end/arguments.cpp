@@ -7,6 +7,7 @@
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/ini.h"
 #include "common/unix/processes/process.h"
+#include "common/unix/trace/record.h"
 #include "common/unix/trace/time_text.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/front_end/usage.h"

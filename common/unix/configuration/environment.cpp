@@ -3,6 +3,7 @@
 #include "common/unix/configuration/environment.h"
 
 #include "common/common/text.h"
+#include "common/common/types.h"
 #include "common/unix/configuration/ini.h"
 
 #include <algorithm>
@@ -46,7 +47,7 @@ s_PROGRAM classify(const char *cpCommand) {
 }
 
 bool read_key(const char *cpSection, const char *cpKey, char (&szValue)[kValueSize],
-              char (&szMsg)[256]) {
+              char (&szMsg)[kMessageSize]) {
     return i_READ_INI("VN_INI", cpSection, cpKey, szValue, kValueSize, szMsg, sizeof szMsg) == 1;
 }
 
@@ -58,7 +59,7 @@ std::string environment(const char *cpName) {
 bool set_database_port(const s_PROGRAM &program) {
     static char szPort[kValueSize + 8];
     char szValue[kValueSize];
-    char szMsg[256];
+    char szMsg[kMessageSize];
     if (!read_key("[SERVER]", "gv_port_db", szValue, szMsg)) {
         if (program.bDatabase) {
             std::printf("key gv_port_db not found in vn.ini");
@@ -85,7 +86,7 @@ struct s_DIRECTORIES {
 };
 
 bool read_directories(const s_PROGRAM &program, s_DIRECTORIES *directories) {
-    char szMsg[256];
+    char szMsg[kMessageSize];
     if (!read_key("[PATHES]", "gv_ro_bin", directories->szRoBin, szMsg)) {
         return false;
     }
@@ -120,8 +121,33 @@ void print_too_long(const s_DIRECTORIES &directories, int iStrLenPath) {
                 static_cast<int>(std::strlen(directories.szRoVns)), iStrLenPath, kPathLimit);
 }
 
-bool set_path(const s_PROGRAM &program) {
+// PATH with the directories that it lacks behind it. Those that it has are emptied: they do not
+// count for the length.
+std::string extended_path(const std::string &old, s_DIRECTORIES *directories) {
+    char *const order[] = {directories->szRoBin, directories->szRoDb, directories->szRoPgsql,
+                           directories->szRoVns};
+    std::string path = old;
+    for (char *directory : order) {
+        if (old.find(directory) != std::string::npos) {
+            directory[0] = '\0';
+        } else {
+            path += std::string(":") + directory;
+        }
+    }
+    return path;
+}
+
+bool put_path(const std::string &path) {
     static char szPath[kPathSize];
+    text_copy(szPath, "PATH=" + path);
+    if (::putenv(szPath) != 0) {
+        std::printf("error in putenv %s", szPath);
+        return false;
+    }
+    return true;
+}
+
+bool set_path(const s_PROGRAM &program) {
     s_DIRECTORIES directories;
     if (!read_directories(program, &directories)) {
         return false;
@@ -131,17 +157,8 @@ bool set_path(const s_PROGRAM &program) {
         return false;
     }
     const std::string old = environment("PATH");
-    char *const order[] = {directories.szRoBin, directories.szRoDb, directories.szRoPgsql,
-                           directories.szRoVns};
-    std::string path = "PATH=" + old;
-    for (char *directory : order) {
-        if (old.find(directory) != std::string::npos) {
-            directory[0] = '\0';
-        } else {
-            path += std::string(":") + directory;
-        }
-    }
-    if (path.size() == old.size() + std::strlen("PATH=")) {
+    const std::string path = extended_path(old, &directories);
+    if (path == old) {
         return true;
     }
     const std::size_t counted = old.size() + std::strlen(directories.szRoBin) +
@@ -150,12 +167,7 @@ bool set_path(const s_PROGRAM &program) {
         print_too_long(directories, static_cast<int>(old.size()));
         return false;
     }
-    text_copy(szPath, path);
-    if (::putenv(szPath) != 0) {
-        std::printf("error in putenv %s", szPath);
-        return false;
-    }
-    return true;
+    return put_path(path);
 }
 
 bool set_library_path() {

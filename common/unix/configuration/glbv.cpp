@@ -4,14 +4,15 @@
 
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
+#include "common/common/types.h"
 #include "common/unix/configuration/ini.h"
 #include "common/unix/files/append.h"
 #include "common/unix/files/descriptor.h"
 #include "common/unix/trace/fatal.h"
+#include "common/unix/trace/screen.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <fnmatch.h>
@@ -29,12 +30,13 @@ constexpr int kGuards = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 // Reads the store's directory, which ends in "/", into szDirectory.
 template <std::size_t N>
 bool read_directory(char (&szDirectory)[N]) {
-    char szMsg[256];
+    char szMsg[kMessageSize];
     return i_READ_INI("VN_INI", "[Pathes]", "gv_rw_glbv", szDirectory, N, szMsg, sizeof szMsg) == 1;
 }
 
 void reply_no_store(char *value, const char *cpDirectory) {
     const std::string detail = std::string(cpDirectory) + " error reading vn_ini";
+    // Not this source file's place, but the one under which support knows the fault.
     text_print(value, kReplySize, "?? %s", fatal_text("../cm_hal_unix", 259, detail).c_str());
 }
 
@@ -57,8 +59,8 @@ void reply_not_existing(const char *name, char *value) {
 void report_failure(const char *cpAction, const std::string &path, int iErrno, char *value,
                     int iSize) {
     const std::string error = error_text(iErrno);
-    std::fprintf(stderr, "glbv() %s %s failed: %s (%d)\n", cpAction, path.c_str(), error.c_str(),
-                 iErrno);
+    write_screen(std::string("glbv() ") + cpAction + ' ' + path + " failed: " + error + " (" +
+                 std::to_string(iErrno) + ")\n");
     text_append(value, iSize, ": " + error);
     PROT("Error: GLBV: %s", value);
 }
@@ -68,8 +70,8 @@ void remove_matching(const char *cpPattern) {
     read_directory(szDirectory);
     const unique_directory directory(::opendir(szDirectory));
     if (!directory) {
-        std::fprintf(stderr, "glbv: Error in opendir( %s ): %s\n", szDirectory,
-                     std::strerror(errno));
+        write_screen(std::string("glbv: Error in opendir( ") + szDirectory +
+                     " ): " + error_text(errno) + '\n');
         return;
     }
     while (const dirent *entry = ::readdir(directory.get())) {
@@ -101,8 +103,8 @@ struct s_VALUE {
     bool bSkipping = false; // behind a NUL byte, up to the line's end
 };
 
-// Takes in a block of the file. False when the value is full: the rest is cut off.
-bool take_block(s_VALUE *result, const char *cpBlock, std::size_t iLength) {
+// Adds a block of the file. False when the value is full: the rest is cut off.
+bool add_block(s_VALUE *result, const char *cpBlock, std::size_t iLength) {
     result->bRead = result->bRead || iLength > 0;
     for (std::size_t i = 0; i < iLength; ++i) {
         const char letter = cpBlock[i];
@@ -130,7 +132,7 @@ void read_file(int fd, s_VALUE *result) {
     do {
         got = ::read(fd, block, sizeof block);
     } while ((got < 0 && errno == EINTR) ||
-             (got > 0 && take_block(result, block, static_cast<std::size_t>(got))));
+             (got > 0 && add_block(result, block, static_cast<std::size_t>(got))));
 }
 
 void read_variable(const char *name, const std::string &path, bool bDelete, char *value) {
@@ -149,7 +151,7 @@ void read_variable(const char *name, const std::string &path, bool bDelete, char
     if (result.bRead) {
         text_copy(value, GLBV_VALUE_SIZE, result.szText);
     } else {
-        std::fputs("glbv() read failed: empty file\n", stderr);
+        write_screen("glbv() read failed: empty file\n");
         reply_not_existing(name, value);
     }
     if (bDelete) {

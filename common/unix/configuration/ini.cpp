@@ -271,6 +271,15 @@ bool collect(const char *cpFilename, const s_LIST_KEY &key, std::vector<std::str
     return true;
 }
 
+int count(t_LL list) {
+    int iCount = 0;
+    for (const void *element = FirstElmLL(list); IsElmLL(element) != 0;
+         element = NextElmLL(element)) {
+        ++iCount;
+    }
+    return iCount;
+}
+
 } // namespace
 
 int i_GetPrivateProfileString(const char *cpFilename, const char *cpSection, const char *cpKey,
@@ -354,11 +363,7 @@ int i_READ_INI_LIST(const char *cpIdentifier, const char *cpSection, const char 
     const std::string key(view_of(cpKey));
     i_GetPrivateProfileList(szFile, cpSection, (key + '#').c_str(), tllListOfValues, cpMsg,
                             iLengthMsg);
-    int iCount = 0;
-    for (const void *element = FirstElmLL(tllListOfValues); IsElmLL(element) != 0;
-         element = NextElmLL(element)) {
-        ++iCount;
-    }
+    const int iCount = count(tllListOfValues);
     trace_at(TRACE_DETAILS, "i_READ_INI_LIST: got %d values", iCount);
     if (iCount == 0) {
         trace_at(TRACE_NOISE, "i_READ_INI_LIST: No values for [%s#] found in [%s]", key.c_str(),

@@ -4,19 +4,17 @@
 
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
+#include "common/common/types.h"
 #include "common/unix/configuration/ini.h"
 #include "common/unix/files/append.h"
 #include "common/unix/files/descriptor.h"
+#include "common/unix/files/regular_file.h"
 
-#include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <dictionary.h>
 #include <fcntl.h>
 #include <memory>
 #include <string>
-#include <sys/stat.h>
-#include <unistd.h>
 #include <unordered_map>
 #include <vector>
 
@@ -52,27 +50,6 @@ s_SECTION *add_section(s_INI *ini, const std::string &name) {
     return &ini->sections.back();
 }
 
-// Reads a regular file whole. False when it cannot be read or holds NUL bytes, which no value of
-// the dictionary could carry.
-bool read_whole_file(const char *cpFile, std::string *text) {
-    const unique_fd file(::open(cpFile, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status = {};
-    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode)) {
-        return false;
-    }
-    char block[65536];
-    for (;;) {
-        const ssize_t got = ::read(file.get(), block, sizeof block);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            return got == 0 && text->find('\0') == std::string::npos;
-        }
-        text->append(block, static_cast<std::size_t>(got));
-    }
-}
-
 // The text behind "=": a quoted value up to its closing quote, another up to a trailing comment.
 std::string_view loaded_value(std::string_view text) {
     text = text_stripped(text);
@@ -84,7 +61,7 @@ std::string_view loaded_value(std::string_view text) {
     return text_stripped(text.substr(0, text.find_first_of(";#")));
 }
 
-// Takes in one line. False when it is neither section, entry, comment nor blank.
+// Loads one line. False when it is neither section, entry, comment nor blank.
 bool load_line(std::string_view line, s_INI *ini, s_SECTION **current) {
     line = text_stripped(line);
     if (line.empty() || line.front() == '#' || line.front() == ';') {
@@ -107,17 +84,16 @@ bool load_line(std::string_view line, s_INI *ini, s_SECTION **current) {
 
 bool load(const char *cpFile, s_INI *ini) {
     std::string text;
-    if (!read_whole_file(cpFile, &text)) {
+    // No value of the dictionary could carry a NUL byte.
+    if (!read_regular(cpFile, &text) || text.find('\0') != std::string::npos) {
         return false;
     }
     s_SECTION *current = add_section(ini, "");
     std::string_view rest = text;
     while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find('\n'), rest.size());
-        if (!load_line(rest.substr(0, end), ini, &current)) {
+        if (!load_line(text_take_line(&rest), ini, &current)) {
             return false;
         }
-        rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return ini->sections.size() > 1;
 }
@@ -173,7 +149,7 @@ int i_change_ini(const char *cpIni, const char *cpSection, const char *cpKey, co
         return 0;
     }
     char szFile[1024];
-    char szMsg[256];
+    char szMsg[kMessageSize];
     s_INI ini;
     if (i_GET_ROOT_FOR_INI(cpIni, szFile, sizeof szFile, szMsg, sizeof szMsg) != 1 ||
         !load(szFile, &ini) || !set_entry(&ini, cpSection, cpKey, cpValue)) {

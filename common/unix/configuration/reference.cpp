@@ -1,76 +1,113 @@
-// References in names, see reference.h.
+// References in names, see reference.h. There is one resolver; the in-place functions only bring
+// its result into their callers' buffers.
 #include "common/unix/configuration/reference.h"
 
 #include "common/common/cm_message.h"
 #include "common/common/owner.h"
-#include "common/common/strlib.h"
 #include "common/common/text.h"
+#include "common/common/types.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/ini.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
-#include <string>
 
 namespace {
 
 constexpr std::size_t kVariableLength = 250; // a longer name is no variable's, but a long path
+constexpr std::size_t kPathLength = 1023;    // characters of a value that resolve_path keeps
+constexpr std::size_t kRestLength = 511;     // characters of a rest that resolve_path keeps
+constexpr int kValueSize = 4096;             // more than a system takes as a path
+
+void look_up_variable(std::string name, s_REFERENCE *reference) {
+    char szValue[GLBV_VALUE_SIZE];
+    if (name.size() > kVariableLength || glbv('r', name.data(), szValue)[0] == '?') {
+        return;
+    }
+    reference->bKnown = true;
+    reference->value = szValue;
+    // The store marks a value that it had to cut.
+    reference->bWhole =
+        reference->value.size() < GLBV_VALUE_SIZE - 1 || reference->value.back() != '>';
+}
+
+void look_up_path(const std::string &key, s_REFERENCE *reference) {
+    char szValue[kValueSize];
+    char szMsg[kMessageSize];
+    if (i_READ_INI("VN_INI", "[Pathes]", key.c_str(), szValue, sizeof szValue, szMsg,
+                   sizeof szMsg) != 1) {
+        return;
+    }
+    reference->bKnown = true;
+    reference->value = szValue;
+    reference->bWhole = reference->value.size() < sizeof szValue - 1;
+}
+
+// A leading ":" belongs neither to the name nor to what ends it.
+std::string variable_name(std::string_view text) {
+    text.remove_prefix(!text.empty() && text.front() == ':' ? 1 : 0);
+    return std::string(text_take_field(&text, ':'));
+}
+
+std::string text_of(const s_REFERENCE &reference) {
+    return reference.value + reference.rest;
+}
 
 } // namespace
+
+s_REFERENCE look_up_reference(std::string_view text, e_REFERENCE_STORE eStore) {
+    s_REFERENCE reference;
+    const std::size_t colon = std::min(text.find(':'), text.size());
+    if (eStore != REFERENCE_PATHES) {
+        look_up_variable(variable_name(text), &reference);
+    }
+    if (eStore != REFERENCE_VARIABLE && !reference.bKnown) {
+        look_up_path(std::string(text.substr(0, colon)), &reference);
+    }
+    if (!reference.bKnown) {
+        reference.value = text;
+    } else if (colon < text.size()) {
+        reference.rest = text.substr(colon + 1);
+    }
+    return reference;
+}
+
+bool resolve_whole(const char *cpName, char *szName, int iSize, e_REFERENCE_STORE eStore) {
+    const s_REFERENCE reference = look_up_reference(cpName, eStore);
+    return text_copy(szName, iSize, text_of(reference)) && reference.bWhole;
+}
+
+bool resolve_name(const char *cpName, char *szName, int iSize) {
+    return resolve_whole(cpName, szName, iSize, REFERENCE_ANY);
+}
 
 int resolve_glbv(char *cpName, int size) {
     const auto iSize = static_cast<std::size_t>(size > 1 ? size : 1);
     const unique_memory<char> work(static_cast<char *>(std::malloc(iSize)));
     if (!work) {
         trace_at(TRACE_DETAILS, "resolve_glbv: malloc(%lu) failed with: (%d) %s",
-                 static_cast<unsigned long>(iSize), errno, std::strerror(errno));
+                 static_cast<unsigned long>(iSize), errno, error_text(errno).c_str());
         return 0;
     }
-    std::string name = cpName;
-    const char *cpRest = std::strchr(cpName, ':');
-    if (cpRest != nullptr) {
-        char szName[768];
-        str_elem(0, ':', cpName, szName);
-        name = szName;
-    }
-    if (name.size() > kVariableLength) {
+    const s_REFERENCE reference = look_up_reference(cpName, REFERENCE_VARIABLE);
+    if (!reference.bKnown) {
         return 0;
     }
-    char szValue[GLBV_VALUE_SIZE];
-    glbv('r', name.data(), szValue);
-    if (szValue[0] == '?') {
-        return 0;
-    }
-    text_print(work.get(), size, "%s%s", szValue, cpRest == nullptr ? "" : cpRest + 1);
+    text_copy(work.get(), size, text_of(reference));
     text_copy(cpName, size, work.get());
     return 1;
 }
 
 int resolve_path(char *cpPath, int size) {
-    char szKey[1024];
-    char szRest[512] = "";
-    text_copy(szKey, cpPath);
-    if (char *cpColon = std::strchr(szKey, ':')) {
-        *cpColon = '\0';
-        text_copy(szRest, cpColon + 1);
-    }
-    char szValue[1024];
-    char szMsg[256];
-    if (i_READ_INI("VN_INI", "[Pathes]", szKey, szValue, sizeof szValue, szMsg, sizeof szMsg) ==
-        1) {
-        text_print(cpPath, size, "%s%s", szValue, szRest);
+    const s_REFERENCE reference = look_up_reference(cpPath, REFERENCE_PATHES);
+    if (reference.bKnown) {
+        text_copy(cpPath, size,
+                  reference.value.substr(0, kPathLength) + reference.rest.substr(0, kRestLength));
     }
     return 1;
 }
 
 int resolve_reference(char *cpName, int size) {
     return resolve_glbv(cpName, size) == 1 ? 1 : resolve_path(cpName, size);
-}
-
-bool resolve_name(const char *cpName, char *szName, int iSize) {
-    char szWhole[4096]; // more than a system takes as a name
-    const bool bFits = text_copy(szWhole, cpName);
-    resolve_reference(szWhole, sizeof szWhole);
-    return text_copy(szName, iSize, szWhole) && bFits;
 }

@@ -1,22 +1,14 @@
 // Line by line through a configuration file, see line_reader.h.
 #include "common/unix/files/line_reader.h"
 
-#include "common/common/text.h"
+#include "common/unix/files/regular_file.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-line_reader::line_reader(const char *path)
-    : file_(::open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {
-    struct stat status = {};
-    if (file_ && (::fstat(file_.get(), &status) != 0 || !S_ISREG(status.st_mode))) {
-        file_.reset();
-    }
-}
+line_reader::line_reader(const char *path) : file_(open_regular(path)) {}
 
 // Reads behind what is buffered; false when nothing more comes or the buffer is full.
 bool line_reader::fill() {

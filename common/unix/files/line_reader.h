@@ -17,7 +17,7 @@ public:
 
     bool is_open() const { return static_cast<bool>(file_); }
 
-    // Takes the next line without its line feed, up to a NUL byte if it has one; false at the end
+    // Reads the next line without its line feed, up to a NUL byte if it has one; false at the end
     // of the file. The line is valid until the next call.
     bool next(std::string_view *line);
 

@@ -9,6 +9,7 @@
 #include "common/unix/files/append.h"
 #include "common/unix/files/descriptor.h"
 #include "common/unix/trace/format.h"
+#include "common/unix/trace/screen.h"
 #include "common/unix/trace/time_text.h"
 
 #include <algorithm>
@@ -32,7 +33,7 @@ struct s_EVENT {
 };
 
 void report(const s_EVENT &event, const std::string &screen, const std::string &line) {
-    write_all(STDERR_FILENO, screen);
+    write_screen(screen);
     write_all(event.fd, line);
 }
 
@@ -67,8 +68,9 @@ void report_cut(const s_EVENT &event, std::size_t iLimit, long iNeeded) {
     report(event, line, line);
 }
 
-// The format of the event's first line: header and message. A tag that holds conversions takes the
-// first arguments; one that it holds only half of stands for itself.
+// The format of the event's first line: header and message. The tag is part of the format: a
+// conversion in it takes the first argument. A "%" whose conversion the tag's end cuts off is
+// printed as it stands.
 std::string line_format(const s_EVENT &event, const char *cpMessage) {
     const std::string whole = format_cut(event.prefix.c_str(), kPrefixLength);
     std::string prefix = event.prefix;
@@ -118,7 +120,7 @@ __attribute__((format(printf, 1, 0))) void protocol(const char *cpFormat, va_lis
     char szFile[GLBV_VALUE_SIZE];
     glbv('r', szName, szFile);
     if (szFile[0] == '?') {
-        std::fputs("\nNo gv_prot defined! vn_start_all necessary!\n", stderr);
+        write_screen("\nNo gv_prot defined! vn_start_all necessary!\n");
         return;
     }
     const unique_fd file(open_for_append(szFile));

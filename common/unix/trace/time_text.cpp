@@ -43,8 +43,8 @@ void set_base(const s_BASE &base, std::tm *when) {
     when->tm_isdst = -1;
 }
 
-// Takes a base time off the front of the text, if there is one. Returns what stands behind it.
-const char *take_base(const char *cpText, std::tm *when) {
+// Reads the base time that the text begins with, if it does. Returns what stands behind it.
+const char *skip_base(const char *cpText, std::tm *when) {
     s_BASE b = base_of(*when);
     const std::size_t length = std::strlen(cpText);
     if (!begins_with_digit_1_to_9(cpText)) {
@@ -128,7 +128,7 @@ char *time_get(char *cpTime) {
     const std::time_t now = std::time(nullptr);
     std::tm when = {};
     localtime_r(&now, &when);
-    const char *cpMode = take_base(cpTime, &when);
+    const char *cpMode = skip_base(cpTime, &when);
     const char cMode = cpMode[0];
     std::time_t result = apply_mode(cpMode, &when) ? std::mktime(&when) : -1;
     if (result == -1) {

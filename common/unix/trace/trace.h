@@ -1,6 +1,6 @@
-// Trace (a debugging file per module) and protocol (the operators' log), and the time stamps of
-// both. Either opens its file for every line and closes it again, so several processes share one
-// file and a rotated file is followed; what cannot be written is lost silently and stops nobody.
+// The trace, a debugging file per module. It is opened for every line and closed again, so several
+// processes share one file and a rotated file is followed; what cannot be written is lost silently
+// and stops nobody.
 #pragma once
 
 #include "common/common/cm_message.h"
@@ -13,18 +13,8 @@ struct str_log {
     char szIns[64];   // indentation: two blanks for every open "+++ " block
 };
 
-// Configures the record: the trace file is cpKeyFile in the directory gv_rw_lgc (as it stands when
-// it contains that directory), the level that of module cpKeyDebug in debug.ini. The first record
-// ever configured becomes the one that trace writes through. Also chooses the message language.
-// Without gv_rw_lgc the record stays as it was; the protocol and standard error say so.
-void v_set_log_main(const char *cpKeyFile, const char *cpKeyDebug, str_log *strLog);
-
-// Sets the level and the copy to standard error.
-void v_set_log(int iLogLevel, int iVerbose, str_log *strLog);
-
-// The level that debug.ini gives module cpInput (at most 49 characters), in whatever letter case it
-// is asked for; 0 if none.
-int log_check(const char *cpInput);
+// Makes a copy of the record the one that trace and trace_at write through.
+void v_SET_LOCAL_LOG(const str_log &log);
 
 // Writes one time-stamped line, printf-style, whatever the record's level. A format that begins
 // with "+" opens an indented block behind the line, one that begins with "-" closes it before.

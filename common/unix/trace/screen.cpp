@@ -1,0 +1,25 @@
+// Standard error, see screen.h. What others write there by themselves are whole lines.
+#include "common/unix/trace/screen.h"
+
+#include "common/unix/files/append.h"
+
+#include <unistd.h>
+
+namespace {
+
+bool bLineOpen = false;
+
+} // namespace
+
+void write_screen(std::string_view text) {
+    write_all(STDERR_FILENO, text);
+    if (!text.empty()) {
+        bLineOpen = text.back() != '\n';
+    }
+}
+
+void begin_screen_line() {
+    if (bLineOpen) {
+        write_screen("\n");
+    }
+}
