@@ -2,6 +2,7 @@
 #include "kernel/remote/async.h"
 
 #include "common/common/text.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/remote/call/rcmd.h"
@@ -80,9 +81,7 @@ int start_detached(RCMD *psctRcmd, str_log strLog) {
         ::_exit(child < 0 ? 1 : 0);
     }
     int iStatus = 0;
-    while (::waitpid(middle, &iStatus, 0) < 0 && errno == EINTR) {
-    }
-    if (iStatus != 0) {
+    if (!wait_for_child(middle, &iStatus) || !ended_well(iStatus)) {
         errno = EAGAIN;
         return no_process(psctRcmd, &strLog);
     }

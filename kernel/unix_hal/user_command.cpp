@@ -115,7 +115,6 @@ int ask_allow_list(const std::string &user, const std::string &program, char *cp
 // Runs the command as the user. Returns its exit state, 128 and the signal for one that was killed,
 // or what else the start returned.
 int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
-    constexpr int kNotPrepared = 999; // no wait status
     std::string line = command.line;
     if (user == "root") {
         trace_log(strLog, TRACE_EVENTS, "User 'root'. Do not call by 'su -'");

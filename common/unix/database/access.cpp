@@ -99,7 +99,7 @@ bool is_aggregate(const std::string &sql) {
                        [&sql](std::string_view start) { return sql.starts_with(start); });
 }
 
-int take_select(const s_STATEMENT &s, DB_PROC_PIP *pPP, str_log strLog) {
+int read_select(const s_STATEMENT &s, DB_PROC_PIP *pPP, str_log strLog) {
     if (is_aggregate(s.lowered)) {
         return iOA_GET_CALCULATED_VALUE(pPP, s.cpMsg, s.iMsgLen, db_id(s.pRL));
     }
@@ -123,7 +123,7 @@ int take_select(const s_STATEMENT &s, DB_PROC_PIP *pPP, str_log strLog) {
 }
 
 // The line that tells how a statement without rows has ended.
-int take_outcome(const s_STATEMENT &s, const std::string &line) {
+int judge_outcome(const s_STATEMENT &s, const std::string &line) {
     constexpr std::string_view kAffected = "Rows affected =";
     if (const std::size_t place = line.find(kAffected); place != std::string::npos) {
         const std::string_view count =
@@ -143,14 +143,14 @@ int take_outcome(const s_STATEMENT &s, const std::string &line) {
     return 0;
 }
 
-int take_change(const s_STATEMENT &s, DB_PROC_PIP *pPP) {
+int read_change(const s_STATEMENT &s, DB_PROC_PIP *pPP) {
     std::string line;
     while (db_next_line(pPP, &line)) {
         if (db_contains(line, "Elapsed time")) {
             return 1;
         }
         if (db_contains(line, "Rows ") || db_contains(line, "Message:")) {
-            return take_outcome(s, line);
+            return judge_outcome(s, line);
         }
     }
     text_copy(s.cpMsg, s.iMsgLen, "the database tool gave no result");
@@ -159,7 +159,7 @@ int take_change(const s_STATEMENT &s, DB_PROC_PIP *pPP) {
 }
 
 // The first line tells of a statement that the database refused, for most reasons.
-int take_error(const s_STATEMENT &s, const std::string &line) {
+int accept_or_report_error(const s_STATEMENT &s, const std::string &line) {
     if (db_contains(line, " Invalid nested ")) {
         text_copy(s.cpMsg, s.iMsgLen, "0");
         return 1;
@@ -170,15 +170,15 @@ int take_error(const s_STATEMENT &s, const std::string &line) {
     return 0;
 }
 
-int take_output(const s_STATEMENT &s, DB_PROC_PIP *pPP, str_log strLog) {
+int read_output(const s_STATEMENT &s, DB_PROC_PIP *pPP, str_log strLog) {
     std::string line;
     if (db_next_line(pPP, &line) && db_contains(line, " Error: ")) {
-        return take_error(s, line);
+        return accept_or_report_error(s, line);
     }
     if (!db_contains(line, "SQL-1>")) {
         db_skip_to(pPP, "SQL-1>", &line);
     }
-    return s.lowered.starts_with("select") ? take_select(s, pPP, strLog) : take_change(s, pPP);
+    return s.lowered.starts_with("select") ? read_select(s, pPP, strLog) : read_change(s, pPP);
 }
 
 int report_pipe_error(const s_STATEMENT &s, str_log *strLog) {
@@ -202,10 +202,12 @@ int run(const s_STATEMENT &s, bool *pbRelease, str_log strLog) {
     trace_log(&strLog, TRACE_DETAILS, "call pipe open with cmd: %s", command.c_str());
     DB_PROC_PIP pipe;
     if (iPIPE_OPEN(command.c_str(), "r", s.cpMsg, s.iMsgLen, &pipe) != 0) {
-        *pbRelease = false; // who waits would find the host as exhausted: it stays ours to the end
+        // A host that can start no process has none for those who wait either: the semaphore is
+        // kept until this process ends.
+        *pbRelease = false;
         return report_pipe_error(s, &strLog);
     }
-    const int iResult = take_output(s, &pipe, strLog);
+    const int iResult = read_output(s, &pipe, strLog);
     iPIPE_CLOSE(&pipe);
     return iResult;
 }

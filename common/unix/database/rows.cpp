@@ -55,7 +55,7 @@ int report_too_many_columns(const DB_REC_LIS *pRL, char *cpMsg) {
 
 // "|column=value" for every column, closed by "|"; values shift to the left over empty fields.
 std::string record_of(const std::vector<std::string> &columns, std::string_view row) {
-    const std::vector<std::string_view> values = db_fields(row);
+    const std::vector<std::string_view> values = text_fields(row, '\t');
     std::string record;
     for (std::size_t i = 0; i < columns.size(); ++i) {
         record += '|' + columns[i].substr(0, kColumnLength - 1) + '=';

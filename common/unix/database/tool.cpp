@@ -6,11 +6,9 @@
 #include "common/unix/processes/pipe.h"
 #include "common/unix/processes/pipe_read.h"
 
-#include <algorithm>
-
 namespace {
 
-constexpr int kPieceLength = 1023; // bytes that are read at a time
+constexpr std::size_t kLineLimit = 1 << 20; // bytes of a line; more is no row of the catalogue
 
 } // namespace
 
@@ -19,19 +17,7 @@ const char *db_id(const DB_REC_LIS *pRL) {
 }
 
 bool db_next_line(DB_PROC_PIP *pPP, std::string *line) {
-    char szPiece[kPieceLength + 1];
-    line->clear();
-    int iResult = 0;
-    bool bMore = false;
-    do {
-        szPiece[kPieceLength] = '?';
-        iResult = iPIPE_READ(pPP, szPiece, kPieceLength);
-        *line += szPiece;
-        // The terminator stands here only behind a full piece; one that does not end with its line
-        // end goes on in the next.
-        bMore = szPiece[kPieceLength] == '\0' && szPiece[kPieceLength - 1] != '\0';
-    } while (iResult == 1 && bMore);
-    return iResult == 1 || !line->empty();
+    return pipe_read_line(pPP, kLineLimit, line) == 1;
 }
 
 bool db_skip_to(DB_PROC_PIP *pPP, const char *cpText, std::string *line) {
@@ -43,24 +29,10 @@ bool db_skip_to(DB_PROC_PIP *pPP, const char *cpText, std::string *line) {
     return false;
 }
 
-std::vector<std::string_view> db_fields(std::string_view line) {
-    std::vector<std::string_view> fields;
-    while (!line.empty()) {
-        const std::size_t end = std::min(line.find('\t'), line.size());
-        if (end > 0) {
-            fields.push_back(line.substr(0, end));
-        }
-        line.remove_prefix(std::min(end + 1, line.size()));
-    }
-    return fields;
-}
-
 std::vector<std::string> db_columns(std::string_view header) {
     std::vector<std::string> columns;
     while (!header.empty() && header.front() != '\t' && header.front() != '(') {
-        const std::size_t end = std::min(header.find('\t'), header.size());
-        columns.emplace_back(header.substr(0, end));
-        header.remove_prefix(std::min(end + 1, header.size()));
+        columns.emplace_back(text_take_field(&header, '\t'));
     }
     return columns;
 }

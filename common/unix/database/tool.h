@@ -17,9 +17,6 @@ bool db_next_line(DB_PROC_PIP *pPP, std::string *line);
 // Reads on to the line that contains cpText. False when the output ends before it.
 bool db_skip_to(DB_PROC_PIP *pPP, const char *cpText, std::string *line);
 
-// The fields between the tabs of a line; tabs that follow each other count as one.
-std::vector<std::string_view> db_fields(std::string_view line);
-
 // The names of a header line's columns, up to an empty field or one that begins with "(".
 std::vector<std::string> db_columns(std::string_view header);
 

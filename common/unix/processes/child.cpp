@@ -4,11 +4,11 @@
 #include <cerrno>
 #include <sys/wait.h>
 
-bool wait_for_child(pid_t child, int *piStatus) {
+bool wait_for_child(pid_t child, int *piStatus, int iOptions) {
     *piStatus = 0;
     pid_t got = 0;
     do {
-        got = ::waitpid(child, piStatus, 0);
+        got = ::waitpid(child, piStatus, iOptions);
     } while (got < 0 && errno == EINTR);
     return got == child;
 }
@@ -18,6 +18,9 @@ int exit_state(int iStatus) {
 }
 
 int exit_code(int iStatus) {
+    if (WIFSTOPPED(iStatus)) {
+        return WSTOPSIG(iStatus);
+    }
     return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 0;
 }
 

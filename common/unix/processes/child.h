@@ -4,14 +4,16 @@
 #include <string>
 #include <sys/types.h>
 
-// Waits until the child has ended, over interruptions. Returns true with its wait status; false
-// with errno when there is no such child, *piStatus is 0 then.
-bool wait_for_child(pid_t child, int *piStatus);
+// Waits until the child has ended, over interruptions; with WUNTRACED in iOptions also until it has
+// been stopped. Returns true with its wait status; false with errno when there is no such child,
+// *piStatus is 0 then.
+bool wait_for_child(pid_t child, int *piStatus, int iOptions = 0);
 
 // The exit state as a shell tells it: the exit code, or 128 and the signal that ended the child.
 int exit_state(int iStatus);
 
-// The exit code alone (0-255); 0 for a child that a signal ended.
+// The exit code alone (0-255); 0 for a child that a signal ended, the signal for one that is only
+// stopped.
 int exit_code(int iStatus);
 
 // True when the child came to its end by itself with exit code 0.

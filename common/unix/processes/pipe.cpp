@@ -1,10 +1,11 @@
 // Opening and closing pipes to child processes, see pipe.h; the line reader is in
-// cm_pipe_read.cpp.
+// pipe_read.cpp.
 #include "common/unix/processes/pipe.h"
 
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
 #include "common/unix/files/descriptor.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/pipe_read.h"
 
 #include <algorithm>
@@ -13,7 +14,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <strings.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
@@ -102,7 +102,7 @@ int keep_read_end(s_PIPE *p, DB_PROC_PIP *pPP) {
     return fd;
 }
 
-int fail(char *cpMsg, int iMsgLen) {
+int report_open_error(char *cpMsg, int iMsgLen) {
     const int iErrno = errno;
     trace_at(TRACE_DETAILS, "PIPE_OPEN: got error (%d) %s", iErrno, error_text(iErrno).c_str());
     text_print(cpMsg, iMsgLen, "PIPE_OPEN failed (%d): %s", iErrno, error_text(iErrno).c_str());
@@ -137,14 +137,14 @@ int iPIPE_OPEN(const char *cpCmd, const char *cpMode, char *cpMsg, int iMsgLen, 
     s_PIPE out;
     s_PIPE err;
     if (!make_pipes(mode, &out, &err)) {
-        return fail(cpMsg, iMsgLen);
+        return report_open_error(cpMsg, iMsgLen);
     }
     trace_child(mode);
     std::fflush(stdout); // what was printed comes before what the command prints
     const pid_t child = ::fork();
     if (child < 0) {
         trace_at(TRACE_DETAILS, "PIPE_OPEN: got error %s", error_text(errno).c_str());
-        return fail(cpMsg, iMsgLen);
+        return report_open_error(cpMsg, iMsgLen);
     }
     if (child == 0) {
         run_child(cpCmd, out, err);
@@ -186,7 +186,8 @@ int iPIPE_CLOSE(DB_PROC_PIP *pPP) {
         }
     }
     int iStatus = 0;
-    while (pPP->iChildPid > 0 && ::waitpid(pPP->iChildPid, &iStatus, 0) < 0 && errno == EINTR) {
+    if (pPP->iChildPid > 0) {
+        wait_for_child(pPP->iChildPid, &iStatus);
     }
     if (pPP->iFdOldStdin != 0) {
         trace_at(TRACE_DETAILS, "PIPE_CLOSE: restore old stdin");
@@ -197,7 +198,7 @@ int iPIPE_CLOSE(DB_PROC_PIP *pPP) {
         }
     }
     *pPP = {};
-    const int iExit = (iStatus >> 8) & 0xff;
+    const int iExit = exit_code(iStatus);
     trace_at(TRACE_DETAILS, "PIPE_CLOSE: Got status %d, return exit %d", iStatus, iExit);
     return iExit;
 }

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <string_view>
 #include <sys/types.h>
 #include <unistd.h>
@@ -50,7 +51,7 @@ std::string_view unread(int fd) {
     return {buffer.bytes + buffer.iBegin, buffer.iEnd - buffer.iBegin};
 }
 
-void take(int fd, std::size_t iLength) {
+void mark_read(int fd, std::size_t iLength) {
     buffer_of(fd).iBegin += iLength;
 }
 
@@ -71,7 +72,7 @@ struct s_LINE {
 };
 
 // Moves bytes from the buffer into the line. True when the line, or a piece of it, is complete.
-bool take_line(int fd, s_LINE *line) {
+bool complete_line(int fd, s_LINE *line) {
     const std::string_view ready = unread(fd);
     std::size_t iCount = std::min(ready.size(), line->iLimit - line->iLength);
     const void *feed = iCount == 0 ? nullptr : std::memchr(ready.data(), '\n', iCount);
@@ -86,7 +87,7 @@ bool take_line(int fd, s_LINE *line) {
         line->cpText[line->iLength - 1] = '\0';
     }
     line->cpText[line->iLength] = '\0';
-    take(fd, iCount);
+    mark_read(fd, iCount);
     return feed != nullptr || line->iLength == line->iLimit;
 }
 
@@ -139,6 +140,38 @@ int other_channel() {
     return -1;
 }
 
+// Reads more of a channel into its empty buffer, waiting for it. Returns 1; 0 at its end and on
+// failure; -1 when data waits on the other channel.
+int refill(int fd, DB_PROC_PIP *pPP) {
+    for (;;) {
+        const ssize_t got = fill(fd);
+        if (got > 0) {
+            return 1;
+        }
+        if (got == 0) {
+            return end_of_file(fd, pPP);
+        }
+        if (errno == EINTR) {
+            trace_at(TRACE_DETAILS, "ReadFromHandle: got EINTR");
+        } else if (errno != EAGAIN && errno != EWOULDBLOCK) {
+            trace_at(TRACE_DETAILS, "ReadFromHandle: read returned errno %d: %s", errno,
+                     error_text(errno).c_str());
+            return 0;
+        } else if (const int iReady = wait_for_data(fd, pPP); iReady <= 0) {
+            return iReady == 0 ? 0 : other_channel();
+        }
+    }
+}
+
+int trace_read(const char *cpWho, int iResult) {
+    if (iResult == 0) {
+        trace_at(TRACE_DETAILS, "%s: return 0 (EOF)", cpWho);
+    } else {
+        trace_at(TRACE_DETAILS, "%s: return %d", cpWho, iResult);
+    }
+    return iResult;
+}
+
 } // namespace
 
 void pipe_buffer_reset(int fd) {
@@ -154,22 +187,9 @@ int iReadFromHandle(int iFd, DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
         return 0;
     }
     s_LINE line = {cpReturn, static_cast<std::size_t>(std::max(iMaxLen, 0)), 0};
-    while (!take_line(iFd, &line)) {
-        const ssize_t got = fill(iFd);
-        if (got > 0) {
-            continue;
-        }
-        if (got == 0) {
-            return end_of_file(iFd, pPP);
-        }
-        if (errno == EINTR) {
-            trace_at(TRACE_DETAILS, "ReadFromHandle: got EINTR");
-        } else if (errno != EAGAIN && errno != EWOULDBLOCK) {
-            trace_at(TRACE_DETAILS, "ReadFromHandle: read returned errno %d: %s", errno,
-                     error_text(errno).c_str());
-            return 0;
-        } else if (const int iReady = wait_for_data(iFd, pPP); iReady <= 0) {
-            return iReady == 0 ? 0 : other_channel();
+    while (!complete_line(iFd, &line)) {
+        if (const int iResult = refill(iFd, pPP); iResult != 1) {
+            return iResult;
         }
     }
     trace_at(TRACE_DETAILS, "ReadFromHandle: return 1 [%s]", cpReturn);
@@ -177,21 +197,34 @@ int iReadFromHandle(int iFd, DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
 }
 
 int iPIPE_READ(DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
-    const int iResult = iReadFromHandle(pPP->ifdOut, pPP, cpReturn, iMaxLen);
-    if (iResult == 0) {
-        trace_at(TRACE_DETAILS, "PIPE_READ: return 0 (EOF)");
-    } else {
-        trace_at(TRACE_DETAILS, "PIPE_READ: return %d", iResult);
-    }
-    return iResult;
+    return trace_read("PIPE_READ", iReadFromHandle(pPP->ifdOut, pPP, cpReturn, iMaxLen));
 }
 
 int iPIPE_READ_STDERR(DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen) {
-    const int iResult = iReadFromHandle(pPP->ifdErr, pPP, cpReturn, iMaxLen);
-    if (iResult == 0) {
-        trace_at(TRACE_DETAILS, "PIPE_READ_STDERR: return 0 (EOF)");
-    } else {
-        trace_at(TRACE_DETAILS, "PIPE_READ_STDERR: return %d", iResult);
+    return trace_read("PIPE_READ_STDERR", iReadFromHandle(pPP->ifdErr, pPP, cpReturn, iMaxLen));
+}
+
+int pipe_read_line(DB_PROC_PIP *pPP, std::size_t iLimit, std::string *line) {
+    const int fd = pPP->ifdOut;
+    std::size_t feed = std::string_view::npos;
+    line->clear();
+    while (feed == std::string_view::npos) {
+        const std::string_view ready = unread(fd);
+        feed = ready.find('\n');
+        const std::size_t iCount = std::min(feed, ready.size());
+        if (line->size() + iCount > iLimit) {
+            return trace_read("PIPE_READ", -1);
+        }
+        line->append(ready.substr(0, iCount));
+        mark_read(fd, std::min(iCount + 1, ready.size()));
+        if (feed == std::string_view::npos && refill(fd, pPP) != 1) {
+            break;
+        }
     }
-    return iResult;
+    if (feed == std::string_view::npos && line->empty()) {
+        return trace_read("PIPE_READ", 0);
+    }
+    line->resize(std::min(line->find_first_of(std::string_view("\r\0", 2)), line->size()));
+    trace_at(TRACE_DETAILS, "PIPE_READ: return 1 [%s]", line->c_str());
+    return 1;
 }

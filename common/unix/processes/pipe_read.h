@@ -3,6 +3,9 @@
 
 #include "common/unix/processes/pipe.h"
 
+#include <cstddef>
+#include <string>
+
 // Reads one line of the child's standard output or standard error, without its line end, into
 // cpReturn, a buffer of iMaxLen + 1 bytes; a longer line comes in pieces of iMaxLen bytes. Returns
 //   1  a line, or a piece, is in cpReturn;
@@ -15,6 +18,11 @@ int iPIPE_READ_STDERR(DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen);
 
 // The reader behind both, on descriptor iFd of the handle.
 int iReadFromHandle(int iFd, DB_PROC_PIP *pPP, char *cpReturn, int iMaxLen);
+
+// Reads one whole line of standard output, without its line end and what a carriage return or zero
+// byte in it leads. Returns 1; 0 at the end of file; -1 for a line of more than iLimit bytes, which
+// cannot be read on. For pipes opened with "r" alone.
+int pipe_read_line(DB_PROC_PIP *pPP, std::size_t iLimit, std::string *line);
 
 // What has been read from a pipe and not yet been handed out is kept per descriptor, apart from the
 // handles, which callers copy.

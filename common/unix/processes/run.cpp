@@ -9,6 +9,7 @@
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/reference.h"
 #include "common/unix/files/append.h"
+#include "common/unix/processes/child.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -28,13 +29,14 @@ constexpr int kSubjectSize = 1024;
 constexpr int kShellOffset = 160; // a shell that cannot be started exits with errno + 160
 constexpr int kExeOffset = 128;   // a program that cannot be started exits with errno + 128
 constexpr int kLostStatus = 127;  // status of a child that could not be waited for
-constexpr int kNotPrepared = 999;
 
+// 0 when the program came to its end by itself, the signal that ended it, 127 when it only stopped
+// or was lost: what a wait status holds in its low seven bits.
 int signal_bits(int iStatus) {
-    return iStatus & 0x7f;
-}
-int exit_code(int iStatus) {
-    return (iStatus >> 8) & 0xff;
+    if (WIFEXITED(iStatus)) {
+        return 0;
+    }
+    return WIFSIGNALED(iStatus) ? WTERMSIG(iStatus) : 127;
 }
 
 bool exists(const char *cpFile) {
@@ -85,21 +87,12 @@ void report_not_found(const char *cpSubject) {
 }
 
 // In the child: tells why the program did not start and ends with errno + iOffset.
-[[noreturn]] void fail_in_child(const char *cpWho, int iOffset) {
+[[noreturn]] void end_unstarted(const char *cpWho, int iOffset) {
     const int iErrno = errno;
     char szText[256];
     text_print(szText, "%s (child): %s (%d)\n", cpWho, std::strerror(iErrno), iErrno);
     write_all(STDERR_FILENO, szText);
     ::_exit(iErrno + iOffset);
-}
-
-// Waits over interruptions. False when there is no child to wait for.
-bool wait_for(pid_t child, int *piStatus, int iOptions) {
-    pid_t got = 0;
-    do {
-        got = ::waitpid(child, piStatus, iOptions);
-    } while (got < 0 && errno == EINTR);
-    return got == child;
 }
 
 void report_no_child(const char *cpWho, const char *cpSubject, int *piStatus) {
@@ -206,9 +199,9 @@ int i_cm_system_status(const char *cpCmd, int *piStatus) {
     if (child == 0) {
         const char *const argv[] = {"sh", "-c", cpCmd, nullptr};
         ::execve("/bin/sh", const_cast<char *const *>(argv), environ);
-        fail_in_child("start_system", kShellOffset);
+        end_unstarted("start_system", kShellOffset);
     }
-    if (!wait_for(child, piStatus, WUNTRACED)) {
+    if (!wait_for_child(child, piStatus, WUNTRACED)) {
         report_no_child("start_system", szSubject, piStatus);
     }
     inspect_shell_status(szSubject, *piStatus);
@@ -254,10 +247,10 @@ int i_cm_execvp(const char *cpFile, char **argv) {
     }
     if (child == 0) {
         ::execvp(cpFile, argv);
-        fail_in_child("start_exe", kExeOffset);
+        end_unstarted("start_exe", kExeOffset);
     }
     int iStatus = 0;
-    if (!wait_for(child, &iStatus, 0)) {
+    if (!wait_for_child(child, &iStatus)) {
         report_no_child("start_exe", szSubject, &iStatus);
         return iStatus;
     }

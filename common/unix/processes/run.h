@@ -3,6 +3,9 @@
 // callers block without a time limit.
 #pragma once
 
+// What i_cm_execvp returns when the environment could not be prepared: no wait status.
+constexpr int kNotPrepared = 999;
+
 // Runs the command line through /bin/sh and waits. Returns its exit code (0-255; 0 too for a shell
 // that a signal killed); 1 without a command, -1 when no process could be made. A shell that could
 // not be started gives errno + 160.
@@ -20,8 +23,9 @@ int start_system(const char *cpCmd);
 int start_proc(const char *cpCmd);
 
 // Runs the program cpFile, searched along PATH, with the argument vector argv, and waits. Returns
-// the raw wait status; 999 when the environment could not be prepared. A program that could not be
-// started gives the exit code errno + 128. Ends the process with 1 when no process could be made.
+// the raw wait status; kNotPrepared when the environment could not be prepared. A program that
+// could not be started gives the exit code errno + 128. Ends the process with 1 when no process
+// could be made.
 int i_cm_execvp(const char *cpFile, char **argv);
 
 // 1 when the first word of cpCmd exists as a file in the directory gv_ro_bin, else 0. iLen is not

@@ -6,6 +6,7 @@
 #include "common/common/LL.h"
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/processes/socket.h"
 #include "common/unix/trace/trace.h"
@@ -22,7 +23,6 @@
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 s_RELAY_POLICY gRelayPolicy = {119, 1000};
@@ -291,8 +291,8 @@ pid_t start_input(std::FILE *fd_stdin, int hSocket1, int hSocket2, str_log *strL
 void stop_input(pid_t child) {
     if (child > 0) {
         ::kill(child, SIGKILL);
-        while (::waitpid(child, nullptr, 0) < 0 && errno == EINTR) {
-        }
+        int iStatus = 0;
+        wait_for_child(child, &iStatus);
     }
 }
 
