@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <pwd.h>
 #include <sstream>
@@ -44,7 +45,7 @@ void expect_end(const Installation &in, const std::string &line, int status,
 TEST(CommandLine, RequestsAndTheirResults) {
     Installation in;
     in.set_glbv("a", "value");
-    write_file(in.path("rw/work/present"), "");
+    write_file(in.path("rw/work") + "/present", "");
     const struct {
         const char *line;
         int status;
@@ -213,17 +214,79 @@ TEST(BadInstallation, WhatIsMissingOrFullDoesNotStopTheCall) {
     EXPECT_EQ(call(in, "-f G -i 7 -n a"), (CallResult{0, "", lost("sts") + lost("msg") + missing}));
 }
 
-TEST(BadInput, OverlongArgumentsAreCut) {
+// What names something to act on, or is stored, is used whole or refused before anything is done.
+TEST(BadInput, WhatNamesSomethingIsWholeOrRefused) {
     Installation in;
-    std::string line = "-r -v -f e";
+    in.set_ini(in.path("rw/ini/vn.ini"), "SERVER", "name", std::string(159, 's'));
+    const std::pair<const char *, size_t> cases[] = {
+        {"D -n", 511},
+        {"e -n", 511},
+        {"f -m p -n", 511},
+        {"f -m p -n no -s", 511},
+        {"f -m p -n no -t", 511},
+        {"f -m p -n no -C", 159},
+        {"k -s", 511},
+        {"m -s", 511},
+        {"p -s 1 -d", 511},
+        {"p -d d -s", 511},
+        {"t -t /no -d", 511},
+        {"t -d d -t", 511},
+        {"t -d d -t / -n", 511},
+        {"u -m d -n", 511},
+        {"u -m x -n", 511},
+        {"u -m c -n no/no -s", 511},
+        {"u -m w -n no -s", 511},
+        {"u -m d -n no -t", 511},
+        {"u -m f -n no -s", 511},
+        {"u -m i -n no -t k -s", 511},
+        {"u -m i -n no -s s -t", 511},
+        {"u -m C -n no -t k -d v -s", 511},
+        {"u -m C -n no -s s -d v -t", 511},
+        {"u -m C -n no -s s -t k -d", 511},
+        {"u -m m -n no -s", 511},
+        {"x -u root -s", 511},
+        {"x -s true -u", 255},
+        {"d", 4095},
+    };
+    for (const auto &[line, size] : cases) {
+        const std::string words = std::string("-r -i 7 -f ") + line + " " + std::string(size, 'x');
+        const std::string what =
+            line[1] == '\0' ? "arguments are"
+                            : "option " + std::string(line).substr(strlen(line) - 2) + " is";
+        const std::string refused = "ID=7\nSTATUS=ERROR MSG=" + what + " too long\n";
+        EXPECT_EQ(call(in, words + "x"), (CallResult{2, "", refused})) << line;
+        EXPECT_EQ(call(in, words).err.find("MSG=" + what), std::string::npos) << line;
+    }
+}
+
+TEST(BadInput, TheLastValueDecidesWhetherAnOptionIsWhole) {
+    Installation in;
+    const std::string over = " -n " + std::string(512, 'x'), refused = "option -n is too long";
+    write_file(in.path("rw/work") + "/present", "");
+    expect_end(in, "-f e -i 7" + over + " -n present", 0, "present exists");
+    EXPECT_EQ(call(in, "-r -f e -i 7 -n present" + over),
+              (CallResult{2, "", "ID=7\nSTATUS=ERROR MSG=" + refused + "\n"}));
+    EXPECT_EQ(call(in, "-f u -i 7" + over), (CallResult{2, "", ""})); // mode e prints no record
+    EXPECT_EQ(in.get_glbv("gv_client_msg_7"), refused);
+    EXPECT_EQ(call(in, "-f u -m c -s s -i 7" + over).err,
+              "ID=7\nSTATUS=ERROR MSG=" + refused + "\n");
+    // The configured server is refused where it is used.
+    in.set_ini(in.path("rw/ini/vn.ini"), "SERVER", "name", std::string(160, 's'));
+    EXPECT_EQ(call(in, "-r -i 7 -f f -m p -n no"),
+              (CallResult{2, "", "ID=7\nSTATUS=ERROR MSG=option -C is too long\n"}));
+    expect_end(in, "-f r -i 7", 0, "");
+}
+
+TEST(BadInput, WhatIsOnlyTracedIsCut) {
+    Installation in;
+    std::string line = "-r -v -f r";
     for (const char letter : std::string("bCcdilmnstu"))
         line += std::string(" -") + letter + " " + std::string(5000, letter);
     const std::string err = call(in, line + " " + std::string(5000, 'z')).err;
     const std::string i(255, 'i'), c(159, 'c'), C(159, 'C'), s(511, 's'), d(511, 'd'), t(511, 't');
     for (const std::string &part :
-         {record(i, 1, std::string(255, 'n')),
-          "<time># arguments end with: " + std::string(255, 'z') + "\n",
-          "<time># ID=" + i + " Function=e   RemoteFlag=1  ClientHost=" + c + "   CtrlHost=" + C +
+         {record(i, 0, ""),
+          "<time># ID=" + i + " Function=r   RemoteFlag=1  ClientHost=" + c + "   CtrlHost=" + C +
               "\n",
           "<time># Options: m=mm s=" + s + " l=" + std::string(255, 'l') + " d=" + d +
               " b=" + std::string(15, 'b') + " t=" + t + " \n"})

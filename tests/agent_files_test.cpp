@@ -58,7 +58,7 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"u -m m -n f -s '7;echo >x' 2>&-", 2, "", ""},
         {"u -m c -n /dev/full -s x 2>&-", 2, "", ""},
         {"u -m w -n x -s x", 2, "", "x not found"},
-        {"u -m d 2>&- -n " + over, 2, "", ""},                   // cut, it is f
+        {"u -m d -n " + over, 2, "", "option -n is too long"},   // cut, it is f
         {"u -m d -n '*' -t 3", 0, "", "* successfully deleted"}, // all match, one is old
         {"u -n old", 2, "", ""},
         {"u -m d -n f -t 0x", 0, "", "f successfully deleted"},

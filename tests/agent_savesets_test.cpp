@@ -1,5 +1,6 @@
 // The functions k, m and x, and a request for every function as the server makes it: record, exit
-// status, result variables and trace. No other user is become: a stand-in for su tells its call.
+// status, result variables and trace. No test changes the user: a stand-in
+// for su records how it was called.
 #include "kernel/unix_hal/vn_hal_unix.h"
 #include "tests/support/installation.h"
 

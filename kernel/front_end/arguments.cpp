@@ -22,37 +22,6 @@ namespace {
 
 constexpr char kLocal[] = "LOCAL";
 
-struct s_TEXT_OPTION {
-    char cOption;
-    char *cpBuffer;
-    long iSize;
-};
-
-template <std::size_t N>
-constexpr s_TEXT_OPTION text_option(char cOption, char (&szBuffer)[N]) {
-    return {cOption, szBuffer, static_cast<long>(N)};
-}
-
-// Options whose argument is kept as it is.
-constexpr s_TEXT_OPTION kTextOptions[] = {
-    text_option('C', gszCtrlHost), text_option('c', gszClientHost), text_option('i', gszId),
-    text_option('b', gszOpt_b),    text_option('d', gszOpt_d),      text_option('l', gszOpt_l),
-    text_option('p', gszOpt_l),    text_option('m', gszOpt_m),      text_option('n', gszOpt_n),
-    text_option('s', gszOpt_s),    text_option('t', gszOpt_t),      text_option('u', gszOpt_u),
-};
-
-bool take_text_option(int iOption, const char *cpArgument) {
-    for (const s_TEXT_OPTION &option : kTextOptions) {
-        if (option.cOption == iOption) {
-            if (!text_copy(option.cpBuffer, option.iSize, cpArgument)) {
-                v_MARK_CUT(option.cpBuffer);
-            }
-            return true;
-        }
-    }
-    return false;
-}
-
 void trace_user() {
     if (strLog.iFlg > 0) {
         char szUser[256];
@@ -72,8 +41,8 @@ void choose_function(const char *cpWord) {
     gcFunc = cpWord[0] == '\0' ? FUNCTION_UNKNOWN : cpWord[0];
 }
 
-void take_option(int iOption, const char *cpArgument, bool *pbVerbose) {
-    if (take_text_option(iOption, cpArgument)) {
+void apply_option(int iOption, const char *cpArgument, bool *pbVerbose) {
+    if (option_set(iOption, cpArgument)) {
         return;
     }
     switch (iOption) {
@@ -99,21 +68,17 @@ void take_option(int iOption, const char *cpArgument, bool *pbVerbose) {
 }
 
 // Returns whether the call is to be traced whatever the trace switch says.
-bool take_options(int argc, char **argv) {
+bool parse_options(int argc, char **argv) {
     bool bVerbose = false;
     int iOption = 0;
     while ((iOption = ::getopt(argc, argv, "+:b:C:c:d:f:i:l:m:n:p:s:t:u:x:w:vrh")) != -1) {
-        take_option(iOption, optarg, &bVerbose);
+        apply_option(iOption, optarg, &bVerbose);
     }
     return bVerbose;
 }
 
-void join_rest(int argc, char **argv) {
-    for (int i = 0; i < argc; ++i) {
-        if ((i > 0 && !text_append(gszOpt_end, " ")) || !text_append(gszOpt_end, argv[i])) {
-            v_MARK_CUT(gszOpt_end);
-        }
-    }
+void keep_rest(int argc, char **argv) {
+    option_set_words(argc, argv);
     trace_log(&strLog, TRACE_DETAILS, "arguments end with: %s", gszOpt_end);
     if (argc > 0) {
         trace_log(&strLog, TRACE_DETAILS, "First argument non pos argument: %s", argv[0]);
@@ -200,9 +165,11 @@ void find_port() {
 }
 
 bool read_server(const char *cpKey) {
+    char szServer[1024]; // longer than an option: a cut name shows
     char szMsg[256];
-    return i_READ_INI("VN_INI", "[Server]", cpKey, gszCtrlHost, sizeof gszCtrlHost, szMsg,
-                      sizeof szMsg) == 1;
+    return i_READ_INI("VN_INI", "[Server]", cpKey, szServer, sizeof szServer, szMsg,
+                      sizeof szMsg) == 1 &&
+           option_set('C', szServer);
 }
 
 void find_server() {
@@ -216,14 +183,14 @@ void find_server() {
     }
 }
 
-} // namespace
+void open_trace(int argc, char **argv, const char *cpFile) {
+    v_set_log_main(cpFile, "VN_CLIENT", &strLog);
+    trace_log(&strLog, TRACE_EVENTS, "+++ ARGUMENTS  %s", GET_CALL_PARAM(argc, argv));
+}
 
-void ARGUMENTS(int argc, char ***pArgv) {
-    char szTraceFile[384];
-    // No option has been read yet, so the identifier is empty: all calls share one trace file.
-    text_print(szTraceFile, "vn_client_%s.lgc", gszId);
-    v_set_log_main(szTraceFile, "VN_CLIENT", &strLog);
-    trace_log(&strLog, TRACE_EVENTS, "+++ ARGUMENTS  %s", GET_CALL_PARAM(argc, *pArgv));
+// Leaves *pArgv behind the options. Returns whether the call is to be traced whatever the trace
+// switch says.
+bool parse_command_line(int argc, char ***pArgv) {
     if (argc < 2) {
         USAGE();
     }
@@ -233,10 +200,38 @@ void ARGUMENTS(int argc, char ***pArgv) {
         ++*pArgv;
         --argc;
     }
-    const bool bVerbose = take_options(argc, *pArgv);
+    const bool bVerbose = parse_options(argc, *pArgv);
     trace_log(&strLog, TRACE_DETAILS, "Function: %c", gcFunc);
     *pArgv += optind;
-    join_rest(argc - optind, *pArgv);
+    keep_rest(argc - optind, *pArgv);
+    return bVerbose;
+}
+
+void check_function_and_client() {
+    if (gcFunc == FUNCTION_UNKNOWN) {
+        FINISH(1, "no valid function was given in -f");
+    }
+    if (gszClientHost[0] == '\0' || std::strcmp(gszClientHost, kLocal) == 0) {
+        text_copy(gszClientHost, gszMyName);
+    }
+}
+
+void trace_call() {
+    trace_log(&strLog, TRACE_EVENTS,
+              "ID=%s Function=%c   RemoteFlag=%d  ClientHost=%s   CtrlHost=%s", gszId, gcFunc,
+              static_cast<int>(gFlag.Remote), gszClientHost, gszCtrlHost);
+    trace_log(&strLog, TRACE_EVENTS, "Options: m=%s s=%s l=%s d=%s b=%s t=%s ", gszOpt_m, gszOpt_s,
+              gszOpt_l, gszOpt_d, gszOpt_b, gszOpt_t);
+}
+
+} // namespace
+
+void ARGUMENTS(int argc, char ***pArgv) {
+    char szTraceFile[384];
+    // No option has been read yet, so the identifier is empty: all calls share one trace file.
+    text_print(szTraceFile, "vn_client_%s.lgc", gszId);
+    open_trace(argc, *pArgv, szTraceFile);
+    const bool bVerbose = parse_command_line(argc, pArgv);
     if (gszId[0] == '\0') {
         make_identifier();
     }
@@ -247,16 +242,7 @@ void ARGUMENTS(int argc, char ***pArgv) {
     find_port();
     trace_log(&strLog, TRACE_DETAILS, "%s  %s  %s  %s", gszRo, gszRwIni, gszRwTmp, szTraceFile);
     find_server();
-    if (gcFunc == FUNCTION_UNKNOWN) {
-        FINISH(1, "no valid function was given in -f");
-    }
-    if (gszClientHost[0] == '\0' || std::strcmp(gszClientHost, kLocal) == 0) {
-        text_copy(gszClientHost, gszMyName);
-    }
-    trace_log(&strLog, TRACE_EVENTS,
-              "ID=%s Function=%c   RemoteFlag=%d  ClientHost=%s   CtrlHost=%s", gszId, gcFunc,
-              static_cast<int>(gFlag.Remote), gszClientHost, gszCtrlHost);
-    trace_log(&strLog, TRACE_EVENTS, "Options: m=%s s=%s l=%s d=%s b=%s t=%s ", gszOpt_m, gszOpt_s,
-              gszOpt_l, gszOpt_d, gszOpt_b, gszOpt_t);
+    check_function_and_client();
+    trace_call();
     trace_log(&strLog, TRACE_EVENTS, "--- ARGUMENTS");
 }

@@ -1,5 +1,5 @@
 // The function table, see dispatch.h: a row for each letter, with the options that it requires
-// in the order in which they are asked for.
+// in the order in which they are asked for, and those that must be whole.
 #include "kernel/front_end/dispatch.h"
 
 #include "common/common/text.h"
@@ -13,59 +13,49 @@
 #include "kernel/request/call.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
+#include "kernel/request/requirements.h"
 
 namespace {
-
-struct s_REQUIRED {
-    const char *cpOption; // the option's buffer, null behind the last
-    const char *cpMissing;
-    int iStatus;
-};
 
 struct s_FUNCTION {
     char cLetter;
     s_REQUIRED required[2];
+    const char *cpWhole; // letters of the options that may not be cut, see REQUIRE_WHOLE
     void (*handler)(s_CALL *call);
 };
 
 constexpr char kMissingName[] = "missing option -n name of GLBV";
 
 constexpr s_FUNCTION kFunctions[] = {
-    {'c', {{gszOpt_d, "missing option -d", 1}}, v_CONFIGURE},
-    {'d', {}, v_LIST_DIRECTORY},
-    {'D', {}, [](s_CALL *) { CREATE_DIR_CLIENT(); }},
-    {'e', {{gszOpt_n, "missing option -n", 1}}, v_EXIST_FILE},
-    {'f', {}, [](s_CALL *) { FILE_COPY(); }},
-    {'k', {{gszOpt_s, "missing option -s saveset|pattern", 1}}, v_KILL},
-    {'m', {{gszOpt_s, "missing option -s saveset", 1}}, v_MOVE},
-    {'p', {{gszOpt_d, "missing option -d device", 1}}, v_PERFORMANCE},
-    {'t', {}, [](s_CALL *) { TAPE_STATUS_CLIENT(); }},
-    {'G', {{gszOpt_n, kMissingName, 1}}, v_READ_GLBV},
-    {'R', {{gszOpt_n, kMissingName, 1}}, v_READ_AND_DELETE_GLBV},
+    {'c', {{gszOpt_d, "missing option -d", 1}}, "", v_CONFIGURE},
+    {'d', {}, "*", v_LIST_DIRECTORY},
+    {'D', {}, "n", CREATE_DIR_CLIENT},
+    {'e', {{gszOpt_n, "missing option -n", 1}}, "n", v_EXIST_FILE},
+    {'f', {}, "nstC", FILE_COPY},
+    {'k', {{gszOpt_s, "missing option -s saveset|pattern", 1}}, "s", v_KILL},
+    {'m', {{gszOpt_s, "missing option -s saveset", 1}}, "s", v_MOVE},
+    {'p', {{gszOpt_d, "missing option -d device", 1}}, "ds", v_PERFORMANCE},
+    {'t', {}, "dtn", TAPE_STATUS_CLIENT},
+    {'G', {{gszOpt_n, kMissingName, 1}}, "", v_READ_GLBV},
+    {'R', {{gszOpt_n, kMissingName, 1}}, "", v_READ_AND_DELETE_GLBV},
     {'W',
      {{gszOpt_n, kMissingName, 1}, {gszOpt_s, "missing option -s string value to write", 1}},
+     "",
      v_WRITE_GLBV},
-    {'r', {}, v_READ_EVENT_LOG},
-    {'u', {}, [](s_CALL *) { USEFILE(); }},
-    {'x',
-     {{gszOpt_u, "missing option -u user", 2}},
-     [](s_CALL *call) { EXECUTE_COMMAND(call->argvEnd); }},
+    {'r', {}, "", v_READ_EVENT_LOG},
+    {'u', {}, "", USEFILE}, // by its modes,
+    {'x', {{gszOpt_u, "missing option -u user", 2}}, "us", EXECUTE_COMMAND},
 };
-
-void check_required(const s_FUNCTION &function) {
-    for (const s_REQUIRED &option : function.required) {
-        if (option.cpOption != nullptr && option.cpOption[0] == '\0') {
-            FINISH(option.iStatus, option.cpMissing);
-        }
-    }
-}
 
 } // namespace
 
 void DISPATCH(s_CALL *call) {
     for (const s_FUNCTION &function : kFunctions) {
         if (function.cLetter == gcFunc) {
-            check_required(function);
+            for (const s_REQUIRED &required : function.required) {
+                REQUIRE_OPTION(required);
+            }
+            REQUIRE_WHOLE(function.cpWhole);
             function.handler(call);
         }
     }

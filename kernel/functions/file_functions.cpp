@@ -99,11 +99,6 @@ void v_LIST_DIRECTORY(s_CALL *call) {
         i_cm_execvp("vn_sho", call->argv);
         std::exit(0);
     }
-    if (bIS_CUT(gszOpt_end)) {
-        std::fprintf(stderr, "ERROR: opendir( %s ) returned errno (%d): %s\n", gszOpt_end,
-                     ENAMETOOLONG, error_text(ENAMETOOLONG).c_str());
-        end_listing();
-    }
     const unique_memory<sFormat> info(static_cast<sFormat *>(std::calloc(1, sizeof(sFormat))));
     if (!info) {
         FINISH(2, error_text(ENOMEM).c_str());
@@ -123,18 +118,15 @@ void v_LIST_DIRECTORY(s_CALL *call) {
 void v_EXIST_FILE(s_CALL *) {
     char szMsg[256];
     trace_log(&strLog, TRACE_EVENTS, "check existence of file %s ", gszOpt_n);
-    const bool bExists = !bIS_CUT(gszOpt_n) && file_exist(gszOpt_n) == 1;
+    const bool bExists = file_exist(gszOpt_n) == 1;
     text_print(szMsg, "%s %s", gszOpt_n, bExists ? "exists" : "doesn't exist");
     FINISH(bExists ? 0 : 1, szMsg);
 }
 
-void CREATE_DIR_CLIENT() {
+void CREATE_DIR_CLIENT(s_CALL *) {
     char szMsg[256];
     if (gszOpt_n[0] == '\0') {
         FINISH(1, "missing directory via -n");
-    }
-    if (bIS_CUT(gszOpt_n)) {
-        FINISH(1, error_text(ENAMETOOLONG).c_str());
     }
     if (::chdir(gszOpt_n) == 0) {
         trace_log(&strLog, TRACE_EVENTS, "CREATE_DIR_CLIENT: directory [%s] exists", gszOpt_n);
@@ -144,7 +136,7 @@ void CREATE_DIR_CLIENT() {
     FINISH(bCreated ? 0 : 1, szMsg);
 }
 
-void FILE_COPY() {
+void FILE_COPY(s_CALL *) {
     trace_log(&strLog, TRACE_EVENTS, "+++ FILE_COPY  %s  %s", gszOpt_m, gszOpt_n);
     if (gszOpt_m[0] == '\0') {
         FINISH(1, "missing mode argument in -m : may be g | p[d]");
@@ -153,9 +145,6 @@ void FILE_COPY() {
         FINISH(1, "missing file name in -n");
     }
     const s_DIRECTION &direction = direction_of(gszOpt_m[0]);
-    if (bIS_CUT(gszOpt_n) || bIS_CUT(direction.cpDirectory)) {
-        FINISH(2, error_text(ENAMETOOLONG).c_str());
-    }
     const std::string directory = enter_directory(direction);
     const int iSts = run_copy(direction);
     if (iSts == 0 && direction.cLetter == 'p' && gszOpt_m[1] == 'd') {

@@ -8,12 +8,12 @@
 [[noreturn]] void v_LIST_DIRECTORY(s_CALL *call);
 
 // Function D: 0 and a message when the directory -n is there or was created, 1 when it was not.
-[[noreturn]] void CREATE_DIR_CLIENT();
+[[noreturn]] void CREATE_DIR_CLIENT(s_CALL *call);
 
 // Function f: copies the file -n from ("g") or to ("p", with "d" the file is deleted afterwards)
 // the backup server, as -m says. The status is that of the backup client that copies, the message
 // the file's name.
-[[noreturn]] void FILE_COPY();
+[[noreturn]] void FILE_COPY(s_CALL *call);
 
 // Function e: 0 and "<file> exists", or 1 and "<file> doesn't exist".
 [[noreturn]] void v_EXIST_FILE(s_CALL *call);

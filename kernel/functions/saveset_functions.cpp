@@ -20,8 +20,6 @@
 
 namespace {
 
-constexpr char kTooLong[] = "argument of an option too long";
-
 bool is_writable(const std::string &file) {
     return static_cast<bool>(
         unique_fd(::open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)));
@@ -61,9 +59,6 @@ int copy_saveset(char *cpMsg) {
 void v_KILL(s_CALL *) {
     char szMsg[kMessageSize] = "";
     trace_log(&strLog, TRACE_EVENTS, "kill with pattern %s ", gszOpt_s);
-    if (bIS_CUT(gszOpt_s)) {
-        FINISH(2, kTooLong);
-    }
     const int iSts = i_KILL_VBC(gszOpt_s, szMsg, strLog);
     FINISH(iSts, szMsg);
 }
@@ -71,16 +66,13 @@ void v_KILL(s_CALL *) {
 void v_MOVE(s_CALL *) {
     char szMsg[kMessageSize] = "";
     trace_log(&strLog, TRACE_EVENTS, "copy MTF-header & trailer file");
-    if (bIS_CUT(gszOpt_s)) {
-        FINISH(1, kTooLong);
-    }
     const int iSts = i_COPY_MTF_HDR_TRL(gszOpt_s, szMsg);
     FINISH(iSts, szMsg);
 }
 
 int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
     trace_log(&strLog, TRACE_EVENTS, "+++ COPY_MTF_HDR_TRL");
-    if (("/" + std::string(saveset) + "/").find("/../") != std::string::npos) {
+    if (path_goes_up(saveset)) {
         text_print(cpMsg, kMessageSize, "invalid saveset name %s", saveset);
         trace_log(&strLog, TRACE_EVENTS, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
         return 1;
@@ -94,17 +86,12 @@ int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
     return 0;
 }
 
-void EXECUTE_COMMAND(char **argv) {
+void EXECUTE_COMMAND(s_CALL *call) {
     char szMsg[kMessageSize] = "no message";
     trace_log(&strLog, TRACE_EVENTS, "+++ EXECUTE_COMMAND  %s  %s ", gszOpt_u, gszOpt_s);
-    int iSts = 2;
-    if (bIS_CUT(gszOpt_s) || bIS_CUT(gszOpt_u)) { // a cut command is another one
-        text_copy(szMsg, kTooLong);
-    } else if (std::strcmp(gszOpt_u, "vbccopy") == 0) {
-        iSts = copy_saveset(szMsg);
-    } else {
-        iSts = i_EXECUTE_USER_COMMAND(gszOpt_u, gszOpt_s, argv, szMsg, strLog);
-    }
+    const int iSts = std::strcmp(gszOpt_u, "vbccopy") == 0
+                         ? copy_saveset(szMsg)
+                         : i_EXECUTE_USER_COMMAND(gszOpt_u, gszOpt_s, call->argvEnd, szMsg, strLog);
     trace_log(&strLog, TRACE_EVENTS, "--- EXECUTE_COMMAND: %s ", szMsg);
     FINISH(iSts, szMsg);
 }

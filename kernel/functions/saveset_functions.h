@@ -15,4 +15,4 @@ int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg);
 
 // Function x: runs the command -s, or the arguments behind the options, as user -u if that is
 // allowed; the user "vbccopy" stands for a saveset copy. Ends the process.
-[[noreturn]] void EXECUTE_COMMAND(char **argv);
+[[noreturn]] void EXECUTE_COMMAND(s_CALL *call);

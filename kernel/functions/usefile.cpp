@@ -14,8 +14,10 @@
 #include "common/unix/host/alarm.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
+#include "kernel/request/call.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
+#include "kernel/request/requirements.h"
 
 #include <cerrno>
 #include <climits>
@@ -35,6 +37,7 @@ constexpr int kFailed = 2;
 // An operation fills the message (kMessageSize bytes) and returns the exit status.
 struct s_MODE {
     char cLetter;
+    const char *cpWhole; // letters of the options that may not be cut
     int (*operation)(char *szMsg);
 };
 
@@ -218,32 +221,34 @@ int check_executable(char *szMsg) {
 }
 
 constexpr s_MODE kModes[] = {
-    {'c', create_and_write}, {'w', write_append}, {'d', delete_file},
-    {'e', check_existence},  {'f', find_string},  {'i', read_ini_value},
-    {'C', change_ini_value}, {'m', change_mode},  {'r', read_file},
-    {'x', check_executable},
+    {'c', "ns", create_and_write},   {'w', "ns", write_append}, {'d', "nt", delete_file},
+    {'e', "n", check_existence},     {'f', "ns", find_string},  {'i', "nst", read_ini_value},
+    {'C', "nstd", change_ini_value}, {'m', "ns", change_mode},  {'r', "n", read_file},
+    {'x', "n", check_executable},
 };
+
+[[noreturn]] void use_file(const s_MODE &mode) {
+    char szMsg[kMessageSize] = "";
+    REQUIRE_WHOLE(mode.cpWhole);
+    resolve_path(gszOpt_n, sizeof gszOpt_n);
+    const int iExitSts = mode.operation(szMsg);
+    trace_log(&strLog, TRACE_EVENTS, "--- USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
+    FINISH(iExitSts, szMsg);
+}
 
 } // namespace
 
-void USEFILE() {
-    char szMsg[kMessageSize] = "";
+void USEFILE(s_CALL *) {
     trace_log(&strLog, TRACE_EVENTS, "+++ USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
     if (gszOpt_n[0] == '\0') {
         FINISH(1, "missing filename via -n");
     }
-    if (bIS_CUT(gszOpt_n)) {
-        FINISH(system_failure(szMsg, "", ENAMETOOLONG), szMsg);
-    }
-    resolve_path(gszOpt_n, sizeof gszOpt_n);
     if (gszOpt_m[0] == '\0') {
         text_copy(gszOpt_m, "e");
     }
     for (const s_MODE &mode : kModes) {
         if (mode.cLetter == gszOpt_m[0]) {
-            const int iExitSts = mode.operation(szMsg);
-            trace_log(&strLog, TRACE_EVENTS, "--- USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
-            FINISH(iExitSts, szMsg);
+            use_file(mode);
         }
     }
     FINISH(1, "wrong option in command line");

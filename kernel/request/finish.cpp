@@ -6,13 +6,10 @@
 #include "common/common/text.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/files/append.h"
-#include "common/unix/host/alarm.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/request/options.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <unistd.h>
@@ -73,22 +70,4 @@ void FINISH(int iSts, const char *cpMsg) {
     }
     trace_log(&strLog, TRACE_EVENTS, "--- FINISH ");
     std::exit(iSts);
-}
-
-int iWRITE_PERF_FILE(const char *path, const char *text) {
-    trace_log(&strLog, TRACE_EVENTS, "+++ WRITE_PERF_FILE    %s ", text);
-    if (gFlag.Remote) {
-        std::printf("ID=%s\n%s\n", gszId, text);
-        std::fflush(stdout);
-        trace_log(&strLog, TRACE_EVENTS, "--- WRITE_PERF_FILE: to stdout");
-        return 1;
-    }
-    if (std::FILE *file = std::fopen(path, "we")) {
-        std::fprintf(file, "ID=%s\n%s\n", gszId, text);
-        if (std::fclose(file) != 0) {
-            i_FILE_CLOSE(errno);
-        }
-    }
-    trace_log(&strLog, TRACE_EVENTS, "--- WRITE_PERF_FILE %s ", path);
-    return 1;
 }

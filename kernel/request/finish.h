@@ -7,7 +7,3 @@
 // record "ID=...\nSTATUS=... MSG=...\n" on standard error, unless the function answers with a
 // file's content or by its exit status alone.
 [[noreturn]] void FINISH(int iSts, const char *cpMsg);
-
-// Delivers performance data with the request identifier: on standard output for a call from remote,
-// else in the file `path`, which it replaces. A file that cannot be opened is skipped. Returns 1.
-int iWRITE_PERF_FILE(const char *path, const char *text);

@@ -7,6 +7,7 @@
 #include "common/common/types.h"
 #include "common/unix/configuration/ini.h"
 #include "common/unix/files/line_reader.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
 
@@ -14,7 +15,6 @@
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <sys/wait.h>
 
 const char *gcpAllowList = "/etc/vorna_cmdusers.allow";
 
@@ -55,11 +55,6 @@ bool find_command(const char *cpCmd, char **ArgList, s_COMMAND *command, str_log
     return !command->program.empty() && command->line.size() <= kCommandLimit;
 }
 
-// True when the path leaves a directory again.
-bool goes_up(std::string_view path) {
-    return (std::string(path) + "/").find("/../") != std::string::npos;
-}
-
 // A program inside the directory; one whose path only begins with the same letters, or leads out of
 // it again, is not. Nor is a word that the shell would make something else of.
 bool is_inside(const s_COMMAND &command, std::string_view directory) {
@@ -67,7 +62,8 @@ bool is_inside(const s_COMMAND &command, std::string_view directory) {
     const std::string_view name =
         program.substr(std::min(directory.size(), program.size())); // the directory is quoted
     const bool bPlain = command.argv != nullptr || shell_quoted(name, QUOTES_NONE) == name;
-    return bPlain && !directory.empty() && program.starts_with(directory) && !goes_up(program) &&
+    return bPlain && !directory.empty() && program.starts_with(directory) &&
+           !path_goes_up(program) &&
            (directory.back() == '/' || program.substr(directory.size()).starts_with("/"));
 }
 
@@ -112,26 +108,33 @@ int ask_allow_list(const std::string &user, const std::string &program, char *cp
     return refuse(user, program, cpMsg);
 }
 
-// Runs the command as the user. Returns its exit state, 128 and the signal for one that was killed,
-// or what else the start returned.
-int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
-    std::string line = command.line;
-    if (user == "root") {
-        trace_log(strLog, TRACE_EVENTS, "User 'root'. Do not call by 'su -'");
-    } else {
-        line = "su - " + shell_quoted(user, QUOTES_NONE) + " -c '" +
-               shell_quoted(command.line, QUOTES_SINGLE) + "'";
-    }
+// The exit state of what i_cm_execvp returned; its two ends that are no wait status stay.
+int state_of_program(int iStatus) {
+    const int iState = exit_state(iStatus);
+    return iStatus == kNotPrepared || iState == 0 ? iStatus : iState;
+}
+
+// Runs a command line. Returns its exit state, or what else the start returned.
+int run_line(const std::string &line, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "Cmd: [%s]", line.c_str());
     int iStatus = 0;
-    int iRet = 0;
-    if (user == "root" && command.argv != nullptr) {
-        iStatus = i_cm_execvp(command.program.c_str(), command.argv);
-        iRet = iStatus == kNotPrepared ? kNotPrepared : WEXITSTATUS(iStatus);
-    } else {
-        iRet = i_cm_system_status(line.c_str(), &iStatus);
+    const int iRet = i_cm_system_status(line.c_str(), &iStatus);
+    return iRet == 0 ? exit_state(iStatus) : iRet;
+}
+
+// Runs the command as the user. Returns as above.
+int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
+    if (user != "root") {
+        return run_line("su - " + shell_quoted(user, QUOTES_NONE) + " -c '" +
+                            shell_quoted(command.line, QUOTES_SINGLE) + "'",
+                        strLog);
     }
-    return iRet != kNotPrepared && WIFSIGNALED(iStatus) ? 128 + WTERMSIG(iStatus) : iRet;
+    trace_log(strLog, TRACE_EVENTS, "User 'root'. Do not call by 'su -'");
+    if (command.argv == nullptr) {
+        return run_line(command.line, strLog);
+    }
+    trace_log(strLog, TRACE_EVENTS, "Cmd: [%s]", command.line.c_str());
+    return state_of_program(i_cm_execvp(command.program.c_str(), command.argv));
 }
 
 // Decides and runs. Returns the call's result, with the message.

@@ -9,10 +9,10 @@
 #include "kernel/request/call.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
+#include "kernel/request/performance_record.h"
 #include "kernel/unix_hal/absent.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <climits>
 #include <cstdlib>
 #include <cstring>
@@ -62,9 +62,6 @@ void pause_seconds(int iSeconds) {
 } // namespace
 
 void v_PERFORMANCE(s_CALL *) {
-    if (bIS_CUT(gszOpt_d) || bIS_CUT(gszOpt_s)) {
-        FINISH(1, error_text(ENAMETOOLONG).c_str());
-    }
     if (gszOpt_s[0] == '\0') {
         char *cpColon = std::strchr(gszOpt_d, ':');
         if (cpColon == nullptr) {

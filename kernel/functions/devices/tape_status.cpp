@@ -12,7 +12,6 @@
 #include "kernel/request/options.h"
 #include "kernel/unix_hal/tape.h"
 
-#include <cerrno>
 #include <cstring>
 #include <string>
 #include <unistd.h>
@@ -104,16 +103,13 @@ bool device_status(char (&szMsg)[kStatusSize]) {
 
 } // namespace
 
-void TAPE_STATUS_CLIENT() {
+void TAPE_STATUS_CLIENT(s_CALL *) {
     trace_log(&strLog, TRACE_EVENTS, "+++ i_TAPE_STATUS_CLIENT   %s  %s ", gszOpt_d, gszOpt_t);
     if (gszOpt_d[0] == '\0') {
         FINISH(1, "missing device via -d");
     }
     if (gszOpt_t[0] == '\0') {
         FINISH(1, "missing device via -t");
-    }
-    if (bIS_CUT(gszOpt_d) || bIS_CUT(gszOpt_t) || bIS_CUT(gszOpt_n)) {
-        FINISH(2, error_text(ENAMETOOLONG).c_str());
     }
     char szMsg[kStatusSize] = "";
     const bool bReady = device_status(szMsg);

@@ -1,0 +1,9 @@
+// What the process needs before it carries out a request.
+#pragma once
+
+// Makes the standard streams and signals what the agent relies on, whatever the caller left them.
+void PREPARE_PROCESS();
+
+// Changes into the installation's work directory. A failure is not told: what needs the directory
+// will say so.
+void ENTER_WORK_DIRECTORY();

@@ -1,0 +1,6 @@
+// How the figures of a media server reach the caller.
+#pragma once
+
+// Delivers performance data with the request identifier: on standard output for a call from remote,
+// else in the file `path`, which it replaces. A file that cannot be opened is skipped. Returns 1.
+int iWRITE_PERF_FILE(const char *path, const char *text);
