@@ -1,5 +1,6 @@
 // Pipes to child processes: real shells, both channels read from one loop as the agent does it.
 #include "common/unix/cm_hal_pipe.h"
+#include "common/unix/cm_trace.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>
@@ -86,6 +87,38 @@ TEST(Pipe, WithoutDescriptorsFailsAndLeavesNoneOpen) {
         EXPECT_EQ(dup(2), first_free);
     }
     close(first_free);
+}
+
+TEST(Pipe, TellsOfStandardStreamsThatAreNotThere) {
+    vn_test::Installation in;
+    vn_test::write_file(in.path("f"), "one\n");
+    str_log log = {};
+    v_set_log_main("t.tra", "NOSUCH", &log);
+    v_set_log(2, 0, &log);
+    const int kept[] = {dup(0), dup(1), dup(2)};
+    for (const int fd : {0, 1, 2}) {
+        close(fd);
+    }
+    DB_PROC_PIP pipe;
+    char text[80];
+    const int result = iPIPE_OPEN_STDIN("sleep 0.1; cat; echo b >&2", "rwe", in.path("f").c_str(),
+                                        text, 80, &pipe);
+    const std::string told = read_all(pipe);
+    for (const int fd : {0, 1, 2}) {
+        dup2(kept[fd], fd);
+        close(kept[fd]);
+    }
+    EXPECT_EQ(std::to_string(result) + told, "0one;. b;. 0");
+    const std::string trace = *vn_test::read_file(in.path("rw/lgc/t.tra"));
+    const std::string bad = " (9): Bad file descriptor\n";
+    for (const std::string &line :
+         {": Error could not duplicate old stdin" + bad, "PIPE_OPEN: close(1) error" + bad,
+          "PIPE_OPEN: close(2) error" + bad, std::string("call select()\n")}) {
+        EXPECT_NE(trace.find(line), std::string::npos) << line << trace;
+    }
+    const size_t select = trace.find("call select()\n"); // a read before it, one behind it
+    EXPECT_LT(trace.find("call read()\n"), select);
+    EXPECT_LT(trace.find("call read()\n", select), trace.find("[one]"));
 }
 
 TEST(Pipe, FeedsAFileThatStaysTheCallersInput) {

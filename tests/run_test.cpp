@@ -1,11 +1,14 @@
 // Running programs: what the caller gets, and how every abnormal end is told.
+#include "common/common/cm_message.h"
 #include "common/unix/cm_hal_unix.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <sys/stat.h>
 #include <tuple>
+#include <unistd.h>
 
 using namespace vn_test;
 
@@ -52,6 +55,38 @@ TEST(Run, AbnormalEndsAreTold) {
                                (subject + command).substr(0, 1023) + ": " + text);
     }
     EXPECT_EQ(in.protocol(), protocol);
+}
+
+TEST(Run, ALostChildIsNoSuccess) {
+    Installation in;
+    signal(SIGCHLD, SIG_IGN); // the system waits for the children itself
+    const std::string lost = "start_system: no child to wait for! No child processes (errno=10)\n";
+    EXPECT_EQ(told(i_cm_system, "exit 0", 127), lost + "/bin/sh terminated abnormally 0...\n");
+    signal(SIGCHLD, SIG_DFL);
+    eLang = LANG_DE;
+    EXPECT_EQ(told(i_cm_system, "exit 127", 127),
+              "start_system: please check: No such file or directory (2)\nstart_system: [konnte "
+              "nicht gestartet werden (ENOENT): No such file or directory]\n");
+}
+
+// Of the lines that only name the parent's id somewhere none is the parent's.
+TEST(Run, TheParentIsTheLineOfItsId) {
+    Installation in;
+    const std::string id = std::to_string(getppid()), x(1000, 'x');
+    const std::pair<std::string, std::string> cases[] = {
+        {"77 vi " + id + "\n  " + id + "  prog -x\n" + id + " other\n", "prog -x"},
+        {"77 " + x + "\n" + id + " prog " + x + "\n", "prog " + x.substr(0, 504 - id.size())},
+        {"12345 vi " + id + "\n78 " + id + "\n", "vi " + id},
+        {"", ""}};
+    setenv("PATH", (in.path("ro/bin") + ":/usr/bin:/bin").c_str(), 1);
+    write_file(in.path("ro/bin/ps"), "#!/bin/sh\ncat " + in.path("list"));
+    chmod(in.path("ro/bin/ps").c_str(), 0755);
+    for (const auto &[list, text] : cases) {
+        write_file(in.path("list"), list);
+        char info[1024];
+        EXPECT_EQ(get_parent_info(info, sizeof info), 1);
+        EXPECT_EQ(info, text + " (PPID=" + id + ")");
+    }
 }
 
 TEST(Run, ConventionsOfStartAndWait) {

@@ -78,15 +78,26 @@ bool make_pipes(const s_MODE &mode, s_PIPE *out, s_PIPE *err) {
     ::_exit(127);
 }
 
+// Told before the child is made, which itself only does what is safe behind a fork: a standard
+// stream that this process does not have cannot be closed there.
+void trace_missing(int fd) {
+    if (::fcntl(fd, F_GETFD) < 0) {
+        trace_at(TRACE_DETAILS, "PIPE_OPEN: close(%d) error (%d): %s", fd, errno,
+                 error_text(errno).c_str());
+    }
+}
+
 void trace_child(const s_MODE &mode) {
     if (mode.bStdin) {
         trace_at(TRACE_DETAILS, "PIPE_OPEN: child process uses parents stdin");
     }
     if (mode.bOut) {
         trace_at(TRACE_DETAILS, "PIPE_OPEN: set stdout for child process");
+        trace_missing(STDOUT_FILENO);
     }
     if (mode.bErr) {
         trace_at(TRACE_DETAILS, "PIPE_OPEN: set stderr for child process");
+        trace_missing(STDERR_FILENO);
     }
 }
 
@@ -117,6 +128,10 @@ bool redirect_stdin(const char *cpFile) {
         trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: Error could not open infile '%s' (%d): %s",
                  cpFile, errno, error_text(errno).c_str());
         return false;
+    }
+    if (::fcntl(STDIN_FILENO, F_GETFD) < 0) { // nothing is kept, so the call goes on
+        trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: Error could not duplicate old stdin (%d): %s",
+                 errno, error_text(errno).c_str());
     }
     if (::dup2(file.get(), STDIN_FILENO) < 0) {
         trace_at(TRACE_DETAILS,

@@ -159,6 +159,8 @@ int refill(int fd, DB_PROC_PIP *pPP) {
             return 0;
         } else if (const int iReady = wait_for_data(fd, pPP); iReady <= 0) {
             return iReady == 0 ? 0 : other_channel();
+        } else {
+            trace_at(TRACE_DETAILS, "ReadFromHandle: call read()");
         }
     }
 }

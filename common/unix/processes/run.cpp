@@ -5,6 +5,7 @@
 #include "common/common/cm_message.h"
 #include "common/common/strlib.h"
 #include "common/common/text.h"
+#include "common/common/types.h"
 #include "common/unix/configuration/environment.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/reference.h"
@@ -28,7 +29,8 @@ namespace {
 constexpr int kSubjectSize = 1024;
 constexpr int kShellOffset = 160; // a shell that cannot be started exits with errno + 160
 constexpr int kExeOffset = 128;   // a program that cannot be started exits with errno + 128
-constexpr int kLostStatus = 127;  // status of a child that could not be waited for
+constexpr int kLostStatus =
+    127; // of a child that could not be waited for: how it ended is not known
 
 // 0 when the program came to its end by itself, the signal that ended it, 127 when it only stopped
 // or was lost: what a wait status holds in its low seven bits.
@@ -47,7 +49,7 @@ bool exists(const char *cpFile) {
 // Reports an abnormal end for the command in the trace and in the protocol.
 void report(const char *cpSubject, const char *cpFormat, ...) __attribute__((format(printf, 2, 3)));
 void report(const char *cpSubject, const char *cpFormat, ...) {
-    char szText[256];
+    char szText[kMessageSize];
     va_list arguments;
     va_start(arguments, cpFormat);
     text_vprint(szText, sizeof szText, cpFormat, arguments);
@@ -79,17 +81,20 @@ void report_not_started(const char *cpWho, const char *cpSubject, int iErrno) {
 void report_not_found(const char *cpSubject) {
     const std::string error = error_text(ENOENT);
     std::fprintf(stderr, "start_system: please check: %s (%d)\n", error.c_str(), ENOENT);
-    report(cpSubject,
-           by_language("could not start (ENOENT): %s", "konnte nicht gestartet werden (ENOENT): %s",
-                       "hod net startn kenna (ENOENT): %s"),
-           error.c_str());
-    std::fprintf(stderr, "start_system: [could not start (ENOENT): %s]\n", error.c_str());
+    char szText[kMessageSize];
+    text_print(szText,
+               by_language("could not start (ENOENT): %s",
+                           "konnte nicht gestartet werden (ENOENT): %s",
+                           "hod net startn kenna (ENOENT): %s"),
+               error.c_str());
+    report(cpSubject, "%s", szText);
+    std::fprintf(stderr, "start_system: [%s]\n", szText);
 }
 
 // In the child: tells why the program did not start and ends with errno + iOffset.
 [[noreturn]] void end_unstarted(const char *cpWho, int iOffset) {
     const int iErrno = errno;
-    char szText[256];
+    char szText[kMessageSize];
     text_print(szText, "%s (child): %s (%d)\n", cpWho, std::strerror(iErrno), iErrno);
     write_all(STDERR_FILENO, szText);
     ::_exit(iErrno + iOffset);
@@ -201,11 +206,12 @@ int i_cm_system_status(const char *cpCmd, int *piStatus) {
         ::execve("/bin/sh", const_cast<char *const *>(argv), environ);
         end_unstarted("start_system", kShellOffset);
     }
-    if (!wait_for_child(child, piStatus, WUNTRACED)) {
+    const bool bLost = !wait_for_child(child, piStatus, WUNTRACED);
+    if (bLost) {
         report_no_child("start_system", szSubject, piStatus);
     }
     inspect_shell_status(szSubject, *piStatus);
-    return exit_code(*piStatus);
+    return bLost ? kLostStatus : exit_code(*piStatus);
 }
 
 int start_system(const char *cpCmd) {

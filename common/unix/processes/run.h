@@ -7,8 +7,8 @@
 constexpr int kNotPrepared = 999;
 
 // Runs the command line through /bin/sh and waits. Returns its exit code (0-255; 0 too for a shell
-// that a signal killed); 1 without a command, -1 when no process could be made. A shell that could
-// not be started gives errno + 160.
+// that a signal killed); 1 without a command, -1 when no process could be made, 127 when how it
+// ended could not be learnt. A shell that could not be started gives errno + 160.
 int i_cm_system(const char *cpCmd);
 
 // The same for callers to whom a shell that was killed is no success: fills *piStatus with the raw
