@@ -1,11 +1,13 @@
 // Named semaphores between real processes; what holds and waits is a child of the test.
 #include "common/unix/cm_semaphore.h"
+#include "common/unix/cm_trace.h"
 #include "tests/support/installation.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 using namespace vn_test;
@@ -61,6 +63,15 @@ TEST_F(Semaphore, IsHeldUntilItsHolderReleasesItOrDies) {
         expect("*", 1, holds);
         expect("-R", 1, "could not reset semaphore bcs. " + holds);
         expect("?", 1, holder);
+        for (const std::string letter : {"?", "*"}) { // the holder's text comes behind its lock
+            write_file(file, "");
+            std::thread writer([&] {
+                usleep(20000);
+                write_file(file, holder);
+            });
+            expect(letter, 1, letter == "?" ? holder : holds);
+            writer.join();
+        }
         write_file(file, "");
         expect("*", 1, "semaphore is occupied by another process");
         expect("?", 2,
@@ -94,6 +105,59 @@ TEST_F(Semaphore, SaysWhatIsWrongWithItsFile) {
     std::filesystem::remove_all(sem);
     expect("*+S", 1, open + "(2) No such file or directory");
     expect("?-", 0, "semaphore s is free");
+}
+
+TEST_F(Semaphore, StaysWithTheRecordThatHoldsIt) {
+    SCT_SEMA sema = {"s", "me", "", 0};
+    for (const char letter : {'+', 'S', '*', '+'}) {
+        EXPECT_EQ(i_SEMA(letter, &sema, {}), 0);
+    }
+    const int next = dup(2); // the next descriptor that is free is as before
+    close(next);
+    EXPECT_EQ(i_SEMA('+', &sema, {}), 0);
+    EXPECT_EQ(dup(2), next);
+    const pid_t other = start('+');
+    EXPECT_FALSE(is_told(30));
+    EXPECT_EQ(i_SEMA('-', &sema, {}), 0);
+    EXPECT_TRUE(is_told());
+    waitpid(other, nullptr, kill(other, SIGKILL));
+}
+
+TEST_F(Semaphore, HasALockFileOfItsOwnOrNone) {
+    for (const int more : {0, 1}) { // the path has 575 bytes, then one more
+        const size_t size = 575 - strlen("sem/s.sem") + static_cast<size_t>(more);
+        std::string path = in.dir + '/' + std::string(200, 'w') + '/' + std::string(200, 'w') + '/';
+        path += std::string(size - path.size() - 1, 'w') + '/';
+        std::filesystem::create_directories(path + "sem");
+        in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "gv_rw_work", path);
+        SCT_SEMA sema = {"s", "me", "", 0};
+        EXPECT_EQ(i_SEMA('*', &sema, {}), more == 0 ? 0 : 2) << sema.szMsg;
+        EXPECT_EQ(std::string(sema.szMsg).find("path of lock file is too long") == 0, more == 1);
+        EXPECT_EQ(i_SEMA('-', &sema, {}), more == 0 ? 0 : 2);
+    }
+}
+
+TEST_F(Semaphore, TracesItsOwnStepsAtLevelTwo) {
+    write_file(file, ""); // held by another process that does not say who it is
+    const pid_t other = start('+');
+    EXPECT_TRUE(is_told());
+    write_file(file, "");
+    for (const int level : {1, 2}) {
+        str_log log = {};
+        v_set_log_main("t.tra", "NOSUCH", &log);
+        v_set_log(level, 0, &log);
+        SCT_SEMA sema = {"s", "me", "", 0};
+        EXPECT_EQ(i_SEMA('?', &sema, log), 2);
+        const std::string trace = *read_file(in.path("rw/lgc/t.tra"));
+        const size_t own = trace.find("x_Semaphore"), error = trace.find("i_SEMA( ?, s, me)");
+        EXPECT_EQ(own == std::string::npos, level == 1) << trace;
+        EXPECT_NE(error, std::string::npos);
+        if (level == 2) { // the inquiry ends when the error has been told
+            EXPECT_LT(error, trace.find("inq_s.sem", error));
+        }
+        std::filesystem::remove(in.path("rw/lgc/t.tra"));
+    }
+    waitpid(other, nullptr, kill(other, SIGKILL));
 }
 
 TEST_F(Semaphore, LetsOneOfFiftyProcessesInAtATime) {

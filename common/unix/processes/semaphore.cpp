@@ -7,6 +7,7 @@
 #include "common/unix/configuration/reference.h"
 #include "common/unix/files/append.h"
 #include "common/unix/files/descriptor.h"
+#include "common/unix/processes/process.h"
 #include "common/unix/trace/trace.h"
 
 #include <cerrno>
@@ -20,6 +21,12 @@
 namespace {
 
 constexpr char kVersion[] = "cm_semaphore 1.0.0";
+constexpr int kPathSize = 576; // bytes of a lock file's path
+
+// A holder writes who it is right behind the grant of its lock: how often, and after which pause,
+// an inquiry that finds the file empty looks again.
+constexpr int kHolderLooks = 20;
+constexpr int kHolderPauseMsec = 5;
 
 const char *code_name(int eState) {
     constexpr const char *kNames[] = {"SUCCESS", "WARNING", "ERROR", "FATAL"};
@@ -64,10 +71,19 @@ std::string content_of(int fd) {
     char szContent[513];
     ssize_t got = 0;
     do {
-        got = ::read(fd, szContent, sizeof szContent - 1);
+        got = ::pread(fd, szContent, sizeof szContent - 1, 0);
     } while (got < 0 && errno == EINTR);
     szContent[got < 0 ? 0 : got] = '\0';
     return szContent;
+}
+
+// Makes who the file names the message.
+void show_holder(const std::string &holder, SCT_SEMA *pS) {
+    if (!holder.empty()) {
+        text_copy(pS->szMsg, holder);
+        trace_at(TRACE_DETAILS, "[%6d] got (%d): %s", own_pid(), static_cast<int>(holder.size()),
+                 holder.c_str());
+    }
 }
 
 // What became of the holder that the file names, now that the inquiry has the lock.
@@ -81,8 +97,16 @@ int inquire_free(int fd, const std::string &holder, SCT_SEMA *pS) {
                                    : failure(pS, SEMA_FATAL, "failed to truncate lock file");
 }
 
-int inquire_locked(const std::string &holder, SCT_SEMA *pS) {
+// The lock is another process's, which the file names, or will in a moment.
+int inquire_locked(int fd, std::string holder, SCT_SEMA *pS) {
+    const int iErrno = errno;
+    for (int iLook = 0; holder.empty() && iLook < kHolderLooks; ++iLook) {
+        wait_msec(kHolderPauseMsec);
+        holder = content_of(fd);
+        show_holder(holder, pS);
+    }
     if (holder.empty()) {
+        errno = iErrno;
         return failure(pS, SEMA_ERROR, "failed to try to set lock on lock file");
     }
     trace_at(TRACE_DETAILS, "[%6d] %s still locked by concurrent process %s", own_pid(), pS->szSema,
@@ -104,18 +128,14 @@ int inquire(const char *cpSemaFile, SCT_SEMA *pS) {
         return failure(pS, SEMA_ERROR, what.c_str());
     }
     const std::string holder = content_of(file.get());
-    if (!holder.empty()) {
-        text_copy(pS->szMsg, holder);
-        trace_at(TRACE_DETAILS, "[%6d] got (%d): %s", own_pid(), static_cast<int>(holder.size()),
-                 holder.c_str());
-    }
+    show_holder(holder, pS);
     trace_at(TRACE_DETAILS, "[%6d] try to inquire lock state requested by %s", own_pid(),
              pS->szCaller);
     if (lock_file(file.get(), F_SETLK)) {
         return inquire_free(file.get(), holder, pS);
     }
     if (is_held_elsewhere()) {
-        return inquire_locked(holder, pS);
+        return inquire_locked(file.get(), holder, pS);
     }
     return failure(pS, SEMA_ERROR, "error in file lock with fcntl");
 }
@@ -188,17 +208,29 @@ int close_on_exec(int fd, SCT_SEMA *pS) {
     return SEMA_SUCCESS;
 }
 
+// Asks for the lock: "*" does not wait for it. SEMA_SUCCESS when it is granted.
+int lock_semaphore(char cFunction, const char *cpSemaFile, int fd, SCT_SEMA *pS) {
+    if (lock_file(fd, cFunction == '*' ? F_SETLK : F_SETLKW)) {
+        return SEMA_SUCCESS;
+    }
+    if (cFunction == '*' && is_held_elsewhere()) {
+        return occupied(cpSemaFile, pS);
+    }
+    return failure(pS, SEMA_FATAL, "file lock with fcntl() failed");
+}
+
 int take(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
+    if (pS->hSema > 0) { // closing a second descriptor would drop the lock
+        return lock_semaphore(cFunction, cpSemaFile, pS->hSema, pS);
+    }
     unique_fd file;
     int eState = open_for_taking(cpSemaFile, pS, &file);
     if (!file) {
         return eState;
     }
-    if (!lock_file(file.get(), cFunction == '*' ? F_SETLK : F_SETLKW)) {
-        if (cFunction == '*' && is_held_elsewhere()) {
-            return occupied(cpSemaFile, pS);
-        }
-        return failure(pS, SEMA_FATAL, "file lock with fcntl() failed");
+    eState = lock_semaphore(cFunction, cpSemaFile, file.get(), pS);
+    if (eState != SEMA_SUCCESS) {
+        return eState;
     }
     eState = write_holder(file.get(), pS);
     const int eFlag = close_on_exec(file.get(), pS);
@@ -238,26 +270,34 @@ int release(const char *cpSemaFile, SCT_SEMA *pS) {
     return eState;
 }
 
-void lock_file_of(const SCT_SEMA &sema, char (&szFile)[576]) {
-    text_print(szFile, "gv_rw_work:sem/%s.sem", sema.szSema);
-    resolve_path(szFile, sizeof szFile);
+// The semaphore's lock file. False with a message when its path does not fit: cut, it would be
+// another file's.
+bool find_lock_file(SCT_SEMA *pS, char (&szFile)[kPathSize]) {
+    char szName[64];
+    text_print(szName, "gv_rw_work:sem/%s.sem", pS->szSema);
+    if (resolve_whole(szName, szFile, kPathSize, REFERENCE_PATHES)) {
+        return true;
+    }
+    text_print(pS->szMsg, "path of lock file is too long: %s", szFile);
+    return false;
 }
 
-} // namespace
+// Takes or releases the semaphore that lets one process inquire at a time: another inquiry would be
+// taken for the holder.
+void lock_inquiries(char cFunction, SCT_SEMA *inquiry) {
+    char szFile[kPathSize];
+    if (find_lock_file(inquiry, szFile)) {
+        x_Semaphore(cFunction, szFile, inquiry);
+    }
+}
 
-namespace {
-
-// Inquires while no other process does, which it would take for the holder.
-int inquire_alone(const char *cpSemaFile, SCT_SEMA *pS) {
-    SCT_SEMA inquiry = {};
-    text_print(inquiry.szSema, "inq_%s", pS->szSema);
-    text_copy(inquiry.szCaller, pS->szCaller);
-    char szFile[576];
-    lock_file_of(inquiry, szFile);
-    x_Semaphore('+', szFile, &inquiry);
-    const int eState = x_Semaphore('?', cpSemaFile, pS);
-    x_Semaphore('-', szFile, &inquiry);
-    return eState;
+int run_operation(char cFunction, SCT_SEMA *pS, str_log *strLog) {
+    char szFile[kPathSize];
+    if (!find_lock_file(pS, szFile)) {
+        return SEMA_ERROR;
+    }
+    trace_log(strLog, TRACE_DETAILS, "sema file name: '%s'", szFile);
+    return x_Semaphore(cFunction, szFile, pS);
 }
 
 } // namespace
@@ -268,7 +308,7 @@ int x_Semaphore(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
         bVersionTraced = true;
         trace_at(TRACE_DETAILS, "%s", kVersion);
     }
-    trace_at(TRACE_EVENTS, "+++ x_Semaphore [%6d] %c %s", own_pid(), cFunction, cpSemaFile);
+    trace_at(TRACE_DETAILS, "+++ x_Semaphore [%6d] %c %s", own_pid(), cFunction, cpSemaFile);
     text_copy(pS->szMsg, "");
     int eState = SEMA_ERROR;
     switch (cFunction) {
@@ -288,20 +328,25 @@ int x_Semaphore(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
         text_print(pS->szMsg, "error: invalid argument %c", cFunction);
         break;
     }
-    trace_at(TRACE_EVENTS, "--- x_Semaphore [%6d] %c returns: %d (%s): %s", own_pid(), cFunction,
+    trace_at(TRACE_DETAILS, "--- x_Semaphore [%6d] %c returns: %d (%s): %s", own_pid(), cFunction,
              eState, code_name(eState), pS->szMsg);
     return eState;
 }
 
 int i_SEMA(char cFunction, SCT_SEMA *pS, str_log strLog) {
     trace_log(&strLog, TRACE_EVENTS, "+++ SEMA [%6d] %c %s", own_pid(), cFunction, pS->szSema);
-    char szFile[576];
-    lock_file_of(*pS, szFile);
-    trace_log(&strLog, TRACE_DETAILS, "sema file name: '%s'", szFile);
-    const int eState =
-        cFunction == '?' ? inquire_alone(szFile, pS) : x_Semaphore(cFunction, szFile, pS);
+    SCT_SEMA inquiry = {};
+    text_print(inquiry.szSema, "inq_%s", pS->szSema);
+    text_copy(inquiry.szCaller, pS->szCaller);
+    if (cFunction == '?') {
+        lock_inquiries('+', &inquiry);
+    }
+    const int eState = run_operation(cFunction, pS, &strLog);
     if (eState == SEMA_ERROR || eState == SEMA_FATAL) {
         log_error(eState, cFunction, pS, strLog);
+    }
+    if (cFunction == '?') {
+        lock_inquiries('-', &inquiry);
     }
     trace_log(&strLog, TRACE_EVENTS, "--- SEMA [%6d] %c returns: %d (%s): %s", own_pid(), cFunction,
               eState, code_name(eState), pS->szMsg);

@@ -21,6 +21,7 @@ enum e_SEMA { SEMA_SUCCESS = 0, SEMA_WARNING = 1, SEMA_ERROR = 2, SEMA_FATAL = 3
 // Carries out an operation on the semaphore and returns its result code, with a message in szMsg:
 //   '*'       takes it; SEMA_WARNING when another process holds it
 //   '+', 'S'  takes it, waiting without limit as long as another process holds it
+//             (both are a success for a record that holds it already)
 //   '-', 'R'  releases it; SEMA_WARNING when another process holds it
 //   '?'       tells whether it is held: SEMA_WARNING and the holder, or SEMA_SUCCESS
 int i_SEMA(char cFunction, SCT_SEMA *pS, str_log strLog);
