@@ -1,8 +1,8 @@
-// What the receive loop of a remote call costs: wall time of ctrlc_lib_call on 200 MB of lines of
-// 80 characters that a control daemon on this machine sends, into an output file and into a line
-// list, against a bare socket on the loopback address whose bytes go into a file, in turn, in one
-// run. All are fed by `cat`. How much of the difference is the daemon's shows a bare socket that
-// receives from the daemon.
+// What the receive loop of a remote call costs. ctrlc_lib_call fetches 200 MB, lines of 80
+// characters that a control daemon on this machine sends, once into an output file and once into a
+// line list. The reference is a bare socket on the loopback address whose bytes go into a file; a
+// bare socket that receives from the daemon shows which part of the difference is the daemon's.
+// `cat` is the source of all of them, and they take turns within one run.
 #include "bench/measure.h"
 #include "common/common/LL.h"
 #include "common/common/text.h"

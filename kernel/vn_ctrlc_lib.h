@@ -1,8 +1,10 @@
 // A remote call through a control daemon.
 #pragma once
 
-#include "kernel/remote/call/convert.h"
+#include "control/convert.h"
 #include "kernel/remote/call/daemon_call.h"
+#include "kernel/remote/call/exit_code.h"
+#include "kernel/remote/call/input.h"
 #include "kernel/remote/call/line.h"
 #include "kernel/remote/call/rcmd.h"
 #include "kernel/remote/call/relay.h"

@@ -37,6 +37,8 @@ constexpr char kUsage[] =
     "     wrong    answers X and closes             lonely   accepts, never connects back\n"
     "     silent   accepts, runs nothing            dribble  sends one byte at a time\n"
     "     noexit   sends no exit code               reset    resets at the end of the output\n"
+    "     trickle  refuses, a byte at a time, without an end\n"
+    "     half     accepts, sends -u CODE, ends its side, reads nothing\n"
     "     stall1   holds standard output back until standard error has ended\n"
     "     stall2   the other way round\n";
 
@@ -50,6 +52,8 @@ enum class Mode {
     dribble,
     noexit,
     reset,
+    trickle,
+    half,
     stall1,
     stall2,
 };
@@ -62,8 +66,8 @@ struct s_MODE {
 constexpr s_MODE kModes[] = {
     {"close", Mode::close},   {"mute", Mode::mute},     {"wrong", Mode::wrong},
     {"lonely", Mode::lonely}, {"silent", Mode::silent}, {"dribble", Mode::dribble},
-    {"noexit", Mode::noexit}, {"reset", Mode::reset},   {"stall1", Mode::stall1},
-    {"stall2", Mode::stall2},
+    {"noexit", Mode::noexit}, {"reset", Mode::reset},   {"trickle", Mode::trickle},
+    {"half", Mode::half},     {"stall1", Mode::stall1}, {"stall2", Mode::stall2},
 };
 
 constexpr std::string_view kEndOfInput{"END OF STDIN", 13}; // with its terminator
@@ -75,7 +79,7 @@ struct s_OPTIONS {
     std::string log;
     bool bRefuse = false;
     std::string refusal;
-    int iCode = -1; // urgent byte of a refusal; -1: none
+    int iCode = -1; // urgent byte of a refusal or of mode half; -1: none
     int iWait = 0;
     Mode mode = Mode::none;
 };
@@ -468,6 +472,45 @@ void refuse(const s_OPTIONS &options, int first) {
     finish(first);
 }
 
+// A refusal that goes on until the agent is gone.
+void trickle(int first) {
+    send_all(first, "\1no");
+    for (;;) {
+        await(-1, 0, 20);
+        send_all(first, " ");
+    }
+}
+
+// Ends our side of the connection and leaves what the agent sends unread.
+void end_our_side(const s_OPTIONS &options, int first) {
+    if (options.iCode >= 0) {
+        send_urgent(options, first, options.iCode);
+    }
+    ::shutdown(first, SHUT_WR);
+    await(-1, 0);
+}
+
+// The modes in which a request gets no answer that it could be run with. False in the others.
+bool misbehave(const s_OPTIONS &options, int first) {
+    switch (options.mode) {
+    case Mode::mute:
+        drain_peer(first);
+        return true;
+    case Mode::close:
+        finish(first);
+        return true;
+    case Mode::wrong:
+        send_all(first, "X");
+        finish(first);
+        return true;
+    case Mode::trickle:
+        trickle(first);
+        return true;
+    default:
+        return false;
+    }
+}
+
 void serve(const s_OPTIONS &options, int first) {
     set_nonblocking(first);
     set_no_delay(first);
@@ -479,23 +522,16 @@ void serve(const s_OPTIONS &options, int first) {
         refuse(options, first);
         return;
     }
-    switch (options.mode) {
-    case Mode::mute:
-        drain_peer(first);
+    if (misbehave(options, first)) {
         return;
-    case Mode::close:
-        finish(first);
-        return;
-    case Mode::wrong:
-        send_all(first, "X");
-        finish(first);
-        return;
-    default:
-        break;
     }
     send_all(first, {"\0", 1});
     if (options.mode == Mode::lonely) {
         drain_peer(first);
+        return;
+    }
+    if (options.mode == Mode::half) {
+        end_our_side(options, first);
         return;
     }
     const int second = connect_back(request.fields[0]);

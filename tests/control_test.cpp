@@ -3,6 +3,7 @@
 #include "control/vn_ctrl.h"
 #include "tests/support/daemon.h"
 
+#include <chrono>
 #include <gtest/gtest.h>
 
 using namespace vn_test;
@@ -20,13 +21,22 @@ struct Control : testing::Test {
         host.copy(name, sizeof name - 1);
         int first = -1, second = -1;
         const std::string before = possessions();
+        const auto begin = std::chrono::steady_clock::now();
         const int result = vn_ctrl(name, port, start, end, "root", "echo\"a", &first,
                                    start < 0 ? nullptr : &second, timeout);
+        const int limit = timeout > 0 ? timeout + 2 : 20;
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(limit));
         EXPECT_EQ(name, host);
         if (result != 0) {
             EXPECT_EQ(possessions(), before);
             const std::string text = vn_ctrl_geterror();
             return std::to_string(result) + ' ' + text.substr(0, text.find(" (socket error"));
+        }
+        for (const int fd : {first, second}) {
+            int on = 0;
+            socklen_t length = sizeof on;
+            EXPECT_EQ(getsockopt(fd, SOL_SOCKET, SO_KEEPALIVE, &on, &length), fd < 0 ? -1 : 0);
+            EXPECT_EQ(on, fd < 0 ? 0 : 1);
         }
         const std::string told = second < 0 ? "0 one" : "0 two";
         cm_CloseSocketsAndCleanup(3, 0, first, second);
@@ -68,6 +78,8 @@ TEST_F(Control, TellsWhatTheDaemonDid) {
         {"-u 9 -r " + x, "9 " + (reply + x).substr(0, 259)},
         {"-m wrong", "253 CTRLD reply:"},
         {"-m close", "253 ERROR: Server listening on remote port is not a CTRLD Server"},
+        {"-m mute", "253 recv() call failed."},
+        {"-m trickle", "253 " + reply + "no"},
         {"-m lonely", "253 accept() call timed out probably due to a Firewall."}};
     for (const auto &[options, told] : cases) {
         const Daemon daemon(in, options);

@@ -15,6 +15,7 @@ struct Dispatcher : testing::Test {
     Dispatcher() { setenv("PATH", (in.path("ro/remote:") + getenv("PATH")).c_str(), 1); }
     Installation in;
     std::unique_ptr<RCMD> request = std::make_unique<RCMD>();
+    str_log log = {};
 
     // Makes the catalogue's last client this one.
     void client(const std::string &name, const char *os, const char *mode,
@@ -32,7 +33,7 @@ struct Dispatcher : testing::Test {
         request->LL_Stdout = lists ? ConsLL() : nullptr;
         request->LL_Stderr = lists ? ConsLL() : nullptr;
         const std::string before = possessions();
-        std::string told = std::to_string(i_RCMD(request.get(), {}));
+        std::string told = std::to_string(i_RCMD(request.get(), log));
         EXPECT_EQ(possessions(), before) << command;
         told += std::string(" ") + request->szSts + '|' + request->szMsg + '|';
         for (t_LL list : {request->LL_Stdout, request->LL_Stderr}) {
@@ -51,12 +52,18 @@ struct Dispatcher : testing::Test {
     }
 };
 
+std::string without_protocol(const std::string &told) {
+    return told.substr(0, told.find('\n'));
+}
+
 TEST_F(Dispatcher, RunsLocally) {
     const std::string i003 = "\nI003-BASICS [<pid>]: RemoteCmd ";
     const std::string script = "echo a; echo b >&2; echo STATUS=OK MSG=m; exit 4";
     EXPECT_EQ(run("LOCAL", script), "4 OK|m|a;STATUS=OK MSG=m;|b;|" + i003 + script);
     EXPECT_EQ(run("LOCAL", "echo x scc-1100: text"),
               "0 |text|x scc-1100: text;||" + i003 + "echo x scc-1100: text");
+    EXPECT_EQ(without_protocol(run("LOCAL", "echo '  STATUS=B MSG=n\t'")),
+              "0 B|n|STATUS=B MSG=n;||");
     write_file(in.path("in"), "x\ny");
     text_copy(request->szInFile, in.path("in"));
     text_copy(request->szOutFile, in.path("out"));
@@ -72,6 +79,22 @@ TEST_F(Dispatcher, RunsLocally) {
     request->iASyncFlg = 1;
     EXPECT_EQ(run("LOCAL", "echo done >" + in.path("go")).substr(0, 2), "0 ");
     EXPECT_EQ(read_file(in.path("go")), "done\n");
+    text_copy(log.szFile, in.path("trace"));
+    for (log.iFlg = 1; log.iFlg <= 2; log.iFlg++) {
+        request->iASyncFlg = 1;
+        EXPECT_EQ(run("LOCAL", "exit 4").substr(0, 2), "0 ");
+        EXPECT_NE(read_file(log.szFile).value_or("").find("PID of child: "), std::string::npos);
+        std::remove(log.szFile);
+    }
+}
+
+TEST_F(Dispatcher, HandsOutLocalOutputInPieces) {
+    const std::string x(1500, 'x');
+    const std::string part = "printf " + x + "; sleep 0.05; ";
+    const std::string twice = x + x;
+    const std::string told = run("LOCAL", part + "echo e >&2; sleep 0.05; " + part + "printf " + x);
+    EXPECT_EQ(without_protocol(told), "0 ||" + twice.substr(0, 2047) + ';' + twice.substr(0, 2047) +
+                                          ';' + x.substr(0, 406) + ";|e;|");
 }
 
 TEST_F(Dispatcher, RefusesWhatItCannotReach) {
@@ -110,7 +133,14 @@ TEST_F(Dispatcher, CallsTheControlDaemon) {
         const Daemon daemon(in, options);
         client("127.0.0.1", "Linux", "CTRL", "-o port=0 -p " + std::to_string(daemon.port));
         request->bAvoidErrProt = avoid;
-        EXPECT_EQ(run("127.0.0.1", command), told);
+        const std::string port = std::to_string(daemon.port), expected = told;
+        const size_t lists =
+            expected.find("||\n") == expected.npos ? expected.size() : expected.find('\n');
+        EXPECT_EQ(
+            run("127.0.0.1", command),
+            expected.substr(0, lists) +
+                "\nI003-BASICS [<pid>]: RemoteCmd CTRLC_LIB_CALL: -t 0 -l root -o port=0 -p " +
+                port + " 127.0.0.1 " + command + expected.substr(lists));
     }
     const Daemon daemon(in, "-r no -u 250");
     in.set_ini(in.path("rw/ini/vn.ini"), "CTRLD_Server", "CTRLD_Port", std::to_string(daemon.port));
@@ -118,6 +148,7 @@ TEST_F(Dispatcher, CallsTheControlDaemon) {
     text_copy(request->szOutFile, in.path("out"));
     text_copy(request->szErrFile, in.path("err"));
     request->bAvoidErrProt = 1;
+    request->bAvoidProt = 1;
     EXPECT_EQ(run("127.0.0.1", "a b", false), "-250 |ERROR: CTRLD reply: no|||");
     EXPECT_EQ(read_file(in.path("requests")), "[] [system] [a\"b]\n");
 }
@@ -127,13 +158,17 @@ TEST_F(Dispatcher, PassesEveryWordToRsh) {
     const std::string environment = ". /etc/vorna2000.ini;set -f;LD_LIBRARY_PATH=$VN_BIN_VORNA "
                                     "PATH=$PATH:$VN_BIN_VORNA:$VN_BIN_VNS ";
     const std::tuple<const char *, const char *, std::string> cases[] = {
-        {"Linux", "h;touch x$(id)", "-l\nroot\n-x\n$(id)\n;>y\nh;touch x$(id)\n" + environment},
-        {"Windows 2008", "h|\"%s`a`", "-l\nsystem\n-x\n$(id)\n;>y\nh|\"%s`a`\n"}};
+        {"Linux", "h;touch x$(id)",
+         "-l\nroot\n-x\n$(id)\n;>y\na \"b\n\\c d\n\nh;touch x$(id)\n" + environment},
+        {"Windows 2008", "h|\"%s`a`", "-l\nsystem\n-x\n$(id)\n;>y\na \"b\n\\c d\n\nh|\"%s`a`\n"}};
     for (const auto &[os, name, told] : cases) {
-        client(name, os, "RSH", "-x $(id) ;>y");
+        client(name, os, "RSH", R"(-x $(id) ;>y "a \"b"  \\c\ d "")");
         EXPECT_EQ(run(name, command).substr(0, 6), "0 ||||");
         EXPECT_EQ(read_file(in.path("rw/work/rsh.args")), told + command + '\n');
     }
+    client("h", "Linux", "RSH", "-i \"/a b/key");
+    EXPECT_EQ(without_protocol(run("h", command)),
+              "-1 |access options with a quote that does not end: [-i \"/a b/key]|||");
 }
 
 TEST_F(Dispatcher, SearchesOutput) {

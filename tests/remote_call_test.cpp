@@ -3,6 +3,7 @@
 #include "kernel/vn_ctrlc_lib.h"
 #include "tests/support/daemon.h"
 
+#include <chrono>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -12,7 +13,7 @@ namespace {
 
 struct RemoteCall : testing::Test {
     Installation in;
-    std::string daemon_options, options = "-s", in_file, out_file, err_file;
+    std::string daemon_options, options = "-s", in_file, out_file, err_file, whole_command;
     bool lists = true;
     int timeout = 0;
 
@@ -30,7 +31,8 @@ struct RemoteCall : testing::Test {
         text_copy(request->szClient, "127.0.0.1");
         text_copy(request->szPort, std::to_string(daemon.port));
         text_copy(request->szPortOpt, options);
-        text_copy(request->szCmd, "sh -c \"" + script + '"');
+        text_copy(request->szCmd,
+                  whole_command.empty() ? "sh -c \"" + script + '"' : whole_command);
         text_copy(request->szInFile, in_file);
         text_copy(request->szOutFile, out_file);
         text_copy(request->szErrFile, err_file);
@@ -40,7 +42,10 @@ struct RemoteCall : testing::Test {
         giSingleConnection = 1;
         gRelayPolicy = {0, 1};
         const std::string before = possessions();
+        const auto begin = std::chrono::steady_clock::now();
         std::string told = std::to_string(ctrlc_lib_call(request.get(), {}));
+        const int limit = timeout > 0 ? timeout + 2 : 20;
+        EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(limit));
         EXPECT_EQ(possessions(), before) << script;
         told += std::string(" ") + request->szSts + '|' + request->szMsg + '|';
         return lists ? told + emptied(request->LL_Stdout) + '|' + emptied(request->LL_Stderr)
@@ -103,6 +108,9 @@ TEST_F(RemoteCall, WritesFiles) {
         EXPECT_EQ(read_file(out), wrote_out) << i;
         EXPECT_EQ(read_file(err), wrote_err) << i;
         EXPECT_EQ(told.find("No space left") != told.npos, out_file == "/dev/full") << told;
+        EXPECT_EQ(told.find("|ERROR: fopen(" + none + ", \"w\") failed (2): No such") != told.npos,
+                  out_file == none || err_file == none)
+            << told;
         std::remove(out.c_str());
         std::remove(err.c_str());
     }
@@ -116,7 +124,44 @@ TEST_F(RemoteCall, FeedsAFile) {
         EXPECT_EQ(call("exit 4"), "4 |||");
     }
     in_file = in.path("missing");
-    EXPECT_EQ(call("cat"), "1 |||");
+    EXPECT_EQ(call("cat"),
+              "1 |ERROR: fopen(" + in_file + ", \"r\") failed (2): No such file or directory||");
+}
+
+TEST_F(RemoteCall, IsNotHeldByInputThatNobodyReads) {
+    in_file = in.path("in");
+    write_file(in_file, std::string(9000000, 'x'));
+    daemon_options = "-m half -u 7";
+    EXPECT_EQ(call(""), "7 |||");
+    daemon_options = "-m half";
+    timeout = 1;
+    EXPECT_EQ(call(""), "255 |||");
+}
+
+TEST_F(RemoteCall, RefusesACommandThatWouldBeCut) {
+    const std::string x(16383, 'x'); // stands twice in the converted command
+    whole_command = "echo '" + x + "'";
+    const std::string told = call("");
+    EXPECT_EQ(told.substr(0, 25), "253 |Command too long for");
+    EXPECT_FALSE(read_file(in.path("requests")));
+    whole_command = "true '" + x.substr(8) + "'";
+    EXPECT_EQ(call(""), "0 |||");
+}
+
+TEST(RemoteExitCode, ComesThroughTheSignalHandler) {
+    const Listener listener(1), sender(-1);
+    connect(sender.fd, reinterpret_cast<const sockaddr *>(&listener.address), listener.length);
+    g_hSocket1 = accept(listener.fd, nullptr, nullptr);
+    g_hSocket2 = 0;
+    signal_handler(SIGURG);
+    EXPECT_EQ(g_iEXITCODE, 255);
+    ASSERT_EQ(send(sender.fd, "\7", 1, MSG_OOB), 1);
+    for (int i = 0; i < 1000 && g_iEXITCODE == 255; i++) {
+        usleep(1000);
+        signal_handler(SIGURG);
+    }
+    EXPECT_EQ(g_iEXITCODE, 7);
+    close(g_hSocket1);
 }
 
 TEST(RemoteCommand, IsConvertedAsTheDaemonsExpect) {
@@ -133,6 +178,9 @@ TEST(RemoteCommand, IsConvertedAsTheDaemonsExpect) {
         str_log log = {};
         vConvertCommand(command, result, sizeof result, &log);
         EXPECT_STREQ(result, converted);
+        const int length = static_cast<int>(strlen(converted));
+        EXPECT_TRUE(vConvertCommand(command, result, length + 1, &log)) << command;
+        EXPECT_FALSE(vConvertCommand(command, result, length, &log)) << command;
     }
 }
 

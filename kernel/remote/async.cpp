@@ -27,7 +27,7 @@ constexpr int kWatchesPerSecond = 1000 / kWatchMsec;
     ::_exit(iExit & 0xff);
 }
 
-int no_process(RCMD *psctRcmd, str_log *strLog) {
+int report_no_process(RCMD *psctRcmd, str_log *strLog) {
     const int iErrno = errno;
     text_print(psctRcmd->szMsg, "ASYNC_RCMD: Unable to fork child process: %s (errno=%d)",
                error_text(iErrno).c_str(), iErrno);
@@ -35,23 +35,22 @@ int no_process(RCMD *psctRcmd, str_log *strLog) {
     return -1;
 }
 
-// Tells how a watched child has ended. Returns its exit state, -1 for one that was killed.
-int report_child(int iStatus, str_log *strLog) {
-    if (WIFEXITED(iStatus)) {
-        trace_log(strLog, TRACE_DETAILS, "child process returned status %d", WEXITSTATUS(iStatus));
-        return WEXITSTATUS(iStatus);
+// Tells how a watched child has ended.
+void report_child(int iStatus, str_log *strLog) {
+    const int iSignal = ending_signal(iStatus);
+    if (iSignal == 0) {
+        trace_log(strLog, TRACE_DETAILS, "child process returned status %d", exit_code(iStatus));
+        return;
     }
     trace_log(strLog, TRACE_EVENTS, "child process terminated abnormally (%d)", iStatus);
-    if (WIFSIGNALED(iStatus)) {
-        trace_log(strLog, TRACE_EVENTS,
-                  "child process terminated due to the receipt of a signal that was not caught: %d",
-                  WTERMSIG(iStatus));
-    }
-    return -1;
+    trace_log(strLog, TRACE_EVENTS,
+              "child process terminated due to the receipt of a signal that was not caught: %d",
+              iSignal);
 }
 
-// Waits for the child and tells every second that it is still at work.
-int watch(pid_t child, str_log *strLog) {
+// Waits for the child, tells every second that it is still at work and in the end what became of
+// it.
+void watch(pid_t child, str_log *strLog) {
     int iStatus = 0;
     pid_t got = 0;
     int iWatches = 0;
@@ -64,26 +63,31 @@ int watch(pid_t child, str_log *strLog) {
     }
     trace_log(strLog, TRACE_DETAILS, "job %d finished after %ds", static_cast<int>(child),
               iWatches / kWatchesPerSecond);
-    return report_child(iStatus, strLog);
+    report_child(iStatus, strLog);
+}
+
+void trace_child(pid_t child, str_log *strLog) {
+    trace_log(strLog, TRACE_EVENTS, "PID of child: %d", static_cast<int>(child));
 }
 
 // Starts the command as nobody's child: it outlives this process, and leaves no zombie behind.
 int start_detached(RCMD *psctRcmd, str_log strLog) {
     const pid_t middle = ::fork();
     if (middle < 0) {
-        return no_process(psctRcmd, &strLog);
+        return report_no_process(psctRcmd, &strLog);
     }
     if (middle == 0) {
         const pid_t child = ::fork();
         if (child == 0) {
             run_in_child(psctRcmd, strLog);
         }
+        trace_child(child, &strLog);
         ::_exit(child < 0 ? 1 : 0);
     }
     int iStatus = 0;
     if (!wait_for_child(middle, &iStatus) || !ended_well(iStatus)) {
         errno = EAGAIN;
-        return no_process(psctRcmd, &strLog);
+        return report_no_process(psctRcmd, &strLog);
     }
     return 0;
 }
@@ -100,8 +104,12 @@ int i_ASYNC_RCMD(RCMD *psctRcmd, str_log strLog) {
         if (child == 0) {
             run_in_child(psctRcmd, strLog);
         }
-        trace_log(&strLog, TRACE_DETAILS, "PID of child: %d", static_cast<int>(child));
-        iResult = child < 0 ? no_process(psctRcmd, &strLog) : watch(child, &strLog);
+        if (child < 0) {
+            iResult = report_no_process(psctRcmd, &strLog);
+        } else {
+            trace_child(child, &strLog);
+            watch(child, &strLog);
+        }
     }
     trace_log(&strLog, TRACE_EVENTS, "+++ ASYNC_RCMD: returns %d, szMsg '%s'", iResult,
               psctRcmd->szMsg);

@@ -19,6 +19,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace {
 
@@ -33,17 +34,19 @@ bool is_set(const char *cpVariable) {
     return szValue[0] != '?';
 }
 
-// The words of an option text, each quoted where the shell needs it.
-std::string quoted_words(std::string_view text) {
-    std::string result;
-    while (!text.empty()) {
-        const std::size_t end = std::min(text.find(' '), text.size());
-        if (end > 0) {
-            result += (result.empty() ? "" : " ") + shell_quoted(text.substr(0, end), QUOTES_NONE);
-        }
-        text.remove_prefix(std::min(end + 1, text.size()));
+// The words of an option text, split as a shell does, each quoted where the shell needs it. False,
+// with the message, when a quote in it has no partner.
+bool quote_options(RCMD *psctRcmd, std::string *result) {
+    std::vector<std::string> words;
+    if (!shell_words(psctRcmd->szPortOpt, &words)) {
+        text_print(psctRcmd->szMsg, "access options with a quote that does not end: [%s]",
+                   psctRcmd->szPortOpt);
+        return false;
     }
-    return result;
+    for (const std::string &word : words) {
+        *result += (result->empty() ? "" : " ") + shell_quoted(word, QUOTES_NONE);
+    }
+    return true;
 }
 
 std::string quoted(const char *cpWord) {
@@ -62,7 +65,7 @@ void read_standard_port(char (&szPort)[20], str_log *strLog) {
 }
 
 // The client's own port, "-p <digits>" in its options, replaces the standard one.
-void take_port_option(const char *cpOptions, char (&szPort)[20], str_log *strLog) {
+void apply_port_option(const char *cpOptions, char (&szPort)[20], str_log *strLog) {
     constexpr char kDigits[] = "0123456789";
     const char *cpOption = std::strstr(cpOptions, "-p ");
     if (cpOption == nullptr) {
@@ -87,7 +90,7 @@ void choose_port(RCMD *psctRcmd, char (&szPort)[20], str_log *strLog) {
     const char *cpOptions = psctRcmd->szPortOpt;
     if (cpOptions[0] == '-' && cpOptions[1] != '\0' &&
         std::strchr("sopv", cpOptions[1]) != nullptr) {
-        take_port_option(cpOptions, szPort, strLog);
+        apply_port_option(cpOptions, szPort, strLog);
     } else {
         psctRcmd->szPortOpt[0] = '\0';
     }
@@ -113,22 +116,33 @@ bool check_name(const char *cpName, RCMD *psctRcmd) {
 
 // Runs the external control client.
 int run_control_client(RCMD *psctRcmd, str_log strLog) {
-    if (!check_name(psctRcmd->szClient, psctRcmd)) {
+    std::string options;
+    if (!check_name(psctRcmd->szClient, psctRcmd) || !quote_options(psctRcmd, &options)) {
         return -1;
     }
     const bool bTimeout = psctRcmd->iTimeout >= 1;
     const std::string timeout = bTimeout ? "-t " + std::to_string(psctRcmd->iTimeout) + " " : "";
     // The command is the rest of the line: the client passes its words on as the shell reads them.
-    const std::string command = "set -f; vn_ctrlc -p " + quoted(psctRcmd->szPort) + " " +
-                                quoted_words(psctRcmd->szPortOpt) + " " + timeout + "-l " +
-                                quoted(psctRcmd->szUser) + " " + quoted(psctRcmd->szClient) + " " +
-                                psctRcmd->szCmd + (bTimeout ? " 2>&1" : "");
+    const std::string command = "set -f; vn_ctrlc -p " + quoted(psctRcmd->szPort) + " " + options +
+                                " " + timeout + "-l " + quoted(psctRcmd->szUser) + " " +
+                                quoted(psctRcmd->szClient) + " " + psctRcmd->szCmd +
+                                (bTimeout ? " 2>&1" : "");
     protocol_command(*psctRcmd, command.c_str());
     return i_PIPE_OPEN_RCMD(command.c_str(), is_set("gv_ctrlc_no_alive") ? 0 : 1, psctRcmd, strLog);
 }
 
+// Runs the built-in call.
+int call_daemon(RCMD *psctRcmd, str_log strLog) {
+    const std::string call = "CTRLC_LIB_CALL: -t " + std::to_string(psctRcmd->iTimeout) + " -l " +
+                             psctRcmd->szUser + " " + psctRcmd->szPortOpt + " " +
+                             psctRcmd->szClient + " " + psctRcmd->szCmd;
+    trace_log(&strLog, TRACE_EVENTS, "%s", call.c_str());
+    protocol_command(*psctRcmd, call.c_str());
+    return ctrlc_lib_call(psctRcmd, strLog);
+}
+
 // Up to 255 bytes of the error file as the message of a call that left none.
-void take_error_file(RCMD *psctRcmd) {
+void message_from_error_file(RCMD *psctRcmd) {
     if (psctRcmd->szMsg[0] != '\0' || psctRcmd->szErrFile[0] == '\0') {
         return;
     }
@@ -148,7 +162,9 @@ void take_error_file(RCMD *psctRcmd) {
 int run_shell_method(const char *cpProgram, const char *cpNoAlive, RCMD *psctRcmd, str_log strLog) {
     trace_log(&strLog, TRACE_DETAILS, "using access mode: %s; user: %s", cpProgram,
               psctRcmd->szUser);
-    if (!check_name(psctRcmd->szClient, psctRcmd) || !check_name(psctRcmd->szUser, psctRcmd)) {
+    std::string options;
+    if (!check_name(psctRcmd->szClient, psctRcmd) || !check_name(psctRcmd->szUser, psctRcmd) ||
+        !quote_options(psctRcmd, &options)) {
         return -1;
     }
     const bool bWindows = std::strcmp(psctRcmd->szPlatform, "WNT") == 0 ||
@@ -156,8 +172,8 @@ int run_shell_method(const char *cpProgram, const char *cpNoAlive, RCMD *psctRcm
     constexpr char kEnvironment[] = ". /etc/vorna2000.ini;set -f;LD_LIBRARY_PATH=$VN_BIN_VORNA "
                                     "PATH=$PATH:$VN_BIN_VORNA:$VN_BIN_VNS ";
     const std::string command = std::string(cpProgram) + " -l " + quoted(psctRcmd->szUser) + " " +
-                                quoted_words(psctRcmd->szPortOpt) + " " +
-                                quoted(psctRcmd->szClient) + " '" + (bWindows ? "" : kEnvironment) +
+                                options + " " + quoted(psctRcmd->szClient) + " '" +
+                                (bWindows ? "" : kEnvironment) +
                                 shell_quoted(psctRcmd->szCmd, QUOTES_SINGLE) + "'";
     protocol_command(*psctRcmd, command.c_str());
     return i_PIPE_OPEN_RCMD(command.c_str(), is_set(cpNoAlive) ? 0 : 1, psctRcmd, strLog);
@@ -166,23 +182,19 @@ int run_shell_method(const char *cpProgram, const char *cpNoAlive, RCMD *psctRcm
 } // namespace
 
 int iCtrldAccess(RCMD *psctRcmd, str_log strLog) {
+    trace_log(&strLog, TRACE_EVENTS, "+++ CtrldAccess: %s [%s]", psctRcmd->szClient,
+              psctRcmd->szCmd);
     char szPort[20];
     read_standard_port(szPort, &strLog);
     trace_log(&strLog, TRACE_DETAILS, "using access mode: CTRLD; user: %s; Port: %s",
               psctRcmd->szUser, szPort);
     choose_port(psctRcmd, szPort, &strLog);
-    int iExit = 0;
-    if (is_set("gv_ctrlc_old")) {
-        iExit = run_control_client(psctRcmd, strLog);
-    } else {
-        trace_log(&strLog, TRACE_EVENTS, "CTRLC_LIB_CALL: -t %d -l %s %s %s %s", psctRcmd->iTimeout,
-                  psctRcmd->szUser, psctRcmd->szPortOpt, psctRcmd->szClient, psctRcmd->szCmd);
-        iExit = ctrlc_lib_call(psctRcmd, strLog);
-    }
+    int iExit = is_set("gv_ctrlc_old") ? run_control_client(psctRcmd, strLog)
+                                       : call_daemon(psctRcmd, strLog);
     if (iExit >= kHighExitState) {
         trace_log(&strLog, TRACE_DETAILS, "got high exit state >= 240 try to get error message");
         iExit = -iExit;
-        take_error_file(psctRcmd);
+        message_from_error_file(psctRcmd);
     }
     trace_log(&strLog, TRACE_EVENTS, "--- CtrldAccess: return exit state: %d. Message: %s", iExit,
               psctRcmd->szMsg);

@@ -24,6 +24,10 @@ int exit_code(int iStatus) {
     return WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 0;
 }
 
+int ending_signal(int iStatus) {
+    return WIFSIGNALED(iStatus) ? WTERMSIG(iStatus) : 0;
+}
+
 bool ended_well(int iStatus) {
     return WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0;
 }

@@ -16,6 +16,9 @@ int exit_state(int iStatus);
 // stopped.
 int exit_code(int iStatus);
 
+// The signal that ended the child; 0 when it came to its end by itself.
+int ending_signal(int iStatus);
+
 // True when the child came to its end by itself with exit code 0.
 bool ended_well(int iStatus);
 

@@ -7,7 +7,7 @@
 #include "common/unix/processes/socket.h"
 #include "common/unix/trace/trace.h"
 #include "control/vn_ctrl.h"
-#include "kernel/remote/call/convert.h"
+#include "kernel/remote/call/exit_code.h"
 #include "kernel/remote/call/output.h"
 #include "kernel/remote/call/rcmd.h"
 #include "kernel/remote/call/relay.h"
@@ -63,9 +63,8 @@ struct s_SOCKETS {
     int hSecond; // 0 when there is none
 };
 
-// Opens the connections. Returns what vn_ctrl returned.
-int open_connections(const RCMD &rcmd, const char *cpConverted, s_SOCKETS *sockets,
-                     str_log *strLog) {
+// Opens the connections for the converted command. Returns what vn_ctrl returned.
+int connect_daemon(const RCMD &rcmd, const char *cpConverted, s_SOCKETS *sockets, str_log *strLog) {
     char szHost[1024];
     char szUser[64];
     text_copy(szHost, rcmd.szClient);
@@ -100,6 +99,20 @@ int open_connections(const RCMD &rcmd, const char *cpConverted, s_SOCKETS *socke
     return iResult;
 }
 
+// Converts the command and opens the connections. Returns what vn_ctrl returned, VN_CTRL_FAILED
+// with the text kept for a command that would be cut.
+int open_connections(const RCMD &rcmd, std::vector<char> *converted, s_SOCKETS *sockets,
+                     str_log *strLog) {
+    if (!vConvertCommand(rcmd.szCmd, converted->data(), kConvertedSize, strLog)) {
+        const std::string text =
+            "Command too long for the control daemon: its arguments take more than " +
+            std::to_string(kConvertedSize - 1) + " characters";
+        vn_processerror(text.c_str());
+        return vn_ctrl_cleanup(VN_CTRL_FAILED);
+    }
+    return connect_daemon(rcmd, converted->data(), sockets, strLog);
+}
+
 // The connection's failure, told where the caller will look for the command's errors.
 void tell_failure(RCMD *pRCmd, str_log *strLog) {
     const std::string error = vn_ctrl_geterror();
@@ -115,69 +128,95 @@ void tell_failure(RCMD *pRCmd, str_log *strLog) {
     }
 }
 
-// A file of the call, which may be absent.
-struct s_FILE {
-    unique_file file;
-    bool bFailed = false; // could not be opened
+// The files of a call; those that are not given are empty.
+struct s_FILES {
+    unique_file in;
+    output_file out;
+    output_file err;
 };
 
-s_FILE open_file(const char *cpName, const char *cpMode, const char *cpWhat, str_log *strLog) {
-    s_FILE result;
-    if (cpName[0] == '\0') {
-        return result;
-    }
-    result.file.reset(std::fopen(cpName, cpMode));
-    if (result.file) {
-        std::setvbuf(result.file.get(), nullptr, _IONBF, 0); // it is written in blocks
-    } else {
-        result.bFailed = true;
+// True when a file that is given has been opened; else the trace says which could not be.
+bool check_opened(bool bOpened, const char *cpWhat, const char *cpName, str_log *strLog) {
+    if (!bOpened) {
         trace_log(strLog, TRACE_EVENTS, "--- VN_CTRLC_LIB  fopen(%s file [%s]) failed: return %d",
                   cpWhat, cpName, 1);
     }
-    return result;
+    return bOpened;
 }
 
-// The data phase between the files of the call. Returns the exit code; false in *pbOpened when a
-// file could not be opened, which the trace then says.
-int transfer(RCMD *pRCmd, const s_SOCKETS &sockets, bool *pbOpened, str_log strLog) {
-    *pbOpened = false;
-    const s_FILE in = open_file(pRCmd->szInFile, "re", "stdin", &strLog);
-    if (in.bFailed) {
-        return 1;
+bool open_output(const char *cpName, const char *cpWhat, RCMD *pRCmd, output_file *file,
+                 str_log *strLog) {
+    if (cpName[0] == '\0') {
+        return true;
     }
-    trace_log(&strLog, TRACE_DETAILS, in.file ? "got stdin file [%s]" : "didn't get stdin file%s",
+    const bool bOpened = file->open(cpName, pRCmd->bAppendMode != 0, pRCmd);
+    if (bOpened) {
+        std::setvbuf(file->stream(), nullptr, _IONBF, 0); // it is written in blocks
+    }
+    return check_opened(bOpened, cpWhat, cpName, strLog);
+}
+
+// Opens the files of the call. False, with the message, when one cannot be opened.
+bool open_files(RCMD *pRCmd, s_FILES *files, str_log *strLog) {
+    if (pRCmd->szInFile[0] != '\0') {
+        files->in = open_call_file(pRCmd->szInFile, "r", pRCmd);
+        if (!check_opened(static_cast<bool>(files->in), "stdin", pRCmd->szInFile, strLog)) {
+            return false;
+        }
+    }
+    trace_log(strLog, TRACE_DETAILS, files->in ? "got stdin file [%s]" : "didn't get stdin file%s",
               pRCmd->szInFile);
-    const char *cpMode = pRCmd->bAppendMode ? "ae" : "we";
-    s_FILE out = open_file(pRCmd->szOutFile, cpMode, "stdout", &strLog);
-    if (out.bFailed) {
-        return 1;
+    if (!open_output(pRCmd->szOutFile, "stdout", pRCmd, &files->out, strLog)) {
+        return false;
     }
-    if (!out.file && pRCmd->szErrFile[0] != '\0') {
-        *pbOpened = true;
-        return g_iEXITCODE; // with only an error file nothing is relayed
-    }
-    s_FILE err = open_file(pRCmd->szErrFile, cpMode, "stderr", &strLog);
-    if (err.bFailed) {
-        return 1;
-    }
-    *pbOpened = true;
-    output_begin();
-    std::FILE *fd_stdout = out.file ? out.file.get() : stdout;
-    std::FILE *fd_stderr = err.file ? err.file.get() : out.file ? out.file.get() : stderr;
+    const bool bOnlyError = pRCmd->szOutFile[0] == '\0';
+    return bOnlyError || open_output(pRCmd->szErrFile, "stderr", pRCmd, &files->err, strLog);
+}
+
+// The data phase between the files of the call. Returns the exit code.
+int transfer(RCMD *pRCmd, const s_SOCKETS &sockets, s_FILES *files, str_log strLog) {
+    output_file own_out(stdout);
+    output_file own_err(stderr);
+    output_file *out = files->out ? &files->out : &own_out;
+    output_file *err = files->err ? &files->err : files->out ? &files->out : &own_err;
     trace_log(&strLog, TRACE_DETAILS, "calling start_transfer (%d): **** socket %d",
-              err.file   ? 3
-              : out.file ? 2
-                         : 1,
+              files->err   ? 3
+              : files->out ? 2
+                           : 1,
               sockets.hFirst);
-    start_transfer(in.file.get(), fd_stdout, fd_stderr, pRCmd, sockets.hFirst, sockets.hSecond,
-                   strLog);
-    if (out.file) {
-        trace_log(&strLog, TRACE_DETAILS,
-                  err.file ? "close stdout & stderr handles" : "close stdout handle");
+    start_transfer(files->in.get(), out, err, pRCmd, sockets.hFirst, sockets.hSecond, strLog);
+    if (files->out) {
+        trace_log(&strLog, TRACE_DETAILS, "%s",
+                  files->err ? "close stdout & stderr handles" : "close stdout handle");
     }
-    const bool bOut = output_close(&out.file, pRCmd->szOutFile, pRCmd);
-    const bool bErr = output_close(&err.file, pRCmd->szErrFile, pRCmd);
-    return g_iEXITCODE == 0 && !(bOut && bErr) ? 1 : g_iEXITCODE;
+    const bool bOut = files->out.close(pRCmd->szOutFile, pRCmd);
+    const bool bErr = files->err.close(pRCmd->szErrFile, pRCmd);
+    return g_iEXITCODE == 0 && !(bOut && bErr) ? 1 : static_cast<int>(g_iEXITCODE);
+}
+
+// Runs the call on the open connections. Returns the exit code, 1 when a file cannot be opened.
+int run_call(RCMD *pRCmd, const s_SOCKETS &sockets, str_log strLog) {
+    s_FILES files;
+    if (!open_files(pRCmd, &files, &strLog)) {
+        return 1;
+    }
+    const bool bOnlyError = pRCmd->szOutFile[0] == '\0' && pRCmd->szErrFile[0] != '\0';
+    // With only an error file nothing is relayed.
+    const int iExit =
+        bOnlyError ? static_cast<int>(g_iEXITCODE) : transfer(pRCmd, sockets, &files, strLog);
+    trace_log(&strLog, TRACE_EVENTS, "--- VN_CTRLC_LIB  returns %d", iExit);
+    return iExit;
+}
+
+// Closes the connections. Once the exit code has come nobody waits for what is still unsent, and
+// with a time limit no longer than a second.
+void close_connections(const s_SOCKETS &sockets, int iTimeout) {
+    for (const int hSocket : {sockets.hFirst, sockets.hSecond}) {
+        if (hSocket > 0 && (exit_code_socket() != 0 || iTimeout >= 1)) {
+            limit_linger(hSocket, exit_code_socket() != 0 ? 0 : 1);
+        }
+    }
+    cm_CloseSocketsAndCleanup(sockets.hSecond > 0 ? 2 : 1, sockets.hFirst, sockets.hSecond);
 }
 
 } // namespace
@@ -191,11 +230,11 @@ int ctrlc_lib_call(RCMD *psctRcmd, str_log strLog) {
     trace_log(&strLog, TRACE_DETAILS, "infile %s, outfile %s, errfile %s", psctRcmd->szInFile,
               psctRcmd->szOutFile, psctRcmd->szErrFile);
     trace_log(&strLog, TRACE_DETAILS, "LOG_LEVEL %d", strLog.iFlg);
-    g_iEXITCODE = 255;
+    reset_exit_code();
+    const int iTimeout = psctRcmd->iTimeout; // the relay may change it
     std::vector<char> converted(kConvertedSize);
-    vConvertCommand(psctRcmd->szCmd, converted.data(), kConvertedSize, &strLog);
     s_SOCKETS sockets = {};
-    const int iOpened = open_connections(*psctRcmd, converted.data(), &sockets, &strLog);
+    const int iOpened = open_connections(*psctRcmd, &converted, &sockets, &strLog);
     if (iOpened != 0) {
         trace_log(&strLog, TRACE_EVENTS,
                   "ERROR: vn_ctrlc call failed for user %s, host %s, cmd [%s]", psctRcmd->szUser,
@@ -212,11 +251,7 @@ int ctrlc_lib_call(RCMD *psctRcmd, str_log strLog) {
         trace_log(&strLog, TRACE_DETAILS, "ctrlc_lib_call: With second SOCKET = [%d]",
                   sockets.hSecond);
     }
-    bool bOpened = false;
-    const int iExit = transfer(psctRcmd, sockets, &bOpened, strLog);
-    cm_CloseSocketsAndCleanup(sockets.hSecond > 0 ? 2 : 1, sockets.hFirst, sockets.hSecond);
-    if (bOpened) {
-        trace_log(&strLog, TRACE_EVENTS, "--- VN_CTRLC_LIB  returns %d", iExit);
-    }
+    const int iExit = run_call(psctRcmd, sockets, strLog);
+    close_connections(sockets, iTimeout);
     return iExit;
 }

@@ -8,8 +8,11 @@
 #include <algorithm>
 #include <cstring>
 
-bool next_remote_line(std::string_view data, std::size_t iLimit, std::string_view *line,
-                      std::size_t *piConsumed) {
+namespace {
+
+// Finds the first line; *line is without its end. False when it is not complete.
+bool find_line(std::string_view data, std::size_t iLimit, std::string_view *line,
+               std::size_t *piConsumed) {
     const std::string_view looked = data.substr(0, iLimit);
     const std::size_t feed = looked.find('\n');
     if (feed == std::string_view::npos) {
@@ -25,21 +28,8 @@ bool next_remote_line(std::string_view data, std::size_t iLimit, std::string_vie
     return true;
 }
 
-std::string_view trimmed_line(std::string_view line) {
-    const auto is_blank = [](char letter) { return letter == ' ' || letter == '\t'; };
-    const char *begin = line.data();
-    const char *end = begin + strnlen(begin, line.size());
-    while (begin < end && is_blank(*begin)) {
-        ++begin;
-    }
-    while (end > begin && is_blank(end[-1])) {
-        --end;
-    }
-    return {begin, static_cast<std::size_t>(end - begin)};
-}
-
-void trace_remote_line(std::string_view line, std::size_t iConsumed, std::size_t iBuffered,
-                       bool bTrim, str_log *strLog) {
+void trace_line(std::string_view line, std::size_t iConsumed, std::size_t iBuffered, bool bTrim,
+                str_log *strLog) {
     const int iData = static_cast<int>(iBuffered);
     const int iTaken = static_cast<int>(iConsumed);
     trace_log(strLog, TRACE_DETAILS, "szGetLine: buffer size %d, trim flag %s", iData,
@@ -54,30 +44,48 @@ void trace_remote_line(std::string_view line, std::size_t iConsumed, std::size_t
     trace_log(strLog, TRACE_DETAILS, "szGetLine: return size %d", iData - iTaken);
 }
 
-bool may_hold_result(std::string_view line) {
-    for (const char letter : line) {
-        if (letter != ' ' && letter != '\t') {
-            return letter == 'S' || letter == 'M';
-        }
+} // namespace
+
+std::string_view text_of_line(std::string_view line, bool bTrim) {
+    const auto is_blank = [](char letter) { return letter == ' ' || letter == '\t'; };
+    const char *begin = line.data();
+    const char *end = begin + strnlen(begin, line.size());
+    while (bTrim && begin < end && is_blank(*begin)) {
+        ++begin;
     }
-    return false;
+    while (bTrim && end > begin && is_blank(end[-1])) {
+        --end;
+    }
+    return {begin, static_cast<std::size_t>(end - begin)};
+}
+
+bool cut_line(std::string_view data, std::size_t iLimit, bool bTrim, RCMD *pRCmd, str_log *strLog,
+              std::string_view *text, std::size_t *piConsumed) {
+    std::string_view line;
+    if (!find_line(data, iLimit, &line, piConsumed)) {
+        return false;
+    }
+    if (strLog->iFlg >= TRACE_DETAILS) {
+        trace_line(line, *piConsumed, data.size(), bTrim, strLog);
+    }
+    *text = text_of_line(line, bTrim);
+    set_result(*text, pRCmd);
+    return true;
 }
 
 char *szGetLine(char *pszBuffer, int *piBufferSize, RCMD *pRCmd, short bTrim, char *cpLine,
                 int iSize, str_log strLog) {
     const auto iData = static_cast<std::size_t>(std::max(*piBufferSize, 0));
-    std::string_view line;
+    std::string_view text;
     std::size_t iConsumed = 0;
-    if (iSize < 2 || !next_remote_line({pszBuffer, iData}, static_cast<std::size_t>(iSize) - 1,
-                                       &line, &iConsumed)) {
+    if (iSize < 2 || !cut_line({pszBuffer, iData}, static_cast<std::size_t>(iSize) - 1, bTrim != 0,
+                               pRCmd, &strLog, &text, &iConsumed)) {
         return nullptr;
     }
-    trace_remote_line(line, iConsumed, iData, bTrim != 0, &strLog);
-    text_copy(cpLine, iSize, bTrim != 0 ? trimmed_line(line) : line);
+    text_copy(cpLine, iSize, text);
     std::memmove(pszBuffer, pszBuffer + iConsumed, iData - iConsumed);
     *piBufferSize = static_cast<int>(iData - iConsumed);
     pszBuffer[*piBufferSize] = '\0';
-    vSetMsgAndSts(cpLine, pRCmd);
     return cpLine;
 }
 

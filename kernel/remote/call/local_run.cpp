@@ -2,7 +2,6 @@
 #include "kernel/remote/call/local_run.h"
 
 #include "common/common/LL.h"
-#include "common/common/owner.h"
 #include "common/common/strlib.h"
 #include "common/common/text.h"
 #include "common/unix/processes/pipe.h"
@@ -23,21 +22,10 @@ constexpr int kPieceLength = 2047;
 
 // Where the streams go that no list takes.
 struct s_TARGETS {
-    unique_file outFile; // what was opened here
-    unique_file errFile;
-    std::FILE *out = nullptr; // null: to the list
-    std::FILE *err = nullptr;
+    output_file out; // empty: to the list
+    output_file err;
+    bool bOneFile = false; // both go to out
 };
-
-bool open_target(const char *cpFile, RCMD *pRCmd, unique_file *file) {
-    const char *cpMode = pRCmd->bAppendMode ? "a" : "w";
-    file->reset(std::fopen(cpFile, pRCmd->bAppendMode ? "ae" : "we"));
-    if (!*file) {
-        text_print(pRCmd->szMsg, "ERROR: fopen(%s, \"%s\") failed (%d): %s", cpFile, cpMode, errno,
-                   error_text(errno).c_str());
-    }
-    return static_cast<bool>(*file);
-}
 
 bool is_own_stdout(const char *cpFile) {
     return cpFile[0] == '\0' || cpFile[0] == '-' || std::strcmp(cpFile, "STDOUT") == 0;
@@ -45,26 +33,19 @@ bool is_own_stdout(const char *cpFile) {
 
 // False, with the message, when a file cannot be opened.
 bool open_targets(RCMD *pRCmd, s_TARGETS *targets) {
-    targets->err = stderr;
+    const bool bAppend = pRCmd->bAppendMode != 0;
+    targets->err.borrow(stderr);
     if (pRCmd->LL_Stdout != nullptr) {
         return true;
     }
-    targets->out = stdout;
-    if (!is_own_stdout(pRCmd->szOutFile)) {
-        if (!open_target(pRCmd->szOutFile, pRCmd, &targets->outFile)) {
-            return false;
-        }
-        targets->out = targets->outFile.get();
-    }
-    if (pRCmd->szOutFile[0] != '\0') {
-        targets->err = targets->out;
+    targets->out.borrow(stdout);
+    if (!is_own_stdout(pRCmd->szOutFile) && !targets->out.open(pRCmd->szOutFile, bAppend, pRCmd)) {
+        return false;
     }
     if (pRCmd->szErrFile[0] != '\0') {
-        if (!open_target(pRCmd->szErrFile, pRCmd, &targets->errFile)) {
-            return false;
-        }
-        targets->err = targets->errFile.get();
+        return targets->err.open(pRCmd->szErrFile, bAppend, pRCmd);
     }
+    targets->bOneFile = pRCmd->szOutFile[0] != '\0';
     return true;
 }
 
@@ -72,22 +53,22 @@ bool open_targets(RCMD *pRCmd, s_TARGETS *targets) {
 // here, because the reader does not hand it out again.
 struct s_CHANNEL {
     int (*read)(DB_PROC_PIP *, char *, int);
-    std::string begun;
-    bool bOpen = true;
+    std::string begun = {};
+    int iLast = 1; // what the last read returned; 0: it has ended
 };
 
-// Reads the channel once. True when *piece holds a piece.
+// Reads the channel once. True when *piece holds a piece, which has at most kPieceLength bytes.
 bool read_piece(DB_PROC_PIP *pipe, s_CHANNEL *channel, std::string *piece) {
     char szPiece[kPieceLength + 1];
-    const int iResult = channel->read(pipe, szPiece, kPieceLength);
+    channel->iLast =
+        channel->read(pipe, szPiece, kPieceLength - static_cast<int>(channel->begun.size()));
     channel->begun += szPiece;
-    if (iResult == -1) {
+    if (channel->iLast == -1) {
         return false;
     }
-    channel->bOpen = iResult == 1;
     *piece = channel->begun;
     channel->begun.clear();
-    return iResult == 1 || !piece->empty();
+    return channel->iLast == 1 || !piece->empty();
 }
 
 // Status, message and the control programs' own errors in a piece of output.
@@ -103,48 +84,48 @@ void check_piece(const std::string &piece, RCMD *pRCmd) {
     }
 }
 
-void append_trimmed(t_LL list, const std::string &piece, const char *cpMark, str_log *strLog) {
-    std::string line = piece;
-    str_trim(line.data());
-    trace_log(strLog, TRACE_DETAILS, "%s %s", cpMark, line.c_str());
-    InsLastLLf(list, std::strlen(line.c_str()) + 1, line.c_str());
+// Appends the piece, trimmed, to the list; the piece is what the list has then.
+void append_trimmed(t_LL list, std::string *piece, const char *cpMark, str_log *strLog) {
+    *piece = std::string(text_of_line(*piece, true));
+    trace_log(strLog, TRACE_DETAILS, "%s %s", cpMark, piece->c_str());
+    InsLastLLf(list, piece->size() + 1, piece->c_str());
 }
 
-void take_stdout(const std::string &piece, RCMD *pRCmd, const s_TARGETS &targets, str_log *strLog) {
+void pass_stdout(std::string *piece, RCMD *pRCmd, s_TARGETS *targets, str_log *strLog) {
     if (pRCmd->LL_Stdout != nullptr) {
         append_trimmed(pRCmd->LL_Stdout, piece, "1>", strLog);
     } else {
-        output_write(targets.out, piece + '\n');
-        if (pRCmd->bVerbose && targets.outFile) {
-            output_write(stdout, piece + '\n');
+        targets->out.write(*piece + '\n');
+        if (pRCmd->bVerbose && targets->out.is_owned()) {
+            output_file(stdout).write(*piece + '\n');
         }
     }
-    check_piece(piece, pRCmd);
+    check_piece(*piece, pRCmd);
 }
 
-void take_stderr(const std::string &piece, RCMD *pRCmd, const s_TARGETS &targets, str_log *strLog) {
+void pass_stderr(std::string *piece, RCMD *pRCmd, s_TARGETS *targets, str_log *strLog) {
     if (pRCmd->LL_Stderr != nullptr) {
         append_trimmed(pRCmd->LL_Stderr, piece, "2>", strLog);
     } else if (pRCmd->LL_Stdout != nullptr) {
         append_trimmed(pRCmd->LL_Stdout, piece, "2>&1", strLog);
     } else {
-        output_write(targets.err, piece + '\n');
+        (targets->bOneFile ? targets->out : targets->err).write(*piece + '\n');
     }
-    check_piece(piece, pRCmd);
+    check_piece(*piece, pRCmd);
 }
 
-void relay(DB_PROC_PIP *pipe, RCMD *pRCmd, const s_TARGETS &targets, str_log *strLog) {
-    s_CHANNEL out = {iPIPE_READ, "", true};
-    s_CHANNEL err = {iPIPE_READ_STDERR, "", true};
+void relay(DB_PROC_PIP *pipe, RCMD *pRCmd, s_TARGETS *targets, str_log *strLog) {
+    s_CHANNEL out = {iPIPE_READ};
+    s_CHANNEL err = {iPIPE_READ_STDERR};
     std::string piece;
-    while (out.bOpen || err.bOpen) {
-        trace_log(strLog, TRACE_DETAILS, "loop with iRetStdout %d and iRetStderr %d",
-                  out.bOpen ? 1 : 0, err.bOpen ? 1 : 0);
-        if (out.bOpen && read_piece(pipe, &out, &piece)) {
-            take_stdout(piece, pRCmd, targets, strLog);
+    while (out.iLast != 0 || err.iLast != 0) {
+        trace_log(strLog, TRACE_DETAILS, "loop with iRetStdout %d and iRetStderr %d", out.iLast,
+                  err.iLast);
+        if (out.iLast != 0 && read_piece(pipe, &out, &piece)) {
+            pass_stdout(&piece, pRCmd, targets, strLog);
         }
-        if (err.bOpen && read_piece(pipe, &err, &piece)) {
-            take_stderr(piece, pRCmd, targets, strLog);
+        if (err.iLast != 0 && read_piece(pipe, &err, &piece)) {
+            pass_stderr(&piece, pRCmd, targets, strLog);
         }
     }
 }
@@ -168,10 +149,10 @@ int start(const char *cpCmd, RCMD *pRCmd, DB_PROC_PIP *pipe, str_log *strLog) {
 }
 
 // A command that could not be started; the caller may have said that it takes care itself.
-int not_started(RCMD *pRCmd, const s_TARGETS &targets, str_log *strLog) {
+int report_not_started(RCMD *pRCmd, const s_TARGETS &targets, str_log *strLog) {
     if (!pRCmd->bCommandNotFound) {
         trace_log(strLog, TRACE_DETAILS, "write system message to error output");
-        std::fprintf(targets.err, "%s\n", pRCmd->szMsg);
+        std::fprintf((targets.bOneFile ? targets.out : targets.err).stream(), "%s\n", pRCmd->szMsg);
     }
     pRCmd->bCommandNotFound = 1;
     return -1;
@@ -179,8 +160,8 @@ int not_started(RCMD *pRCmd, const s_TARGETS &targets, str_log *strLog) {
 
 // Closes what was opened here. False, with the message, when a file has not taken everything.
 bool close_targets(RCMD *pRCmd, s_TARGETS *targets) {
-    const bool bOut = output_close(&targets->outFile, pRCmd->szOutFile, pRCmd);
-    const bool bErr = output_close(&targets->errFile, pRCmd->szErrFile, pRCmd);
+    const bool bOut = targets->out.close(pRCmd->szOutFile, pRCmd);
+    const bool bErr = targets->err.close(pRCmd->szErrFile, pRCmd);
     std::fflush(stdout);
     return bOut && bErr;
 }
@@ -194,17 +175,16 @@ int i_PIPE_OPEN_RCMD(const char *cpCmd, BOOL bAliveCheck, RCMD *psctRcmd, str_lo
         trace_log(&strLog, TRACE_DETAILS,
                   "PIPE_OPEN_RCMD: RCMD.bAppendMode is set so append output to file");
     }
-    output_begin();
     s_TARGETS targets;
     DB_PROC_PIP pipe = {};
     int iResult = -1;
     if (open_targets(psctRcmd, &targets)) {
         iResult = start(cpCmd, psctRcmd, &pipe, &strLog);
         if (iResult == 0) {
-            relay(&pipe, psctRcmd, targets, &strLog);
+            relay(&pipe, psctRcmd, &targets, &strLog);
             iResult = iPIPE_CLOSE(&pipe);
         } else {
-            iResult = not_started(psctRcmd, targets, &strLog);
+            iResult = report_not_started(psctRcmd, targets, &strLog);
         }
     }
     if (!close_targets(psctRcmd, &targets) && iResult == 0) {

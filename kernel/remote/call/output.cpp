@@ -1,4 +1,4 @@
-// The files that take a command's output, see output.h.
+// A file that takes a command's output, see output.h.
 #include "kernel/remote/call/output.h"
 
 #include "common/common/owner.h"
@@ -7,33 +7,41 @@
 #include "kernel/remote/call/rcmd.h"
 
 #include <cerrno>
+#include <string>
 
-namespace {
-
-int iFirstError = 0; // errno of the first write that failed
-
-} // namespace
-
-void output_begin() {
-    iFirstError = 0;
+unique_file open_call_file(const char *cpName, const char *cpMode, RCMD *pRCmd) {
+    const std::string mode = std::string(cpMode) + "e"; // not for children
+    unique_file file(std::fopen(cpName, mode.c_str()));
+    if (!file) {
+        text_print(pRCmd->szMsg, "ERROR: fopen(%s, \"%s\") failed (%d): %s", cpName, cpMode, errno,
+                   error_text(errno).c_str());
+    }
+    return file;
 }
 
-void output_write(std::FILE *file, std::string_view text) {
+bool output_file::open(const char *cpName, bool bAppend, RCMD *pRCmd) {
+    owned_ = open_call_file(cpName, bAppend ? "a" : "w", pRCmd);
+    file_ = owned_.get();
+    return is_owned();
+}
+
+void output_file::write(std::string_view text) {
     const bool bWritten =
-        std::fwrite(text.data(), 1, text.size(), file) == text.size() && std::fflush(file) == 0;
-    if (!bWritten && iFirstError == 0) {
-        iFirstError = errno;
+        std::fwrite(text.data(), 1, text.size(), file_) == text.size() && std::fflush(file_) == 0;
+    if (!bWritten && iFirstError_ == 0) {
+        iFirstError_ = errno;
     }
 }
 
-bool output_close(unique_file *file, const char *cpName, RCMD *pRCmd) {
-    if (!*file) {
+bool output_file::close(const char *cpName, RCMD *pRCmd) {
+    if (!is_owned()) {
         return true;
     }
-    int iErrno = std::ferror(file->get()) != 0 ? iFirstError : 0;
-    if (std::fclose(file->release()) != 0 && iErrno == 0) {
+    int iErrno = iFirstError_;
+    if (std::fclose(owned_.release()) != 0 && iErrno == 0) {
         iErrno = errno;
     }
+    file_ = nullptr;
     if (iErrno == 0) {
         return true;
     }

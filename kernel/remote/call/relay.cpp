@@ -1,15 +1,14 @@
-// The data phase of a remote call (relay.h): a child pumps the input into the first
-// connection while this process relays both streams and takes the exit code, one urgent byte, from
-// the signal or from the wait, whichever sees it.
+// The data phase of a remote call (relay.h): while a child sends the input, this process relays
+// both streams and takes the exit code.
 #include "kernel/remote/call/relay.h"
 
 #include "common/common/LL.h"
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
-#include "common/unix/processes/child.h"
 #include "common/unix/processes/process.h"
-#include "common/unix/processes/socket.h"
 #include "common/unix/trace/trace.h"
+#include "kernel/remote/call/exit_code.h"
+#include "kernel/remote/call/input.h"
 #include "kernel/remote/call/line.h"
 #include "kernel/remote/call/output.h"
 #include "kernel/remote/call/rcmd.h"
@@ -27,29 +26,20 @@
 
 s_RELAY_POLICY gRelayPolicy = {119, 1000};
 int giSingleConnection = 1;
-int g_iEXITCODE = 255;
+char send_sig = -1;
 
 namespace {
 
 constexpr std::size_t kLineLength = 8192; // a longer line comes in pieces
 constexpr std::size_t kBufferSize = 65536;
-constexpr int kInputBlock = 8192;
-constexpr char kEndOfInput[] = "END OF STDIN"; // sent with its terminator
-
-volatile std::sig_atomic_t g_hSocket1 = 0;
-volatile std::sig_atomic_t g_hSocket2 = 0;
-volatile std::sig_atomic_t iSignalCode = -1;  // the exit code that the signal handler took
-volatile std::sig_atomic_t iSignalSocket = 0; // 1 or 2: where it came from
-
-char send_sig = -1; // a byte to be sent on after an interrupted wait; -1: none
 
 // One stream of the remote command while it is relayed.
 struct s_STREAM {
     int iNumber; // 1 or 2
     int hSocket;
     bool bClosed;
-    std::FILE *file;    // gets the raw bytes; null when they go to a list
-    std::FILE *echo;    // gets them too; null when not asked for
+    output_file *file;  // gets the raw bytes; null when they go to a list
+    output_file echo;   // gets them too; empty when not asked for
     t_LL list;          // gets the lines; or null
     const char *cpMark; // how a line for the list is traced
     std::size_t iBegin = 0;
@@ -66,32 +56,29 @@ struct s_RELAY {
     int iIdle;
 };
 
-// Takes over the exit code that the signal handler received. True when there is a new one.
-bool take_signal(s_RELAY *r) {
-    const int iCode = iSignalCode;
-    if (iCode < 0 || r->bExitSet) {
+// Notices the exit code that the signal handler received. True when there is a new one.
+bool notice_signal(s_RELAY *r) {
+    const int iSocket = exit_code_socket();
+    if (iSocket == 0 || r->bExitSet) {
         return false;
     }
     trace_log(r->strLog, TRACE_DETAILS, "signal_handler: SIGURG received");
-    trace_log(r->strLog, TRACE_DETAILS, "signal_handler: OOB signal received on Sd%d:%d",
-              static_cast<int>(iSignalSocket), iCode);
-    g_iEXITCODE = iCode;
+    trace_log(r->strLog, TRACE_DETAILS, "signal_handler: OOB signal received on Sd%d:%d", iSocket,
+              static_cast<int>(g_iEXITCODE));
     r->bExitSet = true;
     return true;
 }
 
 // An exception on a socket: the exit code, unless the signal handler had it already.
-bool take_urgent(s_RELAY *r, const s_STREAM &stream) {
+bool receive_urgent(s_RELAY *r, const s_STREAM &stream) {
     trace_log(r->strLog, TRACE_DETAILS, "write_output: %s SOCKET exception.",
               stream.iNumber == 1 ? "1st" : "2nd");
-    char code = 0;
-    if (::recv(stream.hSocket, &code, 1, MSG_OOB) != 1) {
+    if (!receive_exit_code(stream.hSocket, stream.iNumber)) {
         return false;
     }
-    g_iEXITCODE = static_cast<unsigned char>(code);
     r->bExitSet = true;
     trace_log(r->strLog, TRACE_DETAILS, "write_output: OOB signal received%s: exit code = %d",
-              stream.iNumber == 1 ? "" : " on 2nd Socket", g_iEXITCODE);
+              stream.iNumber == 1 ? "" : " on 2nd Socket", static_cast<int>(g_iEXITCODE));
     return true;
 }
 
@@ -103,35 +90,32 @@ void append_in_place(t_LL list, std::string_view text) {
     InsLastLLf(list, text.size() + 1, text.data());
 }
 
-void store_line(s_RELAY *r, s_STREAM *stream, std::string_view line, std::size_t iConsumed) {
-    if (r->strLog->iFlg >= 2) {
-        trace_remote_line(line, iConsumed, stream->iEnd - stream->iBegin, true, r->strLog);
-    }
-    if (stream->list == nullptr && !may_hold_result(line)) {
+// Appends a line to the stream's list, if it has one. bInPlace: the byte behind the text is free.
+void append_line(const s_RELAY &r, const s_STREAM &stream, std::string_view text, bool bInPlace) {
+    if (stream.list == nullptr) {
         return;
     }
-    const std::string_view text = trimmed_line(line);
-    set_result(text, r->pRCmd);
-    if (stream->list == nullptr) {
-        return;
-    }
-    if (text.data() + text.size() < line.data() + iConsumed) {
-        append_in_place(stream->list, text);
+    if (bInPlace) {
+        append_in_place(stream.list, text);
     } else {
         const std::string copy(text);
-        InsLastLLf(stream->list, copy.size() + 1, copy.c_str());
+        InsLastLLf(stream.list, copy.size() + 1, copy.c_str());
     }
-    trace_log(r->strLog, TRACE_DETAILS, "%s [%.*s]", stream->cpMark, static_cast<int>(text.size()),
+    trace_log(r.strLog, TRACE_DETAILS, "%s [%.*s]", stream.cpMark, static_cast<int>(text.size()),
               text.data());
 }
 
-// Takes the complete lines out of the stream's data, which is moved only when it is all looked at.
-void take_lines(s_RELAY *r, s_STREAM *stream) {
-    std::string_view line;
+// Cuts the complete lines off the stream's data, which is moved only when it is all looked at.
+void cut_lines(s_RELAY *r, s_STREAM *stream) {
+    std::string_view text;
     std::size_t iConsumed = 0;
-    while (next_remote_line({stream->buffer + stream->iBegin, stream->iEnd - stream->iBegin},
-                            kLineLength, &line, &iConsumed)) {
-        store_line(r, stream, line, iConsumed);
+    for (;;) {
+        const char *data = stream->buffer + stream->iBegin;
+        if (!cut_line({data, stream->iEnd - stream->iBegin}, kLineLength, true, r->pRCmd, r->strLog,
+                      &text, &iConsumed)) {
+            break;
+        }
+        append_line(*r, *stream, text, text.data() + text.size() < data + iConsumed);
         stream->iBegin += iConsumed;
     }
     std::memmove(stream->buffer, stream->buffer + stream->iBegin, stream->iEnd - stream->iBegin);
@@ -140,7 +124,7 @@ void take_lines(s_RELAY *r, s_STREAM *stream) {
 }
 
 // Receives what the stream has. True unless the receive failed.
-bool take_data(s_RELAY *r, s_STREAM *stream) {
+bool receive_data(s_RELAY *r, s_STREAM *stream) {
     const char *cpName = stream->iNumber == 1 ? "1st" : "2nd";
     char *free = stream->buffer + stream->iEnd;
     const ssize_t got = ::recv(stream->hSocket, free, kBufferSize - stream->iEnd, 0);
@@ -159,22 +143,24 @@ bool take_data(s_RELAY *r, s_STREAM *stream) {
         stream->bClosed = true;
         return true;
     }
-    for (std::FILE *file : {stream->echo, stream->file}) {
-        if (file != nullptr) {
-            output_write(file, {free, static_cast<std::size_t>(got)});
+    for (output_file *file : {&stream->echo, stream->file}) {
+        if (file != nullptr && *file) {
+            file->write({free, static_cast<std::size_t>(got)});
         }
     }
     stream->iEnd += static_cast<std::size_t>(got);
-    take_lines(r, stream);
+    cut_lines(r, stream);
     return true;
 }
 
 // What a stream has left at its end is its last line.
-void take_rest(s_RELAY *r, s_STREAM *stream) {
+void store_rest(s_RELAY *r, s_STREAM *stream) {
     if (stream->iEnd > 0) {
         trace_log(r->strLog, TRACE_DETAILS, "process rest of %s buffer",
                   stream->iNumber == 1 ? "stdout" : "stderr");
-        store_line(r, stream, {stream->buffer, stream->iEnd}, stream->iEnd);
+        const std::string_view text = text_of_line({stream->buffer, stream->iEnd}, true);
+        append_line(*r, *stream, text, false);
+        set_result(text, r->pRCmd);
     }
 }
 
@@ -194,9 +180,12 @@ int wait_for_streams(s_RELAY *r, pollfd (&wanted)[2]) {
 }
 
 void forward_signal(const s_RELAY &r) {
-    if (send_sig != -1) {
-        ::send(r.err.hSocket, &send_sig, 1, MSG_NOSIGNAL);
-        send_sig = -1;
+    constexpr char kNone = -1;
+    if (send_sig != kNone) {
+        if (r.err.hSocket > 0) {
+            ::send(r.err.hSocket, &send_sig, 1, MSG_NOSIGNAL);
+        }
+        send_sig = kNone;
     }
 }
 
@@ -205,12 +194,13 @@ bool pass(s_RELAY *r, const pollfd (&wanted)[2]) {
     bool bActive = false;
     s_STREAM *const streams[] = {&r->out, &r->err};
     for (int i = 0; i < 2; ++i) {
-        if ((wanted[i].revents & POLLPRI) != 0 && take_urgent(r, *streams[i])) {
+        if ((wanted[i].revents & POLLPRI) != 0 && receive_urgent(r, *streams[i])) {
             bActive = true;
         }
     }
     for (int i = 1; i >= 0; --i) { // standard error first
-        if ((wanted[i].revents & (POLLIN | POLLHUP | POLLERR)) != 0 && take_data(r, streams[i])) {
+        if ((wanted[i].revents & (POLLIN | POLLHUP | POLLERR)) != 0 &&
+            receive_data(r, streams[i])) {
             bActive = true;
         }
     }
@@ -232,7 +222,7 @@ void relay(s_RELAY *r) {
         const int iReady = wait_for_streams(r, wanted);
         if (iReady < 0 && errno == EINTR) {
             trace_log(r->strLog, TRACE_DETAILS, "write_output: select() interrupted, loop again.");
-            take_signal(r);
+            notice_signal(r);
             forward_signal(*r);
             continue;
         }
@@ -241,7 +231,7 @@ void relay(s_RELAY *r) {
                       error_text(errno).c_str());
         }
         const bool bData = iReady > 0 && pass(r, wanted);
-        if (take_signal(r) || bData) {
+        if (notice_signal(r) || bData) {
             r->iIdle = 0;
         } else if (!(r->out.bClosed && r->err.bClosed)) {
             bear_silence(r);
@@ -259,66 +249,65 @@ void own_socket(int hSocket) {
     }
 }
 
-// In the child: the input pump, with nothing of the parent's output.
-[[noreturn]] void run_input(std::FILE *fd_stdin, int hSocket1, int hSocket2) {
-    if (hSocket2 != 0) {
-        ::close(hSocket2);
-    }
-    ::close(STDOUT_FILENO);
-    ::close(STDERR_FILENO);
-    STDIN_transfer(fd_stdin, hSocket1);
-    ::_exit(0);
+// The streams of a call and where each of them goes.
+std::unique_ptr<s_RELAY> new_relay(output_file *out, output_file *err, RCMD *pRCmd, int hSocket1,
+                                   int hSocket2) {
+    const bool bLists = pRCmd->LL_Stdout != nullptr || pRCmd->LL_Stderr != nullptr;
+    const bool bOwnList = pRCmd->LL_Stderr != nullptr;
+    auto r = std::make_unique<s_RELAY>();
+    r->out.iNumber = 1;
+    r->out.hSocket = hSocket1;
+    r->out.file = pRCmd->LL_Stdout != nullptr ? nullptr : out;
+    r->out.echo.borrow(pRCmd->bVerbose ? stdout : nullptr);
+    r->out.list = pRCmd->LL_Stdout;
+    r->out.cpMark = "1>";
+    r->err.iNumber = 2;
+    r->err.hSocket = hSocket2;
+    r->err.bClosed = giSingleConnection != 0 || hSocket2 <= 0;
+    r->err.file = bLists ? nullptr : err;
+    r->err.echo.borrow(pRCmd->bVerbose ? stderr : nullptr);
+    r->err.list = bOwnList ? pRCmd->LL_Stderr : pRCmd->LL_Stdout;
+    r->err.cpMark = bOwnList ? "2>" : "2>&1";
+    r->pRCmd = pRCmd;
+    return r;
 }
 
-// Starts the input pump. Returns its process id, 0 without one.
-pid_t start_input(std::FILE *fd_stdin, int hSocket1, int hSocket2, str_log *strLog) {
-    if (fd_stdin == nullptr) {
-        trace_log(strLog, TRACE_DETAILS, "start_transfer: Didn't got a stdin file handle");
-        return 0;
+// The receive loop with what goes before and after it.
+void relay_streams(output_file *out, output_file *err, RCMD *pRCmd, int hSocket1, int hSocket2,
+                   str_log *strLog) {
+    trace_log(strLog, TRACE_DETAILS, "write_output: start");
+    if (pRCmd->bVerbose) {
+        trace_log(strLog, TRACE_DETAILS,
+                  "write_output: RCMD.bVerbose is set so write output to stdout/stderr");
     }
-    trace_log(strLog, TRACE_DETAILS, "start_transfer: got a stdin file handle");
-    const pid_t child = ::fork();
-    if (child < 0) {
-        trace_log(strLog, TRACE_EVENTS, "fork() call failed: %s", error_text(errno).c_str());
-        return 0;
+    reset_exit_code();
+    own_socket(hSocket1);
+    own_socket(hSocket2);
+    const auto r = new_relay(out, err, pRCmd, hSocket1, hSocket2);
+    r->strLog = strLog;
+    relay(r.get());
+    notice_signal(r.get());
+    if (r->out.bClosed && r->err.bClosed && !r->bExitSet) {
+        trace_log(strLog, TRACE_DETAILS,
+                  "write_output: 1st & 2nd SOCKET closed but ExitState still missing >> set "
+                  "timeout %d",
+                  1);
+        pRCmd->iTimeout = 1;
     }
-    if (child == 0) {
-        run_input(fd_stdin, hSocket1, hSocket2);
-    }
-    return child;
-}
-
-void stop_input(pid_t child) {
-    if (child > 0) {
-        ::kill(child, SIGKILL);
-        int iStatus = 0;
-        wait_for_child(child, &iStatus);
-    }
+    store_rest(r.get(), &r->out);
+    store_rest(r.get(), &r->err);
+    std::fflush(out->stream());
+    std::fflush(err->stream());
+    trace_log(strLog, TRACE_DETAILS, "write_output: Flush standard streams and return.");
 }
 
 } // namespace
 
-void signal_handler(int signo) {
-    if (signo != SIGURG) {
-        return;
-    }
-    const int iErrno = errno;
-    const bool bSecond = g_hSocket2 != 0;
-    char code = 0;
-    if (::recv(bSecond ? g_hSocket2 : g_hSocket1, &code, 1, MSG_OOB) == 1) {
-        iSignalSocket = bSecond ? 2 : 1;
-        iSignalCode = static_cast<unsigned char>(code);
-        g_iEXITCODE = static_cast<unsigned char>(code);
-    }
-    errno = iErrno;
-}
-
-void start_transfer(std::FILE *fd_stdin, std::FILE *fd_stdout, std::FILE *fd_stderr, RCMD *psctRcmd,
+void start_transfer(std::FILE *fd_stdin, output_file *out, output_file *err, RCMD *psctRcmd,
                     int hSocket1, int hSocket2, str_log strLog) {
     trace_log(&strLog, TRACE_EVENTS, "+++ start_transfer socket %d", hSocket1);
     g_hSocket1 = hSocket1;
     g_hSocket2 = hSocket2;
-    iSignalCode = -1;
     const pid_t child = start_input(fd_stdin, hSocket1, hSocket2, &strLog);
     struct sigaction handler = {};
     struct sigaction old = {};
@@ -326,68 +315,22 @@ void start_transfer(std::FILE *fd_stdin, std::FILE *fd_stdout, std::FILE *fd_std
     handler.sa_flags = SA_RESTART;
     ::sigemptyset(&handler.sa_mask);
     ::sigaction(SIGURG, &handler, &old);
-    STDOUT_STDERR_transfer(fd_stdout, fd_stderr, psctRcmd, hSocket1, hSocket2, strLog);
+    relay_streams(out, err, psctRcmd, hSocket1, hSocket2, &strLog);
     ::sigaction(SIGURG, &old, nullptr);
     stop_input(child);
     trace_log(&strLog, TRACE_EVENTS, "--- start_transfer socket %d", hSocket1);
 }
 
-void STDIN_transfer(std::FILE *fd_stdin, int hWriteSocket) {
-    char block[kInputBlock];
-    for (;;) {
-        const ssize_t got = ::read(::fileno(fd_stdin), block, sizeof block);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
-        if (got <= 0) {
-            break;
-        }
-        if (iSendBuffer(hWriteSocket, block, static_cast<int>(got), MSG_NOSIGNAL) < 0) {
-            trace_at(TRACE_DETAILS, "STDIN_transfer: send failed: %s", error_text(errno).c_str());
-        }
-    }
-    iSendBuffer(hWriteSocket, kEndOfInput, sizeof kEndOfInput, MSG_NOSIGNAL);
+void start_transfer(std::FILE *fd_stdin, std::FILE *fd_stdout, std::FILE *fd_stderr, RCMD *psctRcmd,
+                    int hSocket1, int hSocket2, str_log strLog) {
+    output_file out(fd_stdout);
+    output_file err(fd_stderr);
+    start_transfer(fd_stdin, &out, &err, psctRcmd, hSocket1, hSocket2, strLog);
 }
 
 void STDOUT_STDERR_transfer(std::FILE *fd_stdout, std::FILE *fd_stderr, RCMD *pRCmd, int hSocket1,
                             int hSocket2, str_log strLog) {
-    trace_log(&strLog, TRACE_DETAILS, "write_output: start");
-    if (pRCmd->bVerbose) {
-        trace_log(&strLog, TRACE_DETAILS,
-                  "write_output: RCMD.bVerbose is set so write output to stdout/stderr");
-    }
-    own_socket(hSocket1);
-    own_socket(hSocket2);
-    const bool bLists = pRCmd->LL_Stdout != nullptr || pRCmd->LL_Stderr != nullptr;
-    const bool bOwnList = pRCmd->LL_Stderr != nullptr;
-    const auto r = std::make_unique<s_RELAY>();
-    r->out.iNumber = 1;
-    r->out.hSocket = hSocket1;
-    r->out.file = pRCmd->LL_Stdout != nullptr ? nullptr : fd_stdout;
-    r->out.echo = pRCmd->bVerbose ? stdout : nullptr;
-    r->out.list = pRCmd->LL_Stdout;
-    r->out.cpMark = "1>";
-    r->err.iNumber = 2;
-    r->err.hSocket = hSocket2;
-    r->err.bClosed = giSingleConnection != 0 || hSocket2 <= 0;
-    r->err.file = bLists ? nullptr : fd_stderr;
-    r->err.echo = pRCmd->bVerbose ? stderr : nullptr;
-    r->err.list = bOwnList ? pRCmd->LL_Stderr : pRCmd->LL_Stdout;
-    r->err.cpMark = bOwnList ? "2>" : "2>&1";
-    r->pRCmd = pRCmd;
-    r->strLog = &strLog;
-    relay(r.get());
-    take_signal(r.get());
-    if (r->out.bClosed && r->err.bClosed && !r->bExitSet) {
-        trace_log(&strLog, TRACE_DETAILS,
-                  "write_output: 1st & 2nd SOCKET closed but ExitState still missing >> set "
-                  "timeout %d",
-                  1);
-        pRCmd->iTimeout = 1;
-    }
-    take_rest(r.get(), &r->out);
-    take_rest(r.get(), &r->err);
-    std::fflush(fd_stdout);
-    std::fflush(fd_stderr);
-    trace_log(&strLog, TRACE_DETAILS, "write_output: Flush standard streams and return.");
+    output_file out(fd_stdout);
+    output_file err(fd_stderr);
+    relay_streams(&out, &err, pRCmd, hSocket1, hSocket2, &strLog);
 }

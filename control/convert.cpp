@@ -1,6 +1,6 @@
 // The command in the control daemon's form (vConvertCommand of convert.h). Old daemons depend
 // on every oddity of this conversion: it is kept as it is.
-#include "kernel/remote/call/convert.h"
+#include "control/convert.h"
 
 #include "common/common/text.h"
 #include "common/unix/trace/trace.h"
@@ -19,12 +19,17 @@ struct s_SCAN {
     bool bSingle = false;
     std::string result;
 
-    std::size_t iLimit = 0; // of the result; more would be cut off
+    std::size_t iLimit = 0; // of the result
+    bool bCut = false;      // something did not fit
 
     const char *piece() const { return command.c_str() + iPiece; }
     void cut(std::size_t i) { command[i] = '\0'; }
-    void add(std::string_view text) { result += text.substr(0, iLimit - result.size()); }
-    void add_piece() { add({piece(), strnlen(piece(), iLimit)}); }
+    void add(std::string_view text) {
+        const std::size_t iRest = iLimit - result.size();
+        bCut = bCut || text.size() > iRest;
+        result += text.substr(0, iRest);
+    }
+    void add_piece() { add({piece(), strnlen(piece(), iLimit + 1)}); }
 };
 
 // A quote at the end of a bare word: the word is passed on, the quoted text begins.
@@ -39,7 +44,7 @@ void end_word_at_quote(s_SCAN *s, std::size_t i, char quote, str_log *strLog) {
 }
 
 // A double quote outside of words and single quotes.
-void take_double(s_SCAN *s, std::size_t i, str_log *strLog) {
+void scan_double(s_SCAN *s, std::size_t i, str_log *strLog) {
     s->cut(i);
     if (s->bDouble || std::strcmp(s->piece(), " ") != 0) {
         trace_log(strLog, TRACE_NOISE, "%d: add (%d) pszLastArg[%s]", static_cast<int>(i),
@@ -55,7 +60,7 @@ void take_double(s_SCAN *s, std::size_t i, str_log *strLog) {
 
 // A single quote outside of words and double quotes. An opening one is still there when the pending
 // piece is passed on, which therefore runs on to the end of the command.
-void take_single(s_SCAN *s, std::size_t i, str_log *strLog) {
+void scan_single(s_SCAN *s, std::size_t i, str_log *strLog) {
     if (s->bSingle) {
         s->cut(i);
     }
@@ -80,7 +85,7 @@ void end_argument(s_SCAN *s, std::size_t i, str_log *strLog) {
 
 } // namespace
 
-void vConvertCommand(const char *cpCommand, char *cpResult, int iSize, str_log *strLog) {
+bool vConvertCommand(const char *cpCommand, char *cpResult, int iSize, str_log *strLog) {
     s_SCAN s;
     s.command = cpCommand;
     s.iLimit = static_cast<std::size_t>(iSize); // one more than fits: a separator at its end goes
@@ -94,9 +99,9 @@ void vConvertCommand(const char *cpCommand, char *cpResult, int iSize, str_log *
         } else if ((letter == '"' || letter == '\'') && s.bWord) {
             end_word_at_quote(&s, i, letter, strLog);
         } else if (letter == '"' && !s.bSingle) {
-            take_double(&s, i, strLog);
+            scan_double(&s, i, strLog);
         } else if (letter == '\'' && !s.bDouble) {
-            take_single(&s, i, strLog);
+            scan_single(&s, i, strLog);
         } else if (letter == ' ' && !s.bDouble && !s.bSingle) {
             end_argument(&s, i, strLog);
         } else if (!s.bDouble && !s.bSingle) {
@@ -111,5 +116,5 @@ void vConvertCommand(const char *cpCommand, char *cpResult, int iSize, str_log *
     if (!s.result.empty() && s.result.back() == '"') {
         s.result.pop_back();
     }
-    text_copy(cpResult, iSize, s.result);
+    return text_copy(cpResult, iSize, s.result) && !s.bCut;
 }
