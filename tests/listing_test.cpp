@@ -7,7 +7,10 @@
 
 #include <filesystem>
 #include <set>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace vn_test;
 namespace fs = std::filesystem;
@@ -33,13 +36,20 @@ TEST(EntryList, SortsAndAppends) {
     EXPECT_EQ(numbers, " 5  11 3  1  0  4  2  9  7  8  10");
 }
 
-// Lists a directory.
-std::string list(const std::string &root) {
+// Lists a directory, with the errors on standard error.
+std::string list(const std::string &root, const std::string &errors = "") {
     const auto info = std::make_unique<sFormat>();
     text_copy(info->szCurRoot, root);
     testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     vShowTree(info.get());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), errors);
+    EXPECT_EQ(info->lErrorCount == 0, errors.empty());
     return testing::internal::GetCapturedStdout();
+}
+
+std::string incomplete(const std::string &root, const std::string &reason) {
+    return "ERROR: listing of " + root + " is incomplete: " + reason + "\n";
 }
 
 // The line of an entry that is there.
@@ -58,7 +68,7 @@ std::string line(const std::string &path, const std::string &kind, const std::st
 TEST(Listing, EntriesMountsAndApplications) {
     Installation in;
     const std::string r = in.path("m/"), table = in.path("mounts");
-    for (const char *name : {"m/data/deep", "m/z", "m/smb", "etc/init.d"})
+    for (const char *name : {"m/data/deep", "m/z", "m/smb", "m/part", "etc/init.d"})
         fs::create_directories(in.path(name));
     for (const char *name : {"etc/oratab", "etc/init.d/mysqld"})
         write_file(in.path(name), "");
@@ -70,18 +80,23 @@ TEST(Listing, EntriesMountsAndApplications) {
     fs::create_symlink("z", r + "l");
     fs::create_symlink("nowhere", r + "dangling"); // is no entry
     ASSERT_EQ(mkfifo((r + "p").c_str(), 0600), 0);
-    write_file(table, "dev " + r + "z ext4 rw 0 0\nnfs\n" + std::string(5000, 'x') + " nfs\ns:/x " +
-                          r + "data nfs rw,hard 0 0\n//s/z " + r + "smb smbfs ro 0 0\ns:/y " + r +
+    write_file(table, "dev " + r + "z ext4 rw 0 0\nnfs\ns:/t proc nfs rw\n" +
+                          std::string(2047, 'x') + "s:/x " + r + "part nfs\ns:/x " + r +
+                          "data nfs rw,hard 0 0\n//s/z " + r + "smb smbfs ro 0 0\ns:/y " + r +
                           "gone nfs rw 0 0\ns:/y " + r + "data/deep nfs rw 0 0\ns:/t /tmp nfs rw");
     gListingPlaces = {in.dir.c_str(), table.c_str()};
     std::string entries = line(r + "data", "dm", "s:/x,nfs,rw,hard") + line(r + "l", "dl") +
-                          line(r + "smb", "dm", "//s/z,smbfs,ro") + line(r + "z", "d_");
+                          line(r + "part", "d_") + line(r + "smb", "dm", "//s/z,smbfs,ro") +
+                          line(r + "z", "d_");
     for (const std::string &name : names)
         entries += line(r + name, "f_");
     entries += line(r + "o", "fl") + line(r + "p", "fp");
     EXPECT_EQ(list(in.path("m")), entries);
     EXPECT_EQ(list(r), "\"ORACLE\" fb 0 0 0 - ,\n\"MySQL\" db 0 0 0 - ,\n" + entries);
-    EXPECT_NE(list("/").find("\"/tmp\" dm "), std::string::npos);
+    fs::current_path("/");
+    const std::string all = list("/");
+    EXPECT_NE(all.find("\"/tmp\" dm "), std::string::npos);
+    EXPECT_EQ(all.find("\"proc\" dm "), std::string::npos); // has no "/", lies in no directory
     gListingPlaces = {"", "/proc/mounts"};
 }
 
@@ -92,7 +107,58 @@ TEST(Listing, ProgramsListPseudoRoots) {
     write_file(file, "#!/bin/sh\nprintf '[%s]' \"$@\"\n");
     chmod(file.c_str(), 0755);
     EXPECT_EQ(list(odd), "[-D][" + odd + "]");
-    EXPECT_EQ(list(odd + std::string(2048, 'x')), ""); // not cut
+    const std::string over = odd + std::string(2048, 'x'); // not cut
+    EXPECT_EQ(list(over, incomplete(over, "File name too long")), "");
+    write_file(file, "#!/bin/sh\necho one; exit 3\n");
+    EXPECT_EQ(list("/MySQL", incomplete("/MySQL", "exit status 3")), "one\n");
+}
+
+TEST(Listing, WhatIsMissingIsTold) {
+    Installation in;
+    // A path of 4,000 bytes, an entry whose name is as long as a name can be, and one that is
+    // longer.
+    std::string deep = in.path("deep/");
+    deep += std::string(220, 'd');
+    while (deep.size() < 3790)
+        deep += "/" + std::string(199, 'd');
+    deep += "/" + std::string(4000 - deep.size() - 1, 'd');
+    fs::create_directories(deep);
+    fs::current_path(deep);
+    const std::string longest(94, 'n'), longer(95, 'n');
+    write_file(longest, "");
+    write_file(longer, "");
+    const std::string all = list(deep, incomplete(deep, "File name too long"));
+    EXPECT_EQ(all, line(deep + "/" + longest, "f_"));
+    fs::remove(longer); // no path leads there
+    EXPECT_EQ(list(deep), all);
+    fs::current_path("/");
+
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(0);
+    siginfo_t info;
+    waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+    const std::string gone = "/proc/" + std::to_string(child) + "/net"; // cannot be read
+    EXPECT_EQ(list(gone, incomplete(gone, "Invalid argument")), "");
+    waitpid(child, nullptr, 0);
+}
+
+TEST(Listing, MemoryIsMissing) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs the memory";
+#endif
+    Installation in;
+    const std::string root = in.path("rw/work");
+    write_file(root + "/f", "");
+    rlimit before = {};
+    getrlimit(RLIMIT_AS, &before);
+    const unsigned long pages = std::stoul(*read_file("/proc/self/statm"));
+    const rlimit little = {pages * static_cast<unsigned long>(sysconf(_SC_PAGESIZE)) + (1 << 19),
+                           before.rlim_max};
+    setrlimit(RLIMIT_AS, &little);
+    const std::string text = list(root, incomplete(root, "Cannot allocate memory"));
+    setrlimit(RLIMIT_AS, &before);
+    EXPECT_EQ(text, "");
 }
 
 } // namespace

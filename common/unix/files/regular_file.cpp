@@ -2,6 +2,7 @@
 #include "common/unix/files/regular_file.h"
 
 #include <cerrno>
+#include <cstring>
 #include <sys/stat.h>
 
 unique_fd open_regular(const char *cpFile, long long *plSize) {
@@ -28,6 +29,20 @@ unique_file open_regular_stream(const char *cpFile, long long *plSize) {
         file.release(); // the stream closes it
     }
     return stream;
+}
+
+bool read_stream_line(std::FILE *stream, char *szLine, int iSize) {
+    if (std::fgets(szLine, iSize, stream) == nullptr) {
+        return false;
+    }
+    char *end = szLine + std::strcspn(szLine, "\n");
+    if (*end == '\0') {
+        int iLetter = 0;
+        while ((iLetter = std::fgetc(stream)) != EOF && iLetter != '\n') {
+        }
+    }
+    *end = '\0';
+    return true;
 }
 
 bool read_regular(const char *cpFile, std::string *text) {

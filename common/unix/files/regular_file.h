@@ -1,4 +1,4 @@
-// Opening files that are to be read as text: only regular ones, never waiting for a writer.
+// Files that are to be read as text: only regular ones, never waiting for a writer.
 #pragma once
 
 #include "common/common/owner.h"
@@ -12,6 +12,10 @@ unique_fd open_regular(const char *cpFile, long long *plSize = nullptr);
 
 // The same as a stream; null with errno when that fails.
 unique_file open_regular_stream(const char *cpFile, long long *plSize = nullptr);
+
+// Reads the next line of a stream into szLine (iSize bytes), without its line feed; what does not
+// fit is skipped. False at the end of the stream.
+bool read_stream_line(std::FILE *stream, char *szLine, int iSize);
 
 // Reads a regular file whole into *text. False with errno when it cannot be opened or read.
 bool read_regular(const char *cpFile, std::string *text);

@@ -121,6 +121,13 @@ void vShow(sFormat *cpInfo) {
     cpInfo->szInfo[0] = '\0';
 }
 
+void count_error(sFormat *cpInfo, const std::string &reason) {
+    if (cpInfo->lErrorCount++ == 0) {
+        std::fprintf(stderr, "ERROR: listing of %s is incomplete: %s\n", cpInfo->szCurRoot,
+                     reason.c_str());
+    }
+}
+
 void vShowSummary(const sFormat *cpInfo) {
     std::fputc('\n', stderr);
     if (cpInfo->lErrorCount > 0) {

@@ -5,6 +5,7 @@
 #include "common/common/types.h"
 
 #include <cwchar>
+#include <string>
 
 // An entry of the list and, in the hands of vShowTree, its working record. What the letters mean is
 // told in entry_line.h.
@@ -52,6 +53,9 @@ int iCompare(const sFormat *cpInfo1, const sFormat *cpInfo2);
 
 // Prints an entry's line on standard output and resets its kind letters and information.
 void vShow(sFormat *cpInfo);
+
+// Counts an error that leaves a listing incomplete; the first is told on standard error.
+void count_error(sFormat *cpInfo, const std::string &reason);
 
 // Prints the counters of the record on standard error.
 void vShowSummary(const sFormat *cpInfo);

@@ -4,6 +4,7 @@
 #include "common/unix/listing/entry_line.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -111,7 +112,7 @@ bool entry_list::insert(const s_ENTRY &entry) {
 
 std::size_t entry_list::common_length() const {
     const s_NODE *nodes = nodes_.get();
-    std::size_t iCommon = nodes->iNameLength;
+    std::size_t iCommon = count_ > 0 ? nodes->iNameLength : 0;
     for (const s_NODE *node = nodes; node < nodes + count_; ++node) {
         const char *end = nodes->cpName + std::min<std::size_t>(iCommon, node->iNameLength);
         iCommon = static_cast<std::size_t>(std::mismatch(nodes->cpName, end, node->cpName).first -
@@ -151,7 +152,7 @@ entry_list::s_KEY *entry_list::sort(s_KEY *keys) const {
     });
 }
 
-void entry_list::print_nodes(const s_KEY *begin, const s_KEY *end) const {
+int entry_list::print_nodes(const s_KEY *begin, const s_KEY *end) const {
     time_texts changed;
     time_texts modified;
     std::string lines;
@@ -165,22 +166,18 @@ void entry_list::print_nodes(const s_KEY *begin, const s_KEY *end) const {
                                    modified.text(node.lModified),
                                    node.dSize,
                                    node.cpInfo == nullptr ? "" : node.cpInfo});
-        if (lines.size() >= kBlock) {
-            std::fwrite(lines.data(), 1, lines.size(), stdout);
+        if (lines.size() >= kBlock || key + 1 == end) {
+            if (std::fwrite(lines.data(), 1, lines.size(), stdout) < lines.size()) {
+                return errno;
+            }
             lines.clear();
         }
     }
-    std::fwrite(lines.data(), 1, lines.size(), stdout);
+    return std::fflush(stdout) == 0 ? 0 : errno;
 }
 
-bool entry_list::print() const {
-    if (count_ == 0) {
-        return true;
-    }
-    const unique_memory<s_KEY> keys(static_cast<s_KEY *>(std::malloc(count_ * sizeof(s_KEY))));
-    if (!keys) {
-        return false;
-    }
-    print_nodes(keys.get(), sort(keys.get()));
-    return true;
+int entry_list::print() const {
+    const unique_memory<s_KEY> keys(
+        static_cast<s_KEY *>(std::malloc((count_ + 1) * sizeof(s_KEY))));
+    return keys ? print_nodes(keys.get(), sort(keys.get())) : ENOMEM;
 }

@@ -31,9 +31,9 @@ public:
     bool insert(const s_ENTRY &entry);
 
     // Prints all entries on standard output, in the order of base type and full name, byte by byte;
-    // of equal ones that which came first. False, with nothing printed, when there is no memory to
-    // sort them. What could not be written stays with stdout.
-    bool print() const;
+    // of equal ones that which came first. 0, or the error number of what ended it before: no
+    // memory to sort them, or standard output that does not take them.
+    int print() const;
 
 private:
     struct s_NODE {
@@ -53,7 +53,7 @@ private:
     std::size_t common_length() const;
     s_KEY key_of(std::size_t iNode, std::size_t iCommon) const;
     s_KEY *sort(s_KEY *keys) const;
-    void print_nodes(const s_KEY *begin, const s_KEY *end) const;
+    int print_nodes(const s_KEY *begin, const s_KEY *end) const;
 
     // From malloc, not from new: without memory the listing says what is missing and goes on.
     unique_memory<s_NODE> nodes_;

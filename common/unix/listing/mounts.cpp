@@ -31,31 +31,38 @@ std::string mount_point(std::string_view field) {
     return text;
 }
 
-// Inserts the mount of one line of the table if it lies directly in the directory.
-void insert_mount(entry_list *list, const std::string &root, std::string_view line) {
+// Inserts the mount of one line of the table if it lies directly in the directory. False without
+// memory.
+bool insert_mount(entry_list *list, const std::string &root, std::string_view line) {
     // Device, mount point, type, options.
     std::vector<std::string_view> fields = text_fields(line, ' ');
     fields.resize(4);
     const std::string point = mount_point(fields[1]);
     const std::size_t iSlash = point.rfind('/');
-    const std::string parent = point.substr(0, iSlash == std::string::npos ? 0 : iSlash);
-    struct stat status = {};
-    if ((parent == root || parent + '/' == root) && ::lstat(point.c_str(), &status) == 0) {
-        std::string info(fields[0]);
-        info.append(",").append(fields[2]).append(",").append(fields[3]);
-        list->insert(entry_of('d', 'm', point, info, status));
+    if (iSlash == std::string::npos) {
+        return true; // lies in no directory
     }
+    const std::string parent = point.substr(0, iSlash);
+    struct stat status = {};
+    if ((parent != root && parent + '/' != root) || ::lstat(point.c_str(), &status) != 0) {
+        return true;
+    }
+    std::string info(fields[0]);
+    info.append(",").append(fields[2]).append(",").append(fields[3]);
+    return list->insert(entry_of('d', 'm', point, info, status));
 }
 
 } // namespace
 
-void insert_mounts(entry_list *list, const std::string &root, const char *cpTable) {
+bool insert_mounts(entry_list *list, const std::string &root, const char *cpTable) {
     const unique_file table = open_regular_stream(cpTable);
     char szLine[2048];
-    while (table && std::fgets(szLine, sizeof szLine, table.get()) != nullptr) {
-        if (std::strstr(szLine, "nfs") != nullptr || std::strstr(szLine, "smbfs") != nullptr) {
-            insert_mount(list, root,
-                         std::string_view(szLine).substr(0, std::strcspn(szLine, "\n")));
+    while (table && read_stream_line(table.get(), szLine, sizeof szLine)) {
+        const bool bMount =
+            std::strstr(szLine, "nfs") != nullptr || std::strstr(szLine, "smbfs") != nullptr;
+        if (bMount && !insert_mount(list, root, szLine)) {
+            return false;
         }
     }
+    return true;
 }

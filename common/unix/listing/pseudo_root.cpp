@@ -3,10 +3,13 @@
 
 #include "common/common/shell_quote.h"
 #include "common/common/text.h"
+#include "common/unix/files/regular_file.h"
+#include "common/unix/listing/output_relay.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 
+#include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,20 +38,37 @@ constexpr s_PSEUDO_ROOT kPseudoRoots[] = {
     {"/NetWare", "vbc_vndr -D -N :::::0", false, QUOTES_NONE, ""},
 };
 
-void run_lister(const s_PSEUDO_ROOT &root, const char *cpName) {
+void run_lister(const s_PSEUDO_ROOT &root, sFormat *cpInfo) {
     char szCommand[kCommandSize];
-    const std::string name = root.bNamed ? shell_quoted(cpName, root.eQuotes) : "";
+    const std::string name = root.bNamed ? shell_quoted(cpInfo->szCurRoot, root.eQuotes) : "";
     if (!text_print(szCommand, "%s%s%s", root.cpBefore, name.c_str(), root.cpAfter)) {
-        std::fprintf(stderr, "%s: name too long\n", cpName);
+        count_error(cpInfo, error_text(ENAMETOOLONG));
         return;
     }
-    i_cm_system(szCommand);
+    output_relay relay;
+    int iErrno = relay.start();
+    if (iErrno != 0) {
+        count_error(cpInfo, error_text(iErrno));
+        return;
+    }
+    int iStatus = 0;
+    const int iSts = i_cm_system_status(szCommand, &iStatus);
+    const std::string failure = iSts < 0 ? error_text(errno) : exit_text(iStatus);
+    iErrno = relay.finish();
+    if (iErrno != 0) {
+        count_error(cpInfo, error_text(iErrno));
+    } else if (iSts != 0 || !ended_well(iStatus)) {
+        count_error(cpInfo, failure);
+    }
 }
 
 // One store of the Zarafa server, as its administration program tells it: name and full name
 // between tab characters.
 void print_zarafa(std::string_view line) {
     std::vector<std::string_view> fields = text_fields(line, '\t');
+    if (fields.empty()) {
+        return;
+    }
     fields.resize(2);
     std::fprintf(stderr,
                  "\"/Zarafa/%.*s\" fb 2000.01.01 00:00:00 2000.01.01 00:00:00 4096 -, %.*s\n",
@@ -56,33 +76,38 @@ void print_zarafa(std::string_view line) {
                  static_cast<int>(fields[1].size()), fields[1].data());
 }
 
-void list_zarafa() {
+void list_zarafa(sFormat *cpInfo) {
     constexpr char kCommand[] = "zarafa-admin -l";
     std::FILE *pipe = ::popen(kCommand, "re");
     if (pipe == nullptr) {
         std::fprintf(stderr, "Could not find %s.\n", kCommand);
+        ++cpInfo->lErrorCount;
         return;
     }
     print_zarafa("PUBLIC_FOLDER\tPublic Folders");
     char szLine[256];
-    for (int i = 0; std::fgets(szLine, sizeof szLine, pipe) != nullptr; ++i) {
+    for (int i = 0; read_stream_line(pipe, szLine, sizeof szLine); ++i) {
         if (i >= 3) { // a title, the columns' names, a rule
-            print_zarafa(std::string_view(szLine).substr(0, std::strcspn(szLine, "\n")));
+            print_zarafa(szLine);
         }
     }
-    ::pclose(pipe);
+    const int iStatus = ::pclose(pipe);
+    if (!ended_well(iStatus)) {
+        count_error(cpInfo, exit_text(iStatus));
+    }
 }
 
 } // namespace
 
-bool list_pseudo_root(const char *cpName) {
-    if (std::string_view(cpName).starts_with("/Zarafa")) {
-        list_zarafa();
+bool list_pseudo_root(sFormat *cpInfo) {
+    const std::string_view name = cpInfo->szCurRoot;
+    if (name.starts_with("/Zarafa")) {
+        list_zarafa(cpInfo);
         return true;
     }
     for (const s_PSEUDO_ROOT &root : kPseudoRoots) {
-        if (std::string_view(cpName).starts_with(root.prefix)) {
-            run_lister(root, cpName);
+        if (name.starts_with(root.prefix)) {
+            run_lister(root, cpInfo);
             return true;
         }
     }

@@ -1,5 +1,8 @@
 // Names that are listed by a program: roots of applications, and "mount".
 #pragma once
 
-// Lists the name if it begins like one that a program lists. Returns whether it does.
-bool list_pseudo_root(const char *cpName);
+#include "common/unix/listing/entry.h"
+
+// Lists cpInfo->szCurRoot if it begins like a name that a program lists. Returns whether it does. A
+// program that fails, and output that could not be written, count as errors.
+bool list_pseudo_root(sFormat *cpInfo);

@@ -80,68 +80,89 @@ char type_of(mode_t mode, char cType) {
 }
 
 // Inserts one entry of the open directory; one that has no status, such as a dangling link, is no
-// entry. Only a symbolic link must be asked for twice.
-void insert_entry(entry_list *list, int iDirectory, const char *cpName, std::string_view full) {
+// entry. Only a symbolic link must be asked for twice. False when memory ran out.
+bool insert_entry(entry_list *list, int iDirectory, const char *cpName, std::string_view full) {
     struct stat status = {};
     char cType = '_';
     if (::fstatat(iDirectory, cpName, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-        return;
+        return true;
     }
     if (S_ISLNK(status.st_mode)) {
         cType = 'l';
         if (::fstatat(iDirectory, cpName, &status, 0) != 0) {
-            return;
+            return true;
         }
     }
     if (S_ISDIR(status.st_mode)) {
-        list->insert(entry_of('d', cType, full, {}, status));
-    } else {
-        list->insert(entry_of('f', type_of(status.st_mode, cType), full, {}, status));
+        return list->insert(entry_of('d', cType, full, {}, status));
     }
+    return list->insert(entry_of('f', type_of(status.st_mode, cType), full, {}, status));
 }
 
-void insert_entries(entry_list *list, const std::string &root) {
-    const unique_directory directory(::opendir(root.c_str()));
-    if (!directory) {
-        const int iErrno = errno;
-        std::fprintf(stderr, "ERROR: opendir( %s ) returned errno (%d): %s\n", root.c_str(), iErrno,
-                     error_text(iErrno).c_str());
-        return;
-    }
-    std::string full = root;
+// Inserts the directory's entries. A name that no path can hold is left out and counts as an error.
+void insert_entries(entry_list *list, DIR *directory, sFormat *cpInfo) {
+    std::string full = cpInfo->szCurRoot;
     if (full.empty() || full.back() != '/') {
         full += '/';
     }
     const std::size_t iRoot = full.size();
-    errno = 0;
-    while (const dirent *entry = ::readdir(directory.get())) {
-        const char *cpName = entry->d_name;
-        if (std::strcmp(cpName, ".") != 0 && std::strcmp(cpName, "..") != 0) {
-            full.replace(iRoot, std::string::npos, cpName);
-            insert_entry(list, ::dirfd(directory.get()), cpName, full);
+    for (;;) {
+        errno = 0; // what tells an error of readdir from the end
+        const dirent *entry = ::readdir(directory);
+        if (entry == nullptr) {
+            break;
         }
-        errno = 0;
+        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) {
+            continue;
+        }
+        full.replace(iRoot, std::string::npos, entry->d_name);
+        if (full.size() >= sizeof cpInfo->szCurFullFileName) {
+            count_error(cpInfo, error_text(ENAMETOOLONG));
+        } else if (!insert_entry(list, ::dirfd(directory), entry->d_name, full)) {
+            errno = ENOMEM;
+            break;
+        }
     }
     if (errno != 0) {
-        std::fprintf(stderr, "ERROR: readdir( %s ) returned errno (%d): %s\n", root.c_str(), errno,
-                     error_text(errno).c_str());
+        count_error(cpInfo, error_text(errno));
+    }
+}
+
+void report_unreadable(const char *cpRoot, int iErrno) {
+    std::fprintf(stderr, "ERROR: opendir( %s ) returned errno (%d): %s\n", cpRoot, iErrno,
+                 error_text(iErrno).c_str());
+}
+
+void list_directory(sFormat *cpInfo) {
+    entry_list list;
+    if (!insert_mounts(&list, cpInfo->szCurRoot, gListingPlaces.cpMounts)) {
+        count_error(cpInfo, error_text(ENOMEM));
+    }
+    const unique_directory directory(::opendir(cpInfo->szCurRoot));
+    if (directory) {
+        insert_entries(&list, directory.get(), cpInfo);
+    } else if (errno == ENOMEM) {
+        count_error(cpInfo, error_text(ENOMEM));
+    } else {
+        report_unreadable(cpInfo->szCurRoot, errno);
+    }
+    const int iErrno = list.print();
+    if (iErrno != 0) {
+        count_error(cpInfo, error_text(iErrno));
     }
 }
 
 } // namespace
 
 void vShowTree(sFormat *cpInfo) {
-    const std::string root = cpInfo->szCurRoot;
-    if (list_pseudo_root(root.c_str())) {
+    if (list_pseudo_root(cpInfo)) {
         return;
     }
-    if (!root.empty() && root.back() == '/') {
+    const std::string_view root = cpInfo->szCurRoot;
+    if (root.ends_with('/')) {
         show_applications(cpInfo);
     }
-    entry_list list;
-    insert_mounts(&list, root, gListingPlaces.cpMounts);
-    insert_entries(&list, root);
-    list.print();
+    list_directory(cpInfo);
 }
 
 void vShowTreeAll(sFormat *cpInfo) {

@@ -5,7 +5,8 @@
 
 // Lists the directory cpInfo->szCurRoot on standard output; of a path that ends in "/" the
 // applications found on the machine first. Names such as "mount" or "/MySQL" are listed by a
-// program. A directory that cannot be read is told on standard error.
+// program. A directory that cannot be opened is told on standard error. What else leaves the
+// listing incomplete is counted in cpInfo->lErrorCount, the first error is told on standard error.
 void vShowTree(sFormat *cpInfo);
 
 // The same: the server descends by asking for each directory.
