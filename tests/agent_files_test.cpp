@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <filesystem>
 #include <sys/stat.h>
 #include <tuple>
@@ -33,6 +34,10 @@ TEST(AgentFiles, UseFileDirAndCreate) {
     Installation in;
     const std::string f = in.path("rw/work/f"), old = in.path("rw/work/old"), x(200000, '\xff');
     const std::string over = f.substr(0, f.size() - 1) + std::string(511 - f.size(), '/') + "ff";
+    const std::string work = in.path("rw/work");
+    const std::string rest = std::string(509 - work.size(), '/') + "f";
+    const std::string star = "long:" + std::string(499, '/') + "*";
+    in.set_glbv("long", std::string(600, '/'));
     write_file(in.path("rw/work/in"), x + '\0');
     write_file(old, "");
     fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(96));
@@ -44,8 +49,14 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"u -m r -n f >/dev/full", 2, "", ""},
         {"u -m r -n f >&-", 2, "", ""},
         {"u -m r -n f | :", 0, "", ""},
-        {"d . >/dev/full", 2, "", ""},
-        {"d . >&-", 2, "", ""},
+        {"u -m r -n f >>f", 2, "", ""},
+        {"u -m c -n f -s - <f", 2, "", "write to f: input file is output file"},
+        {"u -m w -n f -s - <f", 2, "", "write to f: input file is output file"},
+        {"u -m c -n f -s - <.", 2, "", "read from standard input: Is a directory"},
+        {"u -m c -n f -s - <&-", 2, "", "read from standard input: Bad file descriptor"},
+        {"u -m r -n f", 0, x + '\0' + "a %s%n\n", ""}, // as it was
+        {"u -m c -n new -s - <.", 2, "", "read from standard input: Is a directory"},
+        {"u -n new", 2, "", ""},
         {"u -m r -n p & echo a >p; wait", 0, "a\n", ""},
         {"u -n p", 0, "", ""},
         {"u -n /", 0, "", ""},
@@ -58,7 +69,14 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"u -m m -n f -s '7;echo >x' 2>&-", 2, "", ""},
         {"u -m c -n /dev/full -s x 2>&-", 2, "", ""},
         {"u -m w -n x -s x", 2, "", "x not found"},
-        {"u -m d -n " + over, 2, "", "option -n is too long"},   // cut, it is f
+        {"u -m d -n " + over, 2, "", "option -n is too long"}, // cut, it is f
+        {"u -m e -n gv_rw_work:" + rest, 0, "", ""},
+        {"u -n gv_rw_work:" + rest + "f", 2, "", ""},
+        {"u -m d -n gv_rw_work:" + rest + "f", 2, "",
+         ("gv_rw_work:" + rest).substr(0, 235) + ": File name too long"},
+        {"u -m d -n long:" + rest, 2, "", ("long:" + rest).substr(0, 235) + ": File name too long"},
+        {"u -m d -n '" + star + "'", 2, "", star.substr(0, 235) + ": File name too long"},
+        {"D -n long:" + rest, 2, "", "File name too long"},
         {"u -m d -n '*' -t 3", 0, "", "* successfully deleted"}, // all match, one is old
         {"u -n old", 2, "", ""},
         {"u -m d -n f -t 0x", 0, "", "f successfully deleted"},
@@ -68,6 +86,45 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"D -n in/x", 1, "", "Not a directory"}};
     for (const auto &[command, status, out, message] : cases)
         expect(in, command, status, out, message);
+
+    for (const char *name : {"young1", "young2", "young3"})
+        write_file(work + "/" + name, "");
+    fs::last_write_time(work + "/young3",
+                        fs::file_time_type::clock::now() - std::chrono::hours(96));
+    EXPECT_NE(in.agent({"-v", "-f", "u", "-m", "d", "-n", "young*", "-t", "3"})
+                  .err.find("found 1 files; too young were 2\n"),
+              std::string::npos);
+}
+
+TEST(AgentFiles, AListingThatIsNotWholeIsAnError) {
+    Installation in;
+    write_file(in.path("zarafa-admin"),
+               "#!/bin/sh\nprintf 'a\\nb\\n\\n\\nx\\tX Y\\n\\t\\n%0300d\\tZ\\n' 0\n");
+    fs::permissions(in.path("zarafa-admin"), fs::perms(0755));
+    for (const auto &[arguments, reason] :
+         {std::pair(". >/dev/full", "No space left on device"),
+          std::pair(". >&-", "Bad file descriptor"), std::pair(". | :", "Broken pipe"),
+          std::pair("mount >/dev/full", "No space left on device"),
+          std::pair("mount >&-", "Bad file descriptor")}) {
+        const std::string name(arguments, std::strcspn(arguments, " "));
+        const std::string command = std::string("{ sleep 0.1; \"$0\" d ") + name +
+                                    "; echo $? >&2; }" + (arguments + name.size());
+        EXPECT_EQ(
+            run_program({"/bin/sh", "-c", command, VN_CLIENT_PROGRAM},
+                        {"PATH=/usr/bin:/bin", "LC_ALL=C", "VORNA_INI=" + in.path("vorna.ini")},
+                        {"", {}, in.path("rw/work")})
+                .err,
+            "ERROR: listing of " + name + " is incomplete: " + reason + "\n2\n");
+    }
+    std::string stores;
+    for (const auto &[name, full] :
+         {std::pair<std::string, std::string>("PUBLIC_FOLDER", "Public Folders"),
+          {"x", "X Y"},
+          {std::string(255, '0'), ""}})
+        stores += "\"/Zarafa/" + name + "\" fb 2000.01.01 00:00:00 2000.01.01 00:00:00 4096 -, " +
+                  full + "\n";
+    EXPECT_EQ(in.agent({"d", "/Zarafa"}, {"", {"PATH=" + in.dir + ":/usr/bin:/bin"}, ""}),
+              (CallResult{0, "", stores}));
 }
 
 TEST(AgentFiles, TheBackupClientGetsEveryNameAsItIs) {
@@ -88,6 +145,10 @@ TEST(AgentFiles, TheBackupClientGetsEveryNameAsItIs) {
         expect(in, "f -m Pd -s 's p' -n \"$1\"", status, "[s p][-p]" + words, name, name);
         EXPECT_EQ(fs::exists(dir + name), status == 3);
     }
+    write_file(vbc, "#!/bin/sh\nrm \"$5\"\n");
+    write_file(dir + "a", "");
+    expect(in, "f -m pd -s 's p' -n a", 2, "",
+           "a is on the server, but not deleted here: No such file or directory");
     expect(in, "f -m g -n a -t no", 1, "", "FILE_COPY \"get\" cannot change dir to no");
     expect(in, "f -m x -n a", 1, "", "Wrong option x - only 'g,p' are allowed");
     EXPECT_FALSE(fs::exists(dir + "x"));

@@ -6,7 +6,9 @@
 
 #include <filesystem>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <tuple>
+#include <unistd.h>
 
 using namespace vn_test;
 namespace fs = std::filesystem;
@@ -56,8 +58,30 @@ TEST(FileUtil, CreateAndDelete) {
         EXPECT_EQ(message, expected);
         EXPECT_EQ(i_FILE_DELETE(path.c_str(), {}), deleted) << path;
     }
+    for (const std::string path : {"n/1//", "n/2/.", "n/3/..", "/"}) { // there after all
+        char message[256];
+        EXPECT_EQ(i_CREATE_DIR_LOCAL(path.c_str(), message, {}), 1) << path;
+        EXPECT_EQ(message, (path == "n/1//" ? "n/1/" : path) + " already existing");
+    }
     EXPECT_EQ(i_FILE_DELETE("w/*.tmp", {}), 1);
     EXPECT_EQ(i_FILE_DELETE("w/*.tmp", {}), 0);
+    fs::current_path("/");
+}
+
+TEST(FileUtil, CallsThatCreateOneDirectoryAtOnceAllSucceed) {
+    Installation in;
+    fs::current_path(in.dir);
+    const pid_t child = fork();
+    int failures = 0;
+    for (int i = 0; i < 300; ++i) {
+        char message[256];
+        failures += i_CREATE_DIR_LOCAL(std::to_string(i).c_str(), message, {}) == 0;
+    }
+    if (child == 0)
+        _exit(failures > 0);
+    int status = 0;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(failures + status, 0);
     fs::current_path("/");
 }
 

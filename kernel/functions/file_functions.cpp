@@ -4,10 +4,12 @@
 #include "common/common/owner.h"
 #include "common/common/shell_quote.h"
 #include "common/common/text.h"
+#include "common/unix/configuration/reference.h"
 #include "common/unix/files/directory.h"
 #include "common/unix/files/file.h"
 #include "common/unix/listing/entry.h"
 #include "common/unix/listing/show_tree.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/request/call.h"
@@ -25,12 +27,6 @@
 namespace {
 
 constexpr char kNetware[] = "/NetWare";
-
-// The end of a listing: what standard output did not take is a failure.
-[[noreturn]] void end_listing() {
-    const bool bWritten = std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
-    std::exit(bWritten ? 0 : 2);
-}
 
 // The two directions of a copy.
 struct s_DIRECTION {
@@ -85,7 +81,17 @@ int run_copy(const s_DIRECTION &direction) {
     trace_log(&strLog, TRACE_EVENTS, "Cmd= %s", szCommand);
     int iStatus = 0;
     const int iSts = i_cm_system_status(szCommand, &iStatus);
-    return (iStatus & 0x7f) != 0 ? 128 + (iStatus & 0x7f) : iSts;
+    return iStatus != 0 ? exit_state(iStatus) : iSts;
+}
+
+// Deletes the file that was copied; the process is in its directory.
+void delete_copied() {
+    if (std::remove(gszOpt_n) != 0) {
+        const std::string reason = error_text(errno);
+        FINISH(
+            2,
+            (std::string(gszOpt_n) + " is on the server, but not deleted here: " + reason).c_str());
+    }
 }
 
 } // namespace
@@ -112,7 +118,7 @@ void v_LIST_DIRECTORY(s_CALL *call) {
     } else {
         vShowTree(info.get());
     }
-    end_listing();
+    std::exit(info->lErrorCount == 0 ? 0 : 2);
 }
 
 void v_EXIST_FILE(s_CALL *) {
@@ -132,6 +138,10 @@ void CREATE_DIR_CLIENT(s_CALL *) {
         trace_log(&strLog, TRACE_EVENTS, "CREATE_DIR_CLIENT: directory [%s] exists", gszOpt_n);
         FINISH(0, gszOpt_n);
     }
+    char szPath[1024]; // what i_CREATE_DIR_LOCAL takes
+    if (!resolve_name(gszOpt_n, szPath, sizeof szPath)) {
+        FINISH(2, error_text(ENAMETOOLONG).c_str());
+    }
     const bool bCreated = i_CREATE_DIR_LOCAL(gszOpt_n, szMsg, strLog) == 1;
     FINISH(bCreated ? 0 : 1, szMsg);
 }
@@ -148,8 +158,7 @@ void FILE_COPY(s_CALL *) {
     const std::string directory = enter_directory(direction);
     const int iSts = run_copy(direction);
     if (iSts == 0 && direction.cLetter == 'p' && gszOpt_m[1] == 'd') {
-        // The process is in the directory of the copy, the name is the one that was copied.
-        std::remove(gszOpt_n);
+        delete_copied();
         trace_log(&strLog, TRACE_EVENTS, "deleted %s/%s", directory.c_str(), gszOpt_n);
     }
     trace_log(&strLog, TRACE_EVENTS, "--- FILE_COPY ");

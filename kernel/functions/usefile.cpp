@@ -12,6 +12,7 @@
 #include "common/unix/files/file_find.h"
 #include "common/unix/files/file_search.h"
 #include "common/unix/host/alarm.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/request/call.h"
@@ -19,6 +20,7 @@
 #include "kernel/request/options.h"
 #include "kernel/request/requirements.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
@@ -26,13 +28,14 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
-#include <sys/wait.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr int kDataSize = 65536;
 constexpr int kFailed = 2;
+constexpr char kSameFile[] = "input file is output file";
 
 // An operation fills the message (kMessageSize bytes) and returns the exit status.
 struct s_MODE {
@@ -41,10 +44,19 @@ struct s_MODE {
     int (*operation)(char *szMsg);
 };
 
-// "<what><file>: <the system's text for iErrno>", the status of a failed operation.
-int system_failure(char *szMsg, const char *cpWhat, int iErrno) {
-    text_print(szMsg, kMessageSize, "%s%s: %s", cpWhat, gszOpt_n, error_text(iErrno).c_str());
+// "<what><name>: <reason>", the status of a failed operation. A name that leaves no room for the
+// reason is cut.
+int failure(char *szMsg, const char *cpWhat, const char *cpName, const std::string &reason) {
+    const long lTaken = static_cast<long>(std::strlen(cpWhat) + std::strlen(": ") + reason.size());
+    const long lRoom = std::max(kMessageSize - 1 - lTaken, 0L);
+    text_print(szMsg, kMessageSize, "%s%.*s: %s", cpWhat, static_cast<int>(lRoom), cpName,
+               reason.c_str());
     return kFailed;
+}
+
+// The same for the file of -n and the system's text for iErrno.
+int system_failure(char *szMsg, const char *cpWhat, int iErrno) {
+    return failure(szMsg, cpWhat, gszOpt_n, error_text(iErrno));
 }
 
 int not_found(char *szMsg) {
@@ -61,8 +73,14 @@ void copy_in_system([[maybe_unused]] int iFrom, [[maybe_unused]] int iTo) {
 #endif
 }
 
-// Copies a descriptor to its end. 0, or the error number.
-int copy_all(int iFrom, int iTo) {
+// What ended a copy before its time: the error number of a read or of a write, else 0.
+struct s_COPY_END {
+    int iReadErrno;
+    int iWriteErrno;
+};
+
+// Copies a descriptor to its end.
+s_COPY_END copy_all(int iFrom, int iTo) {
     char szBuf[kDataSize];
     copy_in_system(iFrom, iTo);
     for (;;) {
@@ -70,37 +88,89 @@ int copy_all(int iFrom, int iTo) {
         if (got < 0 && errno == EINTR) {
             continue;
         }
-        if (got == 0) {
-            return 0;
+        if (got <= 0) {
+            return {got < 0 ? errno : 0, 0};
         }
-        if (got < 0 || !write_all(iTo, {szBuf, static_cast<std::size_t>(got)})) {
-            return errno;
+        if (!write_all(iTo, {szBuf, static_cast<std::size_t>(got)})) {
+            return {0, errno};
         }
     }
 }
 
-// Writes what -s says into the file: standard input for "-", else the text and a newline. 0, or the
-// error number.
-int write_content(int iFile) {
-    if (std::strcmp(gszOpt_s, "-") == 0) {
+// True when both are the same regular file: a copy would read what it has just written, or find
+// the file empty.
+bool are_same_file(int iOne, int iOther) {
+    struct stat one = {};
+    struct stat other = {};
+    return ::fstat(iOne, &one) == 0 && ::fstat(iOther, &other) == 0 && S_ISREG(one.st_mode) &&
+           one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+// Empties a file that has a length. 0, or the error number.
+int empty_file(int iFile) {
+    struct stat status = {};
+    const bool bDone =
+        ::fstat(iFile, &status) == 0 && (!S_ISREG(status.st_mode) || ::ftruncate(iFile, 0) == 0);
+    return bDone ? 0 : errno;
+}
+
+bool bFROM_STDIN() {
+    return std::strcmp(gszOpt_s, "-") == 0;
+}
+
+// Writes what -s says into the file: standard input for "-", else the text and a newline.
+s_COPY_END write_content(int iFile) {
+    if (bFROM_STDIN()) {
         return copy_all(STDIN_FILENO, iFile);
     }
-    return write_all(iFile, std::string(gszOpt_s) + '\n') ? 0 : errno;
+    return {0, write_all(iFile, std::string(gszOpt_s) + '\n') ? 0 : errno};
 }
 
-int write_file(char *szMsg, int iFlags, const char *cpSuccess) {
+int input_failure(char *szMsg, int iErrno) {
+    return failure(szMsg, "read from ", "standard input", error_text(iErrno));
+}
+
+// Opens the file to be written, emptied when bEmpty. Owns nothing, with the message, when it cannot
+// be written or standard input, which is to be copied, cannot be read; the file is then as it was.
+unique_fd open_for_writing(char *szMsg, int iFlags, bool bEmpty) {
+    char cNothing = 0;
+    if (bFROM_STDIN() && ::read(STDIN_FILENO, &cNothing, 0) < 0) {
+        input_failure(szMsg, errno);
+        return unique_fd();
+    }
     unique_fd file(::open(gszOpt_n, O_WRONLY | O_NOCTTY | O_CLOEXEC | iFlags, 0666));
     if (!file) {
-        return system_failure(szMsg, "write to ", errno);
+        system_failure(szMsg, "write to ", errno);
+        return unique_fd();
     }
-    int iErrno = write_content(file.get());
-    if (file.reset() != 0 && iErrno == 0) {
-        iErrno = errno;
+    if (bFROM_STDIN() && are_same_file(STDIN_FILENO, file.get())) {
+        failure(szMsg, "write to ", gszOpt_n, kSameFile);
+        return unique_fd();
     }
+    const int iErrno = bEmpty ? empty_file(file.get()) : 0;
     if (iErrno != 0) {
-        errno = iErrno; // a disk that is full may show in a write as well as in the close
-        i_FILE_CLOSE(iErrno);
-        return system_failure(szMsg, "write to ", iErrno);
+        system_failure(szMsg, "write to ", iErrno);
+        return unique_fd();
+    }
+    return file;
+}
+
+int write_file(char *szMsg, int iFlags, bool bEmpty, const char *cpSuccess) {
+    unique_fd file = open_for_writing(szMsg, iFlags, bEmpty);
+    if (!file) {
+        return kFailed;
+    }
+    s_COPY_END end = write_content(file.get());
+    if (file.reset() != 0 && end.iWriteErrno == 0) {
+        end.iWriteErrno = errno;
+    }
+    if (end.iWriteErrno != 0) {
+        errno = end.iWriteErrno; // a full disk may show in a write as well as in the close
+        i_FILE_CLOSE(end.iWriteErrno);
+        return system_failure(szMsg, "write to ", end.iWriteErrno);
+    }
+    if (end.iReadErrno != 0) {
+        return input_failure(szMsg, end.iReadErrno);
     }
     text_print(szMsg, kMessageSize, "%s %s successful", cpSuccess, gszOpt_n);
     return 0;
@@ -108,7 +178,7 @@ int write_file(char *szMsg, int iFlags, const char *cpSuccess) {
 
 int create_and_write(char *szMsg) {
     trace_log(&strLog, TRACE_EVENTS, "create and write file %s", gszOpt_n);
-    return write_file(szMsg, O_CREAT | O_TRUNC, "create and write to");
+    return write_file(szMsg, O_CREAT, true, "create and write to");
 }
 
 int write_append(char *szMsg) {
@@ -116,16 +186,29 @@ int write_append(char *szMsg) {
     if (file_exist(gszOpt_n) == 0) {
         return not_found(szMsg);
     }
-    return write_file(szMsg, O_APPEND, "write to");
+    return write_file(szMsg, O_APPEND, false, "write to");
 }
 
 int remove_old(const char *cpFile, str_log) {
     return std::remove(cpFile);
 }
 
+// True when the name fits the deletion's buffer also with its reference resolved.
+bool bDELETE_TAKES_NAME(bool bOldOnly) {
+    constexpr int kNameSize = 1024;   // of i_FILE_DELETE
+    constexpr int kPatternSize = 512; // of what walks through matches
+    char szName[kNameSize];
+    const bool bFits = resolve_name(gszOpt_n, szName, kNameSize);
+    const bool bPattern = bOldOnly || std::strchr(szName, '*') != nullptr;
+    return bFits && (!bPattern || std::strlen(szName) < kPatternSize);
+}
+
 int delete_file(char *szMsg) {
     trace_log(&strLog, TRACE_EVENTS, "delete file %s", gszOpt_n);
     const long lDays = std::strtol(gszOpt_t, nullptr, 10);
+    if (!bDELETE_TAKES_NAME(lDays >= 1)) {
+        return system_failure(szMsg, "", ENAMETOOLONG);
+    }
     int iDeleted = 0;
     if (lDays >= 1) {
         trace_log(&strLog, TRACE_EVENTS, "delete files last accessed before %s", gszOpt_t);
@@ -195,9 +278,7 @@ int change_mode(char *szMsg) {
         return system_failure(szMsg, "chmod ", errno);
     }
     // The shell ran chmod, which has told the reason on standard error itself.
-    text_print(szMsg, kMessageSize, "chmod %s: exit status %d", gszOpt_n,
-               WIFEXITED(iStatus) ? WEXITSTATUS(iStatus) : 128 + WTERMSIG(iStatus));
-    return kFailed;
+    return failure(szMsg, "chmod ", gszOpt_n, exit_text(iStatus));
 }
 
 int read_file(char *szMsg) {
@@ -206,10 +287,13 @@ int read_file(char *szMsg) {
     if (!file) {
         return system_failure(szMsg, "read from ", errno);
     }
+    if (are_same_file(file.get(), STDOUT_FILENO)) {
+        return failure(szMsg, "read from ", gszOpt_n, kSameFile);
+    }
     std::fflush(stdout);
-    const int iErrno = copy_all(file.get(), STDOUT_FILENO);
-    if (iErrno != 0) {
-        return system_failure(szMsg, "read from ", iErrno);
+    const s_COPY_END end = copy_all(file.get(), STDOUT_FILENO);
+    if (end.iReadErrno != 0 || end.iWriteErrno != 0) {
+        return system_failure(szMsg, "read from ", end.iReadErrno + end.iWriteErrno);
     }
     text_print(szMsg, kMessageSize, "read from %s successful", gszOpt_n);
     return 0;
@@ -227,10 +311,19 @@ constexpr s_MODE kModes[] = {
     {'x', "n", check_executable},
 };
 
+// Puts the path there that the name of -n stands for. False when it does not fit.
+bool expand_name() {
+    char szName[sizeof gszOpt_n];
+    return resolve_whole(gszOpt_n, szName, sizeof szName, REFERENCE_PATHES) &&
+           text_copy(gszOpt_n, szName);
+}
+
 [[noreturn]] void use_file(const s_MODE &mode) {
     char szMsg[kMessageSize] = "";
     REQUIRE_WHOLE(mode.cpWhole);
-    resolve_path(gszOpt_n, sizeof gszOpt_n);
+    if (!expand_name()) {
+        FINISH(system_failure(szMsg, "", ENAMETOOLONG), szMsg);
+    }
     const int iExitSts = mode.operation(szMsg);
     trace_log(&strLog, TRACE_EVENTS, "--- USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);
     FINISH(iExitSts, szMsg);

@@ -25,15 +25,25 @@ void create_parents(char *szPath, str_log *strLog) {
     }
 }
 
+bool is_directory(const char *cpPath) {
+    struct stat status = {};
+    return ::stat(cpPath, &status) == 0 && S_ISDIR(status.st_mode);
+}
+
 // Creates the directory that is not there. Fills cpMsg.
 int create_directory(char *szPath, char *cpMsg, str_log *strLog) {
     create_parents(szPath, strLog);
-    if (i_MKDIR(szPath) == 0) {
-        text_copy(cpMsg, kMessageSize, "error from MKDIR");
-        return 0;
+    if (i_MKDIR(szPath) == 1) {
+        text_print(cpMsg, kMessageSize, "%s newly created", szPath);
+        return 1;
     }
-    text_print(cpMsg, kMessageSize, "%s newly created", szPath);
-    return 1;
+    // Another call was quicker, or the name ends in "." or ".." and the parents are all of it.
+    if (is_directory(szPath)) {
+        text_print(cpMsg, kMessageSize, "%s already existing", szPath);
+        return 1;
+    }
+    text_copy(cpMsg, kMessageSize, "error from MKDIR");
+    return 0;
 }
 
 } // namespace
@@ -47,7 +57,7 @@ int i_CREATE_DIR_LOCAL(const char *cpPath, char *cpMsg, str_log strLog) {
     if (iErrno == 0) {
         szPath2Unix(szPath);
         const std::size_t length = std::strlen(szPath);
-        if (length > 0 && szPath[length - 1] == '/') {
+        if (length > 1 && szPath[length - 1] == '/') {
             szPath[length - 1] = '\0';
         }
         iErrno = ::stat(szPath, &status) == 0 ? 0 : errno;

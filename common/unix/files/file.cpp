@@ -18,6 +18,8 @@
 
 namespace {
 
+constexpr int kCommandSize = 4096; // for the longest names, however much of them is quoted
+
 void report_copy_error(const char *cpSource, const char *cpTarget, const char *cpCommand) {
     PROT(by_language("E009-BASICS  Error copying file %s %s: %s",
                      "E009-BASICS  Fehler bei Dateikopie %s %s: %s",
@@ -48,7 +50,7 @@ int file_exist(const char *source) {
 int file_copy(const char *cpSource, const char *cpTarget) {
     char szSource[256];
     char szTarget[256];
-    char szCommand[512] = "";
+    char szCommand[kCommandSize] = "";
     const bool bFits = resolve_name(cpSource, szSource, sizeof szSource) &&
                        resolve_name(cpTarget, szTarget, sizeof szTarget) &&
                        text_print(szCommand, "umask 000; cp '%s' '%s'",
@@ -69,7 +71,7 @@ char *GIVE_ME_FILE_NAME(char *cpFileName) {
 }
 
 int cm_chmod(const char *szMode, const char *szFile) {
-    char szCommand[512];
+    char szCommand[kCommandSize];
     if (!text_print(szCommand, "chmod %s \"%s\"", shell_quoted(szMode, QUOTES_NONE).c_str(),
                     shell_file(szFile, QUOTES_DOUBLE).c_str())) {
         errno = ENAMETOOLONG;

@@ -147,6 +147,6 @@ int i_FILE_FIND_EXEC_BEFORE(const char *cpFilePattern, const char *cpDate, int i
     } while (i_GET_DIR("", &entry, strLog) == 1);
     trace_log(&strLog, TRACE_EVENTS,
               "--- KRL i_FILE_FIND_EXEC_BEFORE returns 1   found %d files; too young were %d",
-              count.iFound + count.iTooYoung, count.iTooYoung);
+              count.iFound, count.iTooYoung);
     return 1;
 }

@@ -77,12 +77,12 @@ int READ_PERFORMANCE_FILE(const char *cpDevice, const char *cpVnsNr, char *cpRet
                           str_log strLog) {
     constexpr int kReturnSize = 10240;
     char szFile[1024];
-    text_print(szFile, "gv_rw_info:perf_%s.log", text_file_part(cpVnsNr).c_str());
-    resolve_path(szFile, sizeof szFile);
+    const std::string file = "gv_rw_info:perf_" + text_file_part(cpVnsNr) + ".log";
+    const bool bFits = resolve_name(file.c_str(), szFile, sizeof szFile);
     trace_log(&strLog, TRACE_DETAILS, "+++ READ_PERFORMANCE_FILE  %s  %s  %s", cpDevice, cpVnsNr,
               szFile);
     s_FIGURES f = {};
-    if (!read_whole_file(szFile, &f, &strLog)) {
+    if (!bFits || !read_whole_file(szFile, &f, &strLog)) {
         trace_log(&strLog, TRACE_EVENTS, "--- READ_PERFORMANCE_FILE: could not open %s ", szFile);
         return 0;
     }
