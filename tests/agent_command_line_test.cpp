@@ -4,10 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <pwd.h>
 #include <sstream>
+#include <thread>
 #include <unistd.h>
 
 using namespace vn_test;
@@ -73,6 +76,13 @@ TEST(CommandLine, RequestsAndTheirResults) {
     };
     for (const auto &c : cases)
         expect_end(in, c.line, c.status, c.message, c.delivered);
+    for (const std::vector<std::string> &empty :
+         {std::vector<std::string>{"-f", "", "-i", "7"}, {"", "-i", "7"}}) {
+        const std::string unknown = record("7", 1, "unknown keyword");
+        EXPECT_EQ(in.agent(empty), (CallResult{1, "", unknown}));
+        EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "unknown keyword");
+        in.remove_glbv("gv_client_msg_7");
+    }
     const std::string refused = record("", 1, "wrong option x in command line");
     EXPECT_EQ(call(in, "-x foo -i 7"), (CallResult{1, "", refused}));
     const CallResult unnamed = call(in, "r"); // its identifier is the time
@@ -118,7 +128,7 @@ TEST(CommandLine, TheFirstMissingSettingIsReported) {
     for (const auto &[key, name] : keys) { // each is missing together with those before
         in.remove_ini(ini, "Pathes", key);
         if (name == "gv_rw_ini")
-            fatal = "FATAL: SET_LOG_MAIN: gv_rw_ini not set";
+            fatal = "FATAL: SET_LOG_MAIN: gv_rw_ini not set\n";
         expect_end(in, "-f r -i 7", 1, "missing " + name + " in INI", BOTH, fatal);
     }
     expect_end(in, "-i 7", 1, "missing gv_ro in INI", PRINTED, fatal);
@@ -163,6 +173,92 @@ TEST(CallTrace, SwitchedByFunctionLetter) {
         EXPECT_EQ(in.trace().at(2), "<time>#   v_set_log: Set loglevel 1, verbose 0");
         fs::remove(in.path("rw/lgc/vn_client_.lgc"));
     }
+}
+
+TEST(CommandLine, TheServerLocalIsThisHost) {
+    Installation in;
+    write_file(in.path("ro/bin/vbc"), "#!/bin/sh\necho \"$*\"\n");
+    EXPECT_EQ(call(in, "-r -i 7 -f f -C LOCAL -m p -s . -n x"),
+              (CallResult{0, "-p -S localhost:11001 x x\n", record("7", 0, "x")}));
+}
+
+TEST(CallTrace, ThePortIsNamedByItsIdentifier) {
+    Installation in;
+    in.remove_ini(in.path("vorna.ini"), "", "VTPD_INI"); // the file beside the others is read
+    const auto traced = [&in](const std::string &text) {
+        const std::vector<std::string> lines = in.trace();
+        return std::find(lines.begin(), lines.end(), "<time># " + text) != lines.end();
+    };
+    call(in, "-v -r -i 7 -f r");
+    EXPECT_TRUE(traced("Got VTPD_PORT 11001 from vtpd.ini section [VTPD_Server]"));
+    fs::remove(in.path("rw/ini/vtpd.ini"));
+    call(in, "-v -r -i 7 -f p");
+    EXPECT_TRUE(traced("READ_INI: VTPD_INI [VTPD_Server] VTPD_PORT not found"));
+    EXPECT_TRUE(traced("WARNING: Using default VTPD_PORT value 11001 "));
+}
+
+// A standard error that takes nothing for a while gets the record when it does, and ends no call
+// that has nobody to tell it to.
+TEST(Record, WaitsForAStandardErrorThatWouldBlock) {
+    Installation in;
+    int ends[2];
+    ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
+    std::string filling(1 << 16, '.'), read;
+    while (write(ends[1], filling.data(), filling.size()) > 0)
+        ;
+    const auto call_with_pipe = [&] {
+        return run_program({"/bin/sh", "-c", "exec \"$0\" -f r -i 7 2>&" + std::to_string(ends[1]),
+                            VN_CLIENT_PROGRAM},
+                           {"VORNA_INI=" + in.path("vorna.ini")}, {})
+            .status;
+    };
+    EXPECT_EQ(call_with_pipe(), 0); // nobody reads
+    std::thread reader([&] {
+        usleep(200000);
+        for (ssize_t got = 0; (got = ::read(ends[0], filling.data(), filling.size())) > 0;)
+            read.append(filling.data(), static_cast<size_t>(got));
+    });
+    EXPECT_EQ(call_with_pipe(), 0);
+    reader.join();
+    for (ssize_t got = 0; (got = ::read(ends[0], filling.data(), filling.size())) > 0;)
+        read.append(filling.data(), static_cast<size_t>(got));
+    EXPECT_EQ(read.substr(read.find_last_of('.') + 1), record("7", 0, ""));
+    close(ends[0]);
+    close(ends[1]);
+}
+
+// Out of memory while reading the configuration, while working, and at the very end.
+TEST(Record, TellsALackOfMemory) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer needs more address space than the limits leave";
+#endif
+    Installation in;
+    write_file(in.path("rw/work") + "/big", "");
+    fs::resize_file(in.path("rw/work") + "/big", 300 << 20);
+    const auto limited = [&in](int kilobytes, const std::string &words) {
+        return run_program(
+            {"/bin/sh", "-c",
+             "ulimit -v " + std::to_string(kilobytes) + "; exec \"$0\" -i 7 -f " + words,
+             VN_CLIENT_PROGRAM},
+            {"VORNA_INI=" + in.path("vorna.ini")}, {});
+    };
+    const std::string told = "ID=7\nSTATUS=ERROR MSG=out of memory\n";
+    EXPECT_EQ(limited(100000, "u -m C -n gv_rw_work:big -s A -t k -d v"),
+              (CallResult{2, "", told}));
+    EXPECT_EQ(in.get_glbv("gv_client_sts_7"), "2");
+    EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "out of memory");
+    int ended = 0;
+    for (int kilobytes = 3000; kilobytes < 8000; kilobytes += 40) {
+        const CallResult result = limited(kilobytes, "r");
+        if (result.status == 127) // not even loaded
+            continue;
+        const std::string early = "ID=\nSTATUS=ERROR MSG=out of memory\n";
+        EXPECT_TRUE(result == (CallResult{2, "", early}) || result == (CallResult{2, "", told}) ||
+                    result == (CallResult{0, "", record("7", 0, "")}))
+            << kilobytes << ": " << result.status << result.err;
+        ended += result.status == 2 ? 1 : 0;
+    }
+    EXPECT_GT(ended, 0);
 }
 
 TEST(BadInstallation, WithoutConfiguration) {

@@ -91,6 +91,11 @@ TEST_F(AgentDevices, Figures) {
     expect("p -d d:4 -t 9:9", 1, "");
     expect("p -d d:3 -t 3:1 >o & until [ -s o ]; do sleep 0.02; done; vn_perf 3; wait $!; cat o", 0,
            b, "ID=7\n" + a + "\nID=7\n" + b + "\n");
+    expect("p -d d:3 >/dev/full", 2, "write to standard output: No space left on device");
+    // A pipe where a file should be holds nobody up.
+    shell("mkfifo rsh_7.tmp ../info/perf_5.log");
+    expect("p -d d:5", 1, "");
+    EXPECT_EQ(shell("\"$0\" -i 7 -f p -d d:3").status, 0);
     EXPECT_EQ(shell("\"$0\" -i a/../../7 -f p -d d:3").status, 0);
     EXPECT_EQ(read_file(in.path("rw/work/rsh_a_.._.._7.tmp")), "ID=a/../../7\n" + b + "\n");
 }

@@ -5,6 +5,8 @@
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>
+#include <new>
+#include <unistd.h>
 
 #include <climits>
 #include <cstring>
@@ -45,6 +47,18 @@ TEST(List, KeepsCopiesInOrderOfInsertion) {
     s_LL head = {{nullptr, nullptr, 7}};
     InitLL(&head);
     EXPECT_EQ(texts_of(&head), Texts{});
+}
+
+// A program may have an end of its own for a lack of memory; without one the list ends it.
+TEST(List, OutOfMemory) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer ends a program that asks for too much";
+#endif
+    const auto insert = [] { InsLastLLf(ConsLL(), ~0UL >> 2, nullptr); };
+    const char *text = "^In InsLLf: malloc returned NULL \n$";
+    EXPECT_EXIT(insert(), testing::ExitedWithCode(255), text);
+    EXPECT_EXIT((std::set_new_handler([] { _exit(2); }), insert()), testing::ExitedWithCode(2),
+                text);
 }
 
 TEST(StrChain, LeavesOutAndReportsWhatDoesNotFit) {

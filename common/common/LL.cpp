@@ -5,11 +5,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 namespace {
 
+// A program that has its own end for a lack of memory reaches it from here as well.
 [[noreturn]] void out_of_memory(const char *function) {
     std::fprintf(stderr, "In %s: %s \n", function, "malloc returned NULL");
+    if (const std::new_handler handler = std::get_new_handler()) {
+        handler();
+    }
     std::exit(-1);
 }
 

@@ -36,9 +36,9 @@ void trace_user() {
     FINISH(1, szMsg);
 }
 
-// The first letter of the word counts; an empty word names no function.
+// The first letter of the word counts.
 void choose_function(const char *cpWord) {
-    gcFunc = cpWord[0] == '\0' ? FUNCTION_UNKNOWN : cpWord[0];
+    gcFunc = cpWord[0] == '\0' ? FUNCTION_EMPTY : cpWord[0];
 }
 
 void apply_option(int iOption, const char *cpArgument, bool *pbVerbose) {
@@ -138,14 +138,21 @@ void switch_trace() {
 
 // vtpd.ini is where the central file says; one that does not know it has it beside the INI files.
 bool read_port(char *cpMsg, int iLength) {
+    constexpr char kIdentifier[] = "VTPD_INI";
+    constexpr char kSection[] = "[VTPD_Server]";
+    constexpr char kKey[] = "VTPD_PORT";
     char szFile[1024];
-    const char *cpIdentifier = "VTPD_INI";
-    if (i_GET_ROOT_FOR_INI(cpIdentifier, szFile, sizeof szFile, cpMsg, iLength) != 1) {
-        text_print(szFile, "%svtpd.ini", gszRwIni);
-        cpIdentifier = szFile;
+    if (i_GET_ROOT_FOR_INI(kIdentifier, szFile, sizeof szFile, cpMsg, iLength) == 1) {
+        return i_READ_INI(kIdentifier, kSection, kKey, gszPort, sizeof gszPort, cpMsg, iLength) ==
+               1;
     }
-    return i_READ_INI(cpIdentifier, "[VTPD_Server]", "VTPD_PORT", gszPort, sizeof gszPort, cpMsg,
-                      iLength) == 1;
+    text_print(szFile, "%svtpd.ini", gszRwIni);
+    if (i_GetPrivateProfileString(szFile, kSection, kKey, gszPort, sizeof gszPort, cpMsg,
+                                  iLength) == 1) {
+        return true;
+    }
+    trace_log(&strLog, TRACE_DETAILS, "READ_INI: %s %s %s not found", kIdentifier, kSection, kKey);
+    return false;
 }
 
 void find_port() {

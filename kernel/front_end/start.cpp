@@ -2,6 +2,7 @@
 #include "kernel/front_end/start.h"
 
 #include "common/unix/trace/trace.h"
+#include "kernel/request/finish.h"
 #include "kernel/request/options.h"
 
 #include <csignal>
@@ -33,6 +34,7 @@ void open_standard_streams() {
 void PREPARE_PROCESS() {
     prepare_signals();
     open_standard_streams();
+    FINISH_WITHOUT_MEMORY();
 }
 
 void ENTER_WORK_DIRECTORY() {

@@ -1,7 +1,6 @@
 // The functions on files and directories, see file_functions.h.
 #include "kernel/functions/file_functions.h"
 
-#include "common/common/owner.h"
 #include "common/common/shell_quote.h"
 #include "common/common/text.h"
 #include "common/unix/configuration/reference.h"
@@ -21,6 +20,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <unistd.h>
 
@@ -71,7 +71,8 @@ std::string enter_directory(const s_DIRECTION &direction) {
 // signal, whichever process of the shell's it was.
 int run_copy(const s_DIRECTION &direction) {
     const std::string file = shell_file(gszOpt_n, QUOTES_DOUBLE);
-    const std::string server = shell_quoted(std::string(gszCtrlHost) + ':' + gszPort, QUOTES_NONE);
+    const std::string host = gszCtrlHost[0] == '\0' ? "localhost" : gszCtrlHost;
+    const std::string server = shell_quoted(host + ':' + gszPort, QUOTES_NONE);
     char szCommand[4096];
     if (!text_print(szCommand, "%svbc -%c -S %s \"%s\" \"%s\"",
                     shell_quoted(gszRo, QUOTES_NONE).c_str(), direction.cLetter, server.c_str(),
@@ -105,10 +106,7 @@ void v_LIST_DIRECTORY(s_CALL *call) {
         i_cm_execvp("vn_sho", call->argv);
         std::exit(0);
     }
-    const unique_memory<sFormat> info(static_cast<sFormat *>(std::calloc(1, sizeof(sFormat))));
-    if (!info) {
-        FINISH(2, error_text(ENOMEM).c_str());
-    }
+    const auto info = std::make_unique<sFormat>();
     info->cType = '_';
     text_copy(info->szRoot, gszOpt_end);
     text_copy(info->szCurRoot, gszOpt_end);

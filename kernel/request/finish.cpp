@@ -5,19 +5,33 @@
 #include "common/common/strlib.h"
 #include "common/common/text.h"
 #include "common/unix/configuration/glbv.h"
-#include "common/unix/files/append.h"
 #include "common/unix/processes/process.h"
+#include "common/unix/trace/screen.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/request/options.h"
 
+#include <cerrno>
+#include <chrono>
 #include <cstdlib>
-#include <string>
+#include <cstring>
+#include <new>
+#include <poll.h>
 #include <unistd.h>
 
 namespace {
 
+using clock_type = std::chrono::steady_clock;
+
 constexpr int kResultSize = 2048;
 constexpr int kPauseMsec = 10; // lets the caller read the record before the process is gone
+constexpr std::chrono::seconds kPatience(3); // for a standard error that would block
+constexpr std::size_t kReserve = 256 * 1024; // what variables and trace need at the end
+constexpr char kOutOfMemory[] = "out of memory";
+
+char szRecord[kResultSize + sizeof gszId + 64];
+void *pReserve = nullptr;
+bool bRecordPrinted = false;
+int iPrintedStatus = 0;
 
 const char *status_word(int iSts) {
     switch (iSts) {
@@ -46,11 +60,55 @@ bool prints_record() {
     return gcFunc != 'u' || (gszOpt_m[0] != 'r' && gszOpt_m[0] != 'e');
 }
 
-void print_record(const char *cpStatus, const char *cpMsg) {
-    const std::string record =
-        std::string("ID=") + gszId + "\nSTATUS=" + cpStatus + " MSG=" + cpMsg + '\n';
-    write_all(STDERR_FILENO, record);
+// Waits until standard error takes more, or the end. False at the end.
+bool wait_until_writable(clock_type::time_point end) {
+    const auto left =
+        std::chrono::duration_cast<std::chrono::milliseconds>(end - clock_type::now()).count();
+    pollfd stream = {STDERR_FILENO, POLLOUT, 0};
+    return left > 0 && (::poll(&stream, 1, static_cast<int>(left)) > 0 || errno == EINTR);
+}
+
+// Writes to standard error. One that does not block for lack of room is waited for, within bounds.
+void write_with_patience(std::string_view text) {
+    const auto end = clock_type::now() + kPatience;
+    while (!text.empty()) {
+        const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
+        if (written > 0) {
+            text.remove_prefix(static_cast<std::size_t>(written));
+            continue;
+        }
+        const bool bAgain =
+            written < 0 && (errno == EINTR || (errno == EAGAIN && wait_until_writable(end)));
+        if (!bAgain) {
+            return;
+        }
+    }
+}
+
+// Needs no memory: it is also how a lack of memory is told.
+void print_record(int iSts, const char *cpStatus, const char *cpMsg) {
+    text_print(szRecord, "%sID=%s\nSTATUS=%s MSG=%s\n", screen_line_end(), gszId, cpStatus, cpMsg);
+    write_with_patience(szRecord);
+    bRecordPrinted = true;
+    iPrintedStatus = iSts;
     wait_msec(kPauseMsec);
+}
+
+// The reserve did not suffice, or the end itself met the lack.
+[[noreturn]] void end_without_memory() {
+    if (!bRecordPrinted && prints_record()) {
+        print_record(2, "ERROR", kOutOfMemory);
+    }
+    ::_exit(bRecordPrinted ? iPrintedStatus : 2);
+}
+
+[[noreturn]] void end_with_reserve() {
+    std::set_new_handler(end_without_memory);
+    if (bRecordPrinted) {
+        end_without_memory();
+    }
+    std::free(pReserve);
+    FINISH(2, kOutOfMemory);
 }
 
 } // namespace
@@ -66,8 +124,13 @@ void FINISH(int iSts, const char *cpMsg) {
         store_result_variable("gv_client_msg_", szMsg);
     }
     if (prints_record()) {
-        print_record(cpStatus, szMsg);
+        print_record(iSts, cpStatus, szMsg);
     }
     trace_log(&strLog, TRACE_EVENTS, "--- FINISH ");
     std::exit(iSts);
+}
+
+void FINISH_WITHOUT_MEMORY() {
+    pReserve = std::malloc(kReserve);
+    std::set_new_handler(end_with_reserve);
 }

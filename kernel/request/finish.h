@@ -7,3 +7,8 @@
 // record "ID=...\nSTATUS=... MSG=...\n" on standard error, unless the function answers with a
 // file's content or by its exit status alone.
 [[noreturn]] void FINISH(int iSts, const char *cpMsg);
+
+// From now on a request for memory that cannot be met ends the process like FINISH(2, "out of
+// memory"). Sets some memory aside for that; if even this does not suffice, the record is written
+// without any, and the variables are left out.
+void FINISH_WITHOUT_MEMORY();

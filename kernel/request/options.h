@@ -12,9 +12,10 @@ struct s_FLAG {
     unsigned int Help : 1;
 };
 
-constexpr char FUNCTION_UNKNOWN = '?';
+constexpr char FUNCTION_UNKNOWN = '?'; // no function was named
+constexpr char FUNCTION_EMPTY = ' ';   // one was, but by an empty word
 
-extern char gcFunc; // the function letter, '\0' for an empty word
+extern char gcFunc; // the function letter
 extern s_FLAG gFlag;
 
 extern char gszId[256];         // -i, the request identifier

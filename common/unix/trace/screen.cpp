@@ -18,8 +18,6 @@ void write_screen(std::string_view text) {
     }
 }
 
-void begin_screen_line() {
-    if (bLineOpen) {
-        write_screen("\n");
-    }
+const char *screen_line_end() {
+    return bLineOpen ? "\n" : "";
 }

@@ -6,6 +6,6 @@
 // Writes the text to standard error.
 void write_screen(std::string_view text);
 
-// Ends the line that the last text of write_screen left open, if it did: what follows begins at the
-// start of a line.
-void begin_screen_line();
+// What a text that is to begin at the start of a line needs before it: "\n" when the last text of
+// write_screen left its line open, else nothing.
+const char *screen_line_end();
