@@ -52,6 +52,13 @@ struct Kill : testing::Test {
         EXPECT_TRUE(fs::is_empty(tmp)) << keyword;
         return std::to_string(result) + " " + szMsg;
     }
+    void change_catalogue(const std::string &sql) const {
+        run_program({in.path("ro/db/damisql"), "-d", "vorna_db", "-q", sql}, {}, {});
+    }
+    void catalogue(const std::string &command, const std::string &syntax) const {
+        change_catalogue("update syntaxes set syntax='" + syntax + "' where command='" + command +
+                         "'");
+    }
     // Runs the pipeline: "<result> <number of processes>".
     std::string processes(const std::string &pipeline, int value) const {
         int count = -1;
@@ -98,15 +105,75 @@ TEST_F(Kill, ListOfProcesses) {
     EXPECT_EQ(stop(own), "0 FAILURE in i_KILL_PROCESSES");
 }
 
+// Two calls wait for the processes together; no lock is kept for a saveset.
+TEST_F(Kill, TwoCallsAtOnce) {
+    Process vbc("vbc s " + own, true);
+    pid_t calls[2];
+    for (pid_t &call : calls) {
+        call = fork();
+        if (call == 0)
+            _exit(stop(own, {20, 50}).starts_with("1 ") ? 0 : 1);
+    }
+    for (const pid_t call : calls) {
+        int status = -1;
+        waitpid(call, &status, 0);
+        EXPECT_EQ(status, 0); // both have found it, neither has waited for the other
+    }
+    EXPECT_EQ(vbc.end(), SIGKILL);
+    const std::string lock = in.path("rw/work") + "/sem/kill_list.sem";
+    for (const auto &entry : fs::directory_iterator(in.path("rw/work") + "/sem"))
+        EXPECT_TRUE(entry.path() == lock || entry.path().filename() == "ctrl_db.sem") << entry;
+    fs::remove(lock);
+    fs::create_directory(lock);
+    str_log strLog = {};
+    strLog.iFlg = 1;
+    in.path("trace").copy(strLog.szFile, sizeof strLog.szFile - 1);
+    int count = 0;
+    EXPECT_EQ(i_KILL_PROCESSES("echo", "x", KILL_COUNT_ONLY, &count, strLog), 1);
+    EXPECT_NE(read_file(in.path("trace")).value_or("").find("without lock: "), std::string::npos);
+}
+
+// Nobody can be signalled here: the listing shows a process that does not exist.
+TEST_F(Kill, Survivors) {
+    const std::string script = in.path("ps"), line = "echo 4999999 vbc s " + own + "\n";
+    catalogue("PS_CMD", "sh " + script);
+    write_file(script, line);
+    EXPECT_EQ(stop(own, {1, 1, 2, 1}), "1 1 processes are still running after kill -9");
+    EXPECT_EQ(in.error_protocol(),
+              std::vector<std::string>{"<time> E010-BASICS [<pid>]: KILL_VBC " + own +
+                                       ": 1 processes are still running after kill -9"});
+    // The third pass, the forced one, loses its list.
+    write_file(script, "echo >>" + script + "n; [ $(wc -l <" + script + "n) = 3 ] && mv " + tmp +
+                           " " + in.path("lost") + " && mkdir " + tmp + "\n" + line);
+    EXPECT_EQ(stop(own, {1, 1, 2, 1}), "0 FAILURE in i_KILL_PROCESSES");
+}
+
 TEST_F(Kill, ListingOfTheSystem) {
-    char szMsg[256] = "";
-    const char *broken = "update syntaxes set syntax='false' where command='PS_CMD'";
-    run_program({in.path("ro/db/damisql"), "-d", "vorna_db", "-q", broken}, {}, {});
-    EXPECT_EQ(stop(own), "0 FAILURE in i_KILL_PROCESSES");
-    for (const char *sql :
-         {"delete from syntaxes where command='PS_PPID'", "drop table syntaxes"}) {
-        run_program({in.path("ro/db/damisql"), "-d", "vorna_db", "-q", sql}, {}, {});
-        EXPECT_EXIT(i_KILL_VBC(own.c_str(), szMsg, {}), testing::ExitedWithCode(0), "^$") << sql;
+    const std::string ps = "ps axwwo pid,command";
+    for (const auto &[listing, expected] :
+         std::initializer_list<std::pair<std::string, std::string>>{
+             {"false", "2 There are no vbc processes"},
+             {"/nosuch/ps", "0 FAILURE in i_KILL_PROCESSES"},
+             {in.dir, "0 FAILURE in i_KILL_PROCESSES"},
+             {"kill -9 $$", "0 FAILURE in i_KILL_PROCESSES"},
+             {ps + std::string(255 - ps.size(), ' '), soft},
+             {ps + std::string(256 - ps.size(), ' '),
+              "2 the catalogue's listing of processes is too long or empty"}}) {
+        Process vbc("vbc s " + own);
+        catalogue("PS_CMD", listing);
+        EXPECT_EQ(stop(own), expected) << listing;
+        EXPECT_EQ(vbc.end(), expected == soft ? SIGINT : SIGTERM) << listing;
+    }
+    for (const auto &[sql, reason] : std::initializer_list<std::pair<std::string, std::string>>{
+             {"delete from syntaxes where command='PS_PPID'",
+              "error syntax for Linux not found: 3 != 2"},
+             {"drop table syntaxes", "Message: no such table: syntaxes"}}) {
+        char szMsg[256] = "";
+        const std::string end = "rocesses cannot be listed: " + reason;
+        change_catalogue(sql);
+        EXPECT_EXIT(i_KILL_VBC(own.c_str(), szMsg, {}), testing::ExitedWithCode(0),
+                    "^vn_client: p" + end + "\n$");
+        EXPECT_EQ(in.error_protocol().back(), "<time> E011-BASICS [<pid>]: P" + end);
     }
     in.set_glbv("gv_ro_db", in.path("nowhere/")); // without a catalogue it is listed all the same
     Process vbc("vbc s " + own);

@@ -5,6 +5,7 @@
 #include "common/common/shell_quote.h"
 #include "common/common/strlib.h"
 #include "common/common/text.h"
+#include "common/common/types.h"
 #include "common/unix/configuration/directories.h"
 #include "common/unix/files/directory.h"
 #include "common/unix/trace/trace.h"
@@ -70,11 +71,16 @@ bool read_device_line(const char *cpLine, char *cpRealPath, char *cpUUID, str_lo
 }
 
 // The regular expression that finds the mount in the client's list, false when it does not fit.
+// Node and mount point stand alone there: /dev/sda1 is not found in the line of /dev/sda10.
 bool search_of(const char *cpPlatform, const char *cpPath, const char *cpRealPath,
                const char *cpMount, char (&szSearch)[kSearchSize]) {
     if (std::strcmp(cpPlatform, "UNIX") == 0) {
-        return text_print(szSearch, "%s.*%s^", pattern_of(cpRealPath).c_str(),
-                          pattern_of(cpMount).c_str());
+        std::string_view mount = cpMount;
+        while (mount.size() > 1 && mount.ends_with('/')) {
+            mount.remove_suffix(1); // the list has none
+        }
+        return text_print(szSearch, "(^|\\s)%s(\\s.*)?\\s%s(\\s|$)^",
+                          pattern_of(cpRealPath).c_str(), pattern_of(mount).c_str());
     }
     std::string path = cpPath;
     szPath2Dos(path.data());
@@ -82,6 +88,16 @@ bool search_of(const char *cpPlatform, const char *cpPath, const char *cpRealPat
         path[0] = text_upper(path[0]);
     }
     return text_copy(szSearch, pattern_of(path));
+}
+
+// Searches the client's list of mounts. A list without a line counts as found to the search, but
+// tells of no mount: then the line that the search asks for has not come.
+int search_mount(const char *cpClient, char (&szSearch)[kSearchSize], str_log *strLog) {
+    trace_log(strLog, TRACE_EVENTS, "Search [%s]", szSearch);
+    const std::string search = szSearch;
+    char szMsg[kMessageSize] = "";
+    const int iResult = i_RCMD_SEARCH(cpClient, "vn_client dir mount", szSearch, szMsg, *strLog);
+    return iResult == 1 && search.ends_with('^') && search == szSearch ? 0 : iResult;
 }
 
 } // namespace
@@ -132,10 +148,8 @@ int i_CHECK_MOUNT(const char *cpClient, const char *cpClientPlatform, const char
     } else {
         trace_log(&strLog, TRACE_EVENTS, "Check for platform [%s]", cpClientPlatform);
         char szSearch[kSearchSize];
-        char szMsg[256] = "";
         if (search_of(cpClientPlatform, cpPath, cpRealPath, cpMount, szSearch)) {
-            trace_log(&strLog, TRACE_EVENTS, "Search [%s]", szSearch);
-            iResult = i_RCMD_SEARCH(cpClient, "vn_client dir mount", szSearch, szMsg, strLog);
+            iResult = search_mount(cpClient, szSearch, &strLog);
         }
     }
     trace_log(&strLog, TRACE_EVENTS, "--- i_CHECK_MOUNT returns %d", iResult);

@@ -6,41 +6,33 @@
 #include "common/common/text.h"
 #include "common/common/types.h"
 #include "common/unix/configuration/ini.h"
-#include "common/unix/database/access.h"
-#include "common/unix/database/record_list.h"
-#include "common/unix/database/statement.h"
 #include "common/unix/files/descriptor.h"
 #include "common/unix/files/file.h"
 #include "common/unix/files/file_find.h"
 #include "common/unix/files/line_reader.h"
-#include "common/unix/host/host.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/processes/semaphore.h"
 #include "common/unix/trace/fatal.h"
 #include "common/unix/trace/trace.h"
+#include "kernel/unix_hal/process_listing.h"
 
 #include <charconv>
-#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <vector>
 
-s_KILL_POLICY gKillPolicy = {30, 4000};
+s_KILL_POLICY gKillPolicy;
 
 namespace {
 
 constexpr int kInterrupt = -2;
 constexpr int kForce = -9;
-
-// How this host lists its processes.
-struct s_LISTING {
-    char szCommand[256] = "ps axwwo user,pid,ppid,command";
-    char szPid[16] = "2"; // column of the process id
-    char szParent[16] = "3";
-};
+constexpr char kListFailure[] = "FAILURE in i_KILL_PROCESSES";
 
 // A basic regular expression that matches the text, and is no option of grep's.
 std::string grep_text(std::string_view text) {
@@ -116,26 +108,65 @@ void signal_process(pid_t pid, int iKillValue, str_log *strLog) {
     i_cm_system(szCommand);
 }
 
-// Signals, or counts, the processes of the list file. Returns their number.
-int signal_list(line_reader *list, int iKillValue, str_log *strLog) {
-    int iCount = 0;
-    std::string_view line;
-    while (list->next(&line)) {
-        const pid_t pid = pid_of(line);
-        if (pid == 0) {
-            continue;
+// Lets one process at a time make and read its list: those of one saveset share the file. Waiting
+// for the processes to end is no part of it.
+class list_lock {
+public:
+    explicit list_lock(str_log *strLog) : strLog_(strLog) {
+        text_copy(lock_.szSema, "kill_list");
+        text_copy(lock_.szCaller, "KILL_VBC");
+        if (i_SEMA('+', &lock_, *strLog) != SEMA_SUCCESS) {
+            trace_log(strLog, TRACE_EVENTS, "i_KILL_PROCESSES without lock: %s", lock_.szMsg);
         }
-        if (iKillValue != KILL_COUNT_ONLY) {
-            signal_process(pid, iKillValue, strLog);
-        }
-        ++iCount;
     }
-    return iCount;
+    ~list_lock() { i_SEMA('-', &lock_, *strLog_); }
+    list_lock(const list_lock &) = delete;
+    list_lock &operator=(const list_lock &) = delete;
+
+private:
+    SCT_SEMA lock_ = {};
+    str_log *strLog_;
+};
+
+// Whether the list file is whole. A filter's 1 means that it has found nothing.
+bool run_pipeline(const std::string &command) {
+    int iStatus = 0;
+    return i_cm_system_status(command.c_str(), &iStatus) >= 0 && exit_state(iStatus) <= 1;
 }
 
-// Whether the listing command itself works: behind it, the pipeline's filters hide its failure.
+// Runs the pipeline into the list file and reads the ids. False when they cannot be had.
+bool read_list(const char *cpPipeline, const std::string &file, std::vector<pid_t> *pids,
+               str_log *strLog) {
+    const list_lock lock(strLog);
+    const std::string command = std::string(cpPipeline) + " > " + shell_quoted(file, QUOTES_NONE);
+    const bool bMade = make_list_file(file.c_str());
+    if (bMade) {
+        trace_log(strLog, TRACE_EVENTS, "ps-grep command: %s", command.c_str());
+    }
+    const bool bWhole = bMade && run_pipeline(command);
+    line_reader list(file.c_str());
+    if (!bWhole || !list.is_open()) {
+        trace_log(strLog, TRACE_EVENTS, "Could not open file %s for reading.", file.c_str());
+        ::unlink(file.c_str());
+        return false;
+    }
+    std::string_view line;
+    while (list.next(&line)) {
+        const pid_t pid = pid_of(line);
+        if (pid != 0) {
+            pids->push_back(pid);
+        }
+    }
+    return true;
+}
+
+// Whether the listing command can be run: behind it, the pipeline's filters hide its failure.
 bool can_list(const s_LISTING &listing) {
-    return i_cm_system((std::string(listing.szCommand) + " >/dev/null 2>&1").c_str()) == 0;
+    constexpr int kCannotExecute = 126; // 127: not found; above it a shell tells of a signal
+    const std::string command = std::string(listing.szCommand) + " >/dev/null 2>&1";
+    int iStatus = 0;
+    return i_cm_system_status(command.c_str(), &iStatus) >= 0 &&
+           exit_state(iStatus) < kCannotExecute;
 }
 
 // Waits for the processes to end. 1 when they have, 0 when some are left, -1 when they cannot be
@@ -157,46 +188,86 @@ int wait_for_end(const std::string &pipeline, const char *cpKeyWord, str_log *st
     return 0;
 }
 
-// Stops the processes. Returns the call's result, with the message.
-int stop(const s_LISTING &listing, const char *cpKeyWord, char *cpMsg, str_log *strLog) {
-    constexpr char kListFailure[] = "FAILURE in i_KILL_PROCESSES";
-    const std::string pipeline = client_pipeline(listing, cpKeyWord);
+// A pass over the processes of a saveset. Returns their number, -1 when they cannot be listed.
+int signal_all(const std::string &pipeline, const char *cpKeyWord, int iKillValue,
+               str_log *strLog) {
     int iCount = 0;
-    const bool bLine = std::strpbrk(cpKeyWord, "\r\n") == nullptr; // else no line can hold it
-    if (bLine && i_KILL_PROCESSES(pipeline.c_str(), cpKeyWord, kInterrupt, &iCount, *strLog) != 1) {
+    const int iListed = i_KILL_PROCESSES(pipeline.c_str(), cpKeyWord, iKillValue, &iCount, *strLog);
+    return iListed == 1 ? iCount : -1;
+}
+
+// Counts what is left behind a forced kill; the system takes a moment to end a process. Returns the
+// number, -1 when it cannot be had.
+int count_survivors(const s_LISTING &listing, const char *cpKeyWord, str_log *strLog) {
+    int iLeft = 0;
+    for (int i = 0; i < gKillPolicy.iForcedRounds; ++i) {
+        wait_msec(gKillPolicy.iForcedRoundMsec);
+        const int iClients =
+            signal_all(client_pipeline(listing, cpKeyWord), cpKeyWord, KILL_COUNT_ONLY, strLog);
+        const int iHelpers =
+            signal_all(helper_pipeline(listing, cpKeyWord), cpKeyWord, KILL_COUNT_ONLY, strLog);
+        if (iClients < 0 || iHelpers < 0) {
+            return -1;
+        }
+        iLeft = iClients + iHelpers;
+        if (iLeft == 0) {
+            break;
+        }
+    }
+    return iLeft;
+}
+
+// Kills what the interrupt has left. Returns the call's result, with the message.
+int kill_by_force(const s_LISTING &listing, const char *cpKeyWord, char *cpMsg, str_log *strLog) {
+    const int iClients = signal_all(client_pipeline(listing, cpKeyWord), cpKeyWord, kForce, strLog);
+    const int iHelpers = signal_all(helper_pipeline(listing, cpKeyWord), cpKeyWord, kForce, strLog);
+    const int iLeft = count_survivors(listing, cpKeyWord, strLog);
+    if (iClients < 0 || iHelpers < 0 || iLeft < 0) {
         text_copy(cpMsg, kMessageSize, kListFailure);
         return 0;
     }
-    if (iCount == 0) {
-        const bool bNone = can_list(listing);
-        text_copy(cpMsg, kMessageSize, bNone ? "There are no vbc processes" : kListFailure);
-        return bNone ? 2 : 0;
+    if (iLeft == 0) {
+        text_copy(cpMsg, kMessageSize, "the vbc processes were killed in the hard way (kill -9)");
+        return 1;
     }
-    const int iEnded = wait_for_end(pipeline, cpKeyWord, strLog);
+    text_print(cpMsg, kMessageSize, "%d processes are still running after kill -9", iLeft);
+    PROT(by_language("E010-BASICS  KILL_VBC %s: %d processes are still running after kill -9",
+                     "E010-BASICS  KILL_VBC %s: %d Prozesse laufen noch nach kill -9",
+                     "E010-BASICS  KILL_VBC %s: %d Prozess laffa oiwei no noch kill -9"),
+         cpKeyWord, iLeft);
+    return 1;
+}
+
+// Stops the processes. Returns the call's result, with the message.
+int stop(const s_LISTING &listing, const char *cpKeyWord, char *cpMsg, str_log *strLog) {
+    const std::string pipeline = client_pipeline(listing, cpKeyWord);
+    const bool bLine = std::strpbrk(cpKeyWord, "\r\n") == nullptr; // else no line can hold it
+    const int iCount = bLine ? signal_all(pipeline, cpKeyWord, kInterrupt, strLog) : 0;
+    if (iCount == 0 && can_list(listing)) {
+        text_copy(cpMsg, kMessageSize, "There are no vbc processes");
+        return 2;
+    }
+    const int iEnded = iCount > 0 ? wait_for_end(pipeline, cpKeyWord, strLog) : -1;
     if (iEnded < 0) {
         text_copy(cpMsg, kMessageSize, kListFailure);
         return 0;
     }
     if (iEnded == 0) {
-        const std::string helpers = helper_pipeline(listing, cpKeyWord);
-        i_KILL_PROCESSES(pipeline.c_str(), cpKeyWord, kForce, &iCount, *strLog);
-        i_KILL_PROCESSES(helpers.c_str(), cpKeyWord, kForce, &iCount, *strLog);
+        return kill_by_force(listing, cpKeyWord, cpMsg, strLog);
     }
-    text_copy(cpMsg, kMessageSize,
-              iEnded == 1 ? "the vbc processes were killed in the soft way (kill -2)"
-                          : "the vbc processes were killed in the hard way (kill -9)");
+    text_copy(cpMsg, kMessageSize, "the vbc processes were killed in the soft way (kill -2)");
     return 1;
 }
 
-// A row of the process listing's syntax; "BLANK" stands for a blank.
-template <std::size_t N>
-bool read_syntax(DB_REC_LIS *list, int iRow, char (&szText)[N], char *cpMsg, str_log *strLog) {
-    char szValue[sizeof(col::szValue)] = "";
-    if (iDB_SEL_GET(list, iRow, cpMsg, strLog, "syntax", szValue, static_cast<char *>(nullptr)) !=
-        1) {
-        return false;
+// Stops the processes and removes the list. Returns the call's result, with the message.
+int stop_and_tidy(const s_LISTING &listing, const char *cpKeyWord, char *cpMsg, str_log *strLog) {
+    const int iResult = stop(listing, cpKeyWord, cpMsg, strLog);
+    char szDirectory[512];
+    if (read_directory(szDirectory)) {
+        const list_lock lock(strLog); // another call for the saveset may be reading it
+        i_FILE_DELETE(list_file(szDirectory, cpKeyWord).c_str(), *strLog);
     }
-    return text_copy(szText, std::strcmp(szValue, "BLANK") == 0 ? " " : szValue);
+    return iResult;
 }
 
 } // namespace
@@ -204,21 +275,12 @@ bool read_syntax(DB_REC_LIS *list, int iRow, char (&szText)[N], char *cpMsg, str
 int i_KILL_VBC(const char *cpKeyWord, char *cpMsg, str_log strLog) {
     trace_log(&strLog, TRACE_EVENTS, "+++ KILL_VBC %s", cpKeyWord);
     s_LISTING listing;
-    char szOs[32] = "";
-    if (i_GET_MY_OS(szOs, strLog) != 0) {
-        v_GET_PS_POSITION(szOs, listing.szCommand, listing.szPid, listing.szParent, strLog);
+    int iResult = 2;
+    if (host_listing(&listing, &strLog)) {
+        iResult = stop_and_tidy(listing, cpKeyWord, cpMsg, &strLog);
+    } else {
+        text_copy(cpMsg, kMessageSize, "the catalogue's listing of processes is too long or empty");
     }
-    // Calls for the same saveset share the list file: one at a time.
-    SCT_SEMA lock = {};
-    text_copy(lock.szSema, "kill_" + text_file_part(cpKeyWord));
-    text_copy(lock.szCaller, "KILL_VBC");
-    i_SEMA('+', &lock, strLog);
-    const int iResult = stop(listing, cpKeyWord, cpMsg, &strLog);
-    char szDirectory[512];
-    if (read_directory(szDirectory)) {
-        i_FILE_DELETE(list_file(szDirectory, cpKeyWord).c_str(), strLog);
-    }
-    i_SEMA('-', &lock, strLog);
     trace_log(&strLog, TRACE_EVENTS, "--- KILL_VBC %s", cpMsg);
     return iResult;
 }
@@ -232,54 +294,15 @@ int i_KILL_PROCESSES(const char *cpPsEfGrep, const char *cpKeyword, int ipKillVa
                   fatal_text("../vn_hal_unix", 905, "gv_rw_tmp not in vn.ini").c_str());
         return 0;
     }
-    const std::string file = list_file(szDirectory, cpKeyword);
-    if (!make_list_file(file.c_str())) {
-        trace_log(&strLog, TRACE_EVENTS, "Could not open file %s for reading.", file.c_str());
+    std::vector<pid_t> pids;
+    if (!read_list(cpPsEfGrep, list_file(szDirectory, cpKeyword), &pids, &strLog)) {
         return 0;
     }
-    const std::string command = std::string(cpPsEfGrep) + " > " + shell_quoted(file, QUOTES_NONE);
-    trace_log(&strLog, TRACE_EVENTS, "ps-grep command: %s", command.c_str());
-    int iStatus = 0;
-    const int iListed = i_cm_system_status(command.c_str(), &iStatus);
-    line_reader list(file.c_str());
-    if (iListed != 0 || iStatus != 0 || !list.is_open()) { // a list that is not whole
-        trace_log(&strLog, TRACE_EVENTS, "Could not open file %s for reading.", file.c_str());
-        ::unlink(file.c_str());
-        return 0;
-    }
-    *ipNoOfKilledProc = signal_list(&list, ipKillValue, &strLog);
-    return 1;
-}
-
-void v_GET_PS_POSITION(const char *cpDerivat, char *cpPsCmd, char *cpPosPid, char *cpPosPPid,
-                       str_log strLog) {
-    const std::string statement =
-        "select syntax from syntaxes where os='" + db_quoted(cpDerivat) +
-        "' and (command='PS_CMD' or command='PS_PID' or command='PS_PPID' ) order by command";
-    char szMsg[DB_MESSAGE_SIZE] = "";
-    s_LISTING listing;
-    DB_REC_LIS list = {};
-    text_copy(list.szId, "GET_PS_POSITION");
-    const bool bAnswered = iDB_ACCESS(statement.c_str(), szMsg, &list, strLog) == 1;
-    bool bKnown = false;
-    if (!bAnswered) {
-        trace_log(&strLog, TRACE_EVENTS, "data-base error: %s", szMsg);
-    } else if (list.iRows != 3) {
-        trace_log(&strLog, TRACE_EVENTS, "error syntax for %s not found: 3 != %s", cpDerivat,
-                  szMsg);
-    } else {
-        bKnown = read_syntax(&list, 1, listing.szCommand, szMsg, &strLog) &&
-                 read_syntax(&list, 2, listing.szPid, szMsg, &strLog) &&
-                 read_syntax(&list, 3, listing.szParent, szMsg, &strLog);
-        if (!bKnown) {
-            trace_log(&strLog, TRACE_EVENTS, "data-base error: %s", szMsg);
+    for (const pid_t pid : pids) {
+        if (ipKillValue != KILL_COUNT_ONLY) {
+            signal_process(pid, ipKillValue, &strLog);
         }
     }
-    vDB_SEL_FREE(&list);
-    if (!bKnown) {
-        std::exit(0);
-    }
-    text_copy(cpPsCmd, sizeof listing.szCommand, listing.szCommand);
-    text_copy(cpPosPid, sizeof listing.szPid, listing.szPid);
-    text_copy(cpPosPPid, sizeof listing.szParent, listing.szParent);
+    *ipNoOfKilledProc = static_cast<int>(pids.size());
+    return 1;
 }

@@ -5,8 +5,8 @@
 
 // Stops the backup client's processes of the saveset cpKeyWord: by an interrupt, and by force those
 // that are still there when the waiting is over, together with the agent's own helpers for it.
-// Returns 1 when processes were stopped, 2 when none ran, 0 when they could not be listed; cpMsg
-// (256 bytes) tells.
+// Returns 1 when processes were stopped, or would not be; 2 when none ran, or when the catalogue's
+// listing command does not fit; 0 when they could not be listed. cpMsg (256 bytes) tells.
 int i_KILL_VBC(const char *cpKeyWord, char *cpMsg, str_log strLog);
 
 // Runs the pipeline cpPsEfGrep, which prints process ids, and sends each the signal -ipKillValue
@@ -18,15 +18,11 @@ int i_KILL_PROCESSES(const char *cpPsEfGrep, const char *cpKeyword, int ipKillVa
 
 constexpr int KILL_COUNT_ONLY = 100;
 
-// Reads how the operating system cpDerivat lists its processes from the catalogue: the command (256
-// bytes) and the columns of the process and its parent (16 bytes each). When the catalogue does not
-// know, the process ends with exit status 0.
-void v_GET_PS_POSITION(const char *cpDerivat, char *cpPsCmd, char *cpPosPid, char *cpPosPPid,
-                       str_log strLog);
-
-// How long a process may take to end after the interrupt.
+// How long a process may take to end: after the interrupt, and after the forced kill.
 struct s_KILL_POLICY {
-    int iRounds;
-    int iRoundMsec;
+    int iRounds = 30;
+    int iRoundMsec = 4000;
+    int iForcedRounds = 10;
+    int iForcedRoundMsec = 100;
 };
 extern s_KILL_POLICY gKillPolicy;

@@ -5,9 +5,12 @@
 #include "common/common/text.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/reference.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
+
+#include <string>
 
 s_VNS_POLICY gVnsPolicy = {5000};
 
@@ -20,29 +23,40 @@ bool is_running() {
     char szCmd[kCommandSize];
     text_print(szCmd, "%s | grep vn_data_server | grep -v grep >/dev/null 2>&1",
                "ps axwwo user,pid,ppid,command");
-    return i_cm_system(szCmd) == 0;
+    int iStatus = 0;
+    return i_cm_system_status(szCmd, &iStatus) == 0 && ended_well(iStatus);
 }
 
 // Runs the reload command of the program directory and gives the media server time to come up.
-void reload(const char *cpDirectory, bool bTraced, str_log *strLog) {
+// False when there is nothing to wait for: its exit status does not count, but it has to come to
+// an end by itself.
+bool reload(const char *cpDirectory, bool bTraced, str_log *strLog) {
+    constexpr int kMostCode = 128; // of a program; above it a shell tells of a signal
     char szCmd[kCommandSize];
     if (!text_print(szCmd, "%svn_main reload vns",
                     shell_quoted(cpDirectory, QUOTES_NONE).c_str())) {
-        return;
+        return false;
     }
     if (bTraced) {
         trace_log(strLog, TRACE_EVENTS, "execute cmd: %s", szCmd);
     }
-    i_cm_system(szCmd);
+    int iStatus = 0;
+    // The data server runs on: it must not hold the streams whose end our caller waits for.
+    const std::string command = std::string(szCmd) + " </dev/null >/dev/null 2>&1";
+    if (i_cm_system_status(command.c_str(), &iStatus) < 0 || exit_state(iStatus) > kMostCode) {
+        trace_log(strLog, TRACE_EVENTS, "%s: %s", szCmd, exit_text(iStatus).c_str());
+        return false;
+    }
     if (bTraced) {
         trace_log(strLog, TRACE_EVENTS, "wait 5 seconds till dataserver are up");
     }
     wait_msec(gVnsPolicy.iReloadMsec);
+    return true;
 }
 
 // What became of a reload.
-int check_reload(str_log *strLog) {
-    if (i_CHECK_VNS(0, *strLog) == 1) {
+int check_reload(bool bReloaded, str_log *strLog) {
+    if (bReloaded && i_CHECK_VNS(0, *strLog) == 1) {
         trace_log(strLog, TRACE_EVENTS, "--- CHECK_VNS: return: 1, restart ok");
         return 1;
     }
@@ -61,8 +75,7 @@ int i_CHECK_VNS(int iRestartFlg, str_log strLog) {
     if (iRestartFlg == 2) {
         char szRo[512] = "gv_ro_bin:";
         resolve_path(szRo, sizeof szRo);
-        reload(szRo, true, &strLog);
-        return check_reload(&strLog);
+        return check_reload(reload(szRo, true, &strLog), &strLog);
     }
     if (is_running()) {
         trace_log(&strLog, TRACE_EVENTS,
@@ -72,8 +85,7 @@ int i_CHECK_VNS(int iRestartFlg, str_log strLog) {
     if (iRestartFlg == 1) {
         char szName[] = "gv_ro_bin";
         char szRo[GLBV_VALUE_SIZE];
-        reload(glbv('r', szName, szRo), false, &strLog);
-        return check_reload(&strLog);
+        return check_reload(reload(glbv('r', szName, szRo), false, &strLog), &strLog);
     }
     trace_log(&strLog, TRACE_EVENTS, "--- CHECK_VNS: return: 0; no vn_data_server found");
     return 0;

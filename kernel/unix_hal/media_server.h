@@ -5,7 +5,8 @@
 
 // Whether the media server's data server runs. iRestartFlg 0 only checks, 1 reloads the media
 // server when it does not run, 2 reloads it first. Returns 1 when it runs, after a reload if there
-// was one; 0 when not, after a reload with an alarm.
+// was one; 0 when not, or when a signal ended the reload, after a reload with an alarm. The reload
+// has none of the caller's standard streams: what it starts runs on.
 int i_CHECK_VNS(int iRestartFlg, str_log strLog);
 
 // How long a reloaded media server takes to be up, milliseconds.

@@ -9,6 +9,7 @@
 #include "common/unix/files/descriptor.h"
 #include "common/unix/files/file_find.h"
 #include "common/unix/files/file_search.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
 
@@ -22,10 +23,17 @@
 #include <sys/mtio.h>
 #include <unistd.h>
 
+s_TAPE_DRIVER gTapeDriver = {
+    [](int fd, mtget *state) { return ::ioctl(fd, MTIOCGET, state); },
+};
+
 namespace {
 
 constexpr int kStatusSize = 256;
 constexpr char kNotDefined[] = "Not defined";
+constexpr char kNoTape[] = "No tape in drive";
+constexpr char kOnline[] = "Drive tape online";
+constexpr char kNotOnline[] = "Drive tape not online";
 
 // What mt says, in the words of several systems' drivers, and what it means. The first hit counts.
 struct s_WORDING {
@@ -40,10 +48,10 @@ constexpr s_WORDING kWordings[] = {
     {"No such device or address", "No such device or address", "No such device or address", 0},
     {"No such file or directory|OR|Datei oder Verzeichnis nicht gefunden",
      "No such file or directory", "No such device or address", 0},
-    {"Medium not present", "Medium not present", "No tape in drive", 1},
-    {"drive offline", "drive offline", "No tape in drive", 1},
+    {"Medium not present", "Medium not present", kNoTape, 1},
+    {"drive offline", "drive offline", kNoTape, 1},
     {"Device not ready", "Device not ready", "Device or resource busy", 1},
-    {"DEV_OFFLINE", "DEV_OFFLINE", "No tape in drive", 1},
+    {"DEV_OFFLINE", "DEV_OFFLINE", kNoTape, 1},
     {"Device busy|OR|Device or resource busy", "Device busy", "Device or resource busy", 1},
 };
 
@@ -101,18 +109,28 @@ void tell_repetition(const char *cpCommand, str_log *strLog) {
     std::fprintf(stderr, "\n    i_TAPE_STATUS_LOCAL: %s \n ", cpCommand);
 }
 
+// False when mt did not come to a good end: one that a signal ended has told nothing.
+bool run_mt(const char *cpCommand, int *piStatus) {
+    return i_cm_system_status(cpCommand, piStatus) == 0 && ended_well(*piStatus);
+}
+
 // Has mt print the drive's state into the file, once more behind a rewind if it could not.
 void ask_mt(const s_COMMANDS &commands, char *cpMsg, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "szStsCmd: %s", commands.szStatus);
     std::fprintf(stderr, "\n              i_TAPE_STATUS_LOCAL: %s \n", commands.szStatus);
-    if (i_cm_system(commands.szStatus) == 0) {
+    int iStatus = 0;
+    if (run_mt(commands.szStatus, &iStatus)) {
         return;
     }
     tell_repetition(commands.szRewind, strLog);
     i_cm_system(commands.szRewind);
     tell_repetition(commands.szStatus, strLog);
-    if (i_cm_system(commands.szStatus) != 0) {
-        read_message(commands.szFile, cpMsg, strLog);
+    if (run_mt(commands.szStatus, &iStatus)) {
+        return;
+    }
+    read_message(commands.szFile, cpMsg, strLog);
+    if (cpMsg[0] == '\0') {
+        text_print(cpMsg, kMessageSize, "mt: %s", exit_text(iStatus).c_str());
     }
 }
 
@@ -124,23 +142,40 @@ int finish(const char *cpFile, const char *cpStatus, int iResult, char *cpSts, s
     return iResult;
 }
 
-// The driver's own answer, which only has to come.
+// What the driver's general status says, where mt's text does not say that the tape is at rest.
+// Systems without a general status never leave that out.
+const char *general_status([[maybe_unused]] const mtget &state, [[maybe_unused]] str_log *strLog) {
+#ifdef GMT_ONLINE
+    const auto lBits = static_cast<unsigned long>(state.mt_gstat);
+    const bool bOpen = GMT_DR_OPEN(lBits) != 0;
+    const bool bOnline = GMT_ONLINE(lBits) != 0;
+    trace_log(strLog, TRACE_EVENTS, "general status 0x%08lx: drive open %d, online %d", lBits,
+              bOpen ? 1 : 0, bOnline ? 1 : 0);
+    if (bOpen) {
+        return kNoTape;
+    }
+    return bOnline ? kOnline : kNotOnline;
+#else
+    return kNotOnline;
+#endif
+}
+
+// The driver's own answer.
 int ask_driver(const char *cpDevice, const char *cpFile, char *cpSts, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "Open device %s", cpDevice);
-    unique_fd device(::open(cpDevice, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const unique_fd device(::open(cpDevice, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!device) {
         trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: %s", error_text(errno).c_str());
         return finish(cpFile, kNotDefined, 0, cpSts, strLog);
     }
     trace_log(strLog, TRACE_EVENTS, "Open device OK");
     mtget state = {};
-    if (::ioctl(device.get(), MTIOCGET, &state) != 0) {
+    if (gTapeDriver.status(device.get(), &state) != 0) {
         trace_log(strLog, TRACE_EVENTS, "ioctl failed: %s", error_text(errno).c_str());
         return finish(cpFile, kNotDefined, 0, cpSts, strLog);
     }
     const bool bAtRest = file_holds(cpFile, "at rest.");
-    return finish(cpFile, bAtRest ? "Drive tape online" : "Drive tape not online", 1, cpSts,
-                  strLog);
+    return finish(cpFile, bAtRest ? kOnline : general_status(state, strLog), 1, cpSts, strLog);
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 
 #include "common/unix/trace/trace.h"
 
+struct mtget;
+
 // Asks mt, and then the tape driver, for the state of the device node cpDevice. cpSts (256 bytes)
 // gets one of "Drive tape online", "Drive tape not online", "No tape in drive", "Device or resource
 // busy", "No such device or address", "Not defined"; cpMsg (256 bytes, zeroed by the caller) what
@@ -13,3 +15,9 @@ int i_TAPE_STATUS_LOCAL(const char *cpDevice, char *cpSts, char *cpMsg, const ch
 
 // Deletes the file (null: none) and closes the descriptor (-1: none).
 void v_TAPE_STATUS_RELEASE(const char *cpDeleteFile, int iCloseFile, str_log strLog);
+
+// The driver's status request on an open drive, which fills *state. Returns 0; -1 with errno.
+struct s_TAPE_DRIVER {
+    int (*status)(int fd, mtget *state);
+};
+extern s_TAPE_DRIVER gTapeDriver;

@@ -5,5 +5,6 @@
 #include "kernel/unix_hal/access.h"
 #include "kernel/unix_hal/kill.h"
 #include "kernel/unix_hal/media_server.h"
+#include "kernel/unix_hal/process_listing.h"
 #include "kernel/unix_hal/tape.h"
 #include "kernel/unix_hal/user_command.h"
