@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <tuple>
 
 using namespace vn_test;
 namespace fs = std::filesystem;
@@ -72,13 +73,27 @@ TEST_F(AgentDevices, State) {
     write_file(in.path("rw/work/drive.states"), "2 Medium not present\n");
     expect("t -d /dev/null -t TAPE_DRIVE 2>&1 | tail -n2 | sed 's/^ //' >&2", 0,
            "No tape in drive: Medium not present ");
-    if (shell("udevadm info --query=all --name /dev/null").status != 0)
-        GTEST_SKIP() << "no udevadm that knows this machine's devices";
+    play("udevadm", "echo 'N: null'");
     play("load", "printf '[%s]' \"$@\" >../args; head -c 1000000 /dev/zero | tr '\\0' y; exit $1");
     expect("t -d /dev/null -n 'load 0' -t 'd \"1$x' >o", 0, "Drive tape online");
     expect("t -d /dev/null -n 'load 1' -t 'd \"1$x' >o", 2, "No tape in drive");
     EXPECT_EQ(read_file(in.path("rw/args")),
               "[1][/dev/null][" + in.path("rw/work/diskmnt/d \"1$x]"));
+    // What the command leaves running holds nothing of ours; one that was killed has failed.
+    play("load", "echo MSG=$1; sleep 9 & echo e >&2; [ $1 = ok ] || kill -9 $$");
+    const auto before = std::chrono::steady_clock::now();
+    for (const auto &[word, status, message] :
+         std::initializer_list<std::tuple<std::string, int, std::string>>{
+             {"ok", 0, "Drive tape online"}, {"killed", 2, "No tape in drive"}}) {
+        const CallResult result =
+            shell("\"$0\" -r -i 7 -f t -d /dev/null -t d1 -n 'load " + word + "'");
+        EXPECT_EQ(result.status, status);
+        EXPECT_EQ(result.out, "MSG=" + word + "\n");
+        EXPECT_NE(("\n" + result.err).find("\ne\n"), std::string::npos) << result.err;
+        EXPECT_TRUE(result.err.ends_with(" MSG=" + message + "\n")) << result.err;
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(8));
+    EXPECT_EQ(shell("ls | grep load_").out, "");
 }
 
 TEST_F(AgentDevices, Figures) {

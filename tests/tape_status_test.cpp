@@ -8,7 +8,9 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/mtio.h>
 #include <sys/stat.h>
+#include <tuple>
 
 using namespace vn_test;
 namespace fs = std::filesystem;
@@ -69,6 +71,65 @@ TEST_F(Devices, TapeDrive) {
     EXPECT_EQ(status("/dev/null"), "1 Device or resource busy|" + text.substr(0, 255));
 }
 
+// Where mt does not say that the tape is at rest, the driver's general status tells.
+TEST_F(Devices, DriverStatus) {
+    prefer("ro/drive");
+    static long bits;
+    gTapeDriver.status = [](int, mtget *state) {
+        state->mt_gstat = bits;
+        return bits < 0 ? -1 : 0;
+    };
+    constexpr long kOpen = 0x40000, kOnline = 0x1000000;
+    for (const auto &[text, state, expected] :
+         std::initializer_list<std::tuple<std::string, long, std::string>>{
+             {"General status bits on (1010000):", kOnline | 0x10000, "1 Drive tape online|"},
+             {"", kOpen, "1 No tape in drive|"},
+             {"", kOpen | kOnline, "1 No tape in drive|"},
+             {"", 0x10000, "1 Drive tape not online|"},
+             {"The tape is at rest.", kOpen, "1 Drive tape online|"},
+             {"at rest.", -1, "0 Not defined|"},
+             {"drive offline", kOnline, "1 No tape in drive|"}}) {
+        write_file(states, "0 " + text + "\n");
+        bits = state;
+        EXPECT_EQ(status("/dev/null"), expected) << text << state;
+    }
+    // An mt that was killed has answered nothing.
+    write_file(in.path("ro/drive/mt"), "#!/bin/sh\necho >>" + states + "\nkill -9 $PPID $$\n");
+    bits = 0;
+    EXPECT_EQ(status("/dev/null"), "1 Drive tape not online|mt: killed by signal 9");
+    EXPECT_EQ(read_file(states), "0 drive offline\n\n\n\n"); // asked, rewound, asked again
+}
+
+// Node and mount point are found as whole words only, and not in an empty list.
+TEST_F(Devices, MountOfItsOwnName) {
+    const std::string client = in.path("ro/bin/vn_client"), list = in.path("mounts"),
+                      d1 = in.path("rw/work") + "/diskmnt/d1";
+    for (const auto &[file, script] : std::initializer_list<std::pair<std::string, std::string>>{
+             {client, "cat " + list}, {in.path("ro/bin/udevadm"), "echo \"N: ${4#/dev/}\""}}) {
+        fs::remove(file);
+        write_file(file, "#!/bin/sh\n" + script + "\n");
+        chmod(file.c_str(), 0755);
+    }
+    prefer("ro/bin");
+    write_file(list, "/dev/vda on " + d1 +
+                         "0 type ext4 (rw)\n/dev/sda10 on /x type ext4 (rw)\n"
+                         "mapped /dev/vdb on /a.b\n");
+    for (const auto &[mount, node, found] :
+         std::initializer_list<std::tuple<std::string, std::string, std::string>>{
+             {"d1", "/dev/vda", "0"},
+             {"d10", "/dev/vda", "1"},
+             {"/x", "/dev/sda1", "0"},
+             {"/x", "/dev/sda10", "1"},
+             {"/x/", "/dev/sda10", "1"},
+             {"/a.b", "/dev/vdb", "1"},
+             {"/a", "/dev/vdb", "0"},
+             {"/axb", "/dev/vdb", "0"},
+             {"/x", "/dev/da10", "0"}})
+        EXPECT_EQ(check_mount(mount, node).substr(0, 2), found + " ") << mount << " " << node;
+    write_file(list, "");
+    EXPECT_EQ(check_mount("/x", "/dev/sda10"), "0 /dev/sda10 /x");
+}
+
 TEST_F(Devices, Mount) {
     prefer("ro/bin");
     EXPECT_EQ(check_mount("b 1//$x", "/dev/null;echo N: x"),
@@ -113,6 +174,9 @@ TEST_F(Devices, MediaServer) {
     EXPECT_EQ(i_CHECK_VNS(2, {}), 1);
     EXPECT_NE(read_file(pid), first);
     EXPECT_FALSE(fs::exists(log));
+    write_file(main, "#!/bin/sh\nkill -9 $$\n"); // a reload that was killed has failed, also when
+    EXPECT_EQ(i_CHECK_VNS(0, {}), 1);            // the old data server still runs
+    EXPECT_EQ(i_CHECK_VNS(2, {}), 0);
 }
 
 } // namespace

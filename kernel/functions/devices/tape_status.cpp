@@ -3,6 +3,8 @@
 
 #include "common/common/shell_quote.h"
 #include "common/common/text.h"
+#include "common/common/types.h"
+#include "common/unix/configuration/directories.h"
 #include "common/unix/files/file_search.h"
 #include "common/unix/host/host.h"
 #include "common/unix/trace/trace.h"
@@ -41,14 +43,38 @@ bool fixed_disk_status(char (&szMsg)[kStatusSize]) {
     return true;
 }
 
+// What the load command prints on one of its standard streams, on the way to the agent's.
+struct s_OUTPUT {
+    explicit s_OUTPUT(const char *cpKind)
+        : file(work_directory() + "load_" + text_file_part(gszId) + cpKind),
+          word(shell_quoted(file, QUOTES_NONE)) {}
+    ~s_OUTPUT() { ::unlink(file.c_str()); }
+    s_OUTPUT(const s_OUTPUT &) = delete;
+    s_OUTPUT &operator=(const s_OUTPUT &) = delete;
+
+    const std::string file;
+    const std::string word; // for a shell
+};
+
+// Runs the load command. Returns its exit status, that of a shell for one that a signal ended, with
+// its message. Background jobs that it leaves hold the files, not the streams whose end counts
+// here and with our caller.
+int run_load_command(const std::string &command, char (&szMsg)[kMessageSize]) {
+    const s_OUTPUT out(".out");
+    const s_OUTPUT err(".err");
+    const std::string detached = "(" + command + "\n) </dev/null >" + out.word + " 2>" + err.word +
+                                 "; s=$?; cat " + out.word + "; cat " + err.word + " >&2; exit $s";
+    return i_RCMD_EXEC("LOCAL", detached.c_str(), szMsg, strLog);
+}
+
 // Runs the load command for a disk that is not mounted.
 bool load_disk(const char *cpNode, const char *cpMount, char (&szMsg)[kStatusSize]) {
     const std::string command = std::string(gszOpt_n) + " \"" +
                                 shell_quoted(cpNode, QUOTES_DOUBLE) + "\" \"" +
                                 shell_quoted(cpMount, QUOTES_DOUBLE) + "\"";
     trace_log(&strLog, TRACE_EVENTS, "execute specific load/mount command: %s", command.c_str());
-    char szOutput[256] = "";
-    const bool bLoaded = i_RCMD_EXEC("LOCAL", command.c_str(), szOutput, strLog) == 0;
+    char szOutput[kMessageSize] = "";
+    const bool bLoaded = run_load_command(command, szOutput) == 0;
     trace_log(&strLog, TRACE_EVENTS, bLoaded ? "load ok: %s" : "load failed: %s", szOutput);
     text_copy(szMsg, bLoaded ? kOnline : kNoTape);
     return bLoaded;
