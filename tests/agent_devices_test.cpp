@@ -1,9 +1,15 @@
 // The functions on devices end to end: the state t, the figures p, the media server's devices c.
 #include "tests/support/installation.h"
 
+#include <cstring>
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 #include <tuple>
 
 using namespace vn_test;
@@ -50,8 +56,9 @@ struct AgentDevices : testing::Test {
                           my = "# my %s%n\n Size = 1 \r\n" + s,
                           end = "[" + p + "N]\nk=" + std::string(70000, 'l') + "\n\nno end";
         if (!after)
-            return "#\n[" + p + "Device]\nDevice_Name_0=x\n[Other]\nk=v\n[" + p + "Tape]\n" +
-                   "Tapemark_Type_0=OLD\n" + my + "0=9\n#\n" + s + "1=9\n;Tapemark_Type\n" + end;
+            return "# [Tape] or [VNS_Tape]\n[" + p + "Device]\nDevice_Name_0=x\n[Other]\nk=v\n[" +
+                   p + "Tape]\n" + "Tapemark_Type_0=OLD\n" + my + "0=9\n#\n" + s +
+                   "1=9\n;Tapemark_Type\n" + end;
         return "[" + p + "Device]\nMaximal_Number_Of_Devices=3\nDevice_Name_0=/dev/nst4\n" +
                "Device_Name_1=disk7\nDevice_Name_2=disk8\nDevice_Type_0=L6\nDevice_Type_1=CD\n" +
                "Device_Type_2=HD\n\n[" + p + "Disk]\nDirectory=" + in.path("rw/ini/\n\n[") + p +
@@ -102,7 +109,11 @@ TEST_F(AgentDevices, Figures) {
     shell("vn_perf 3 VNS_WRT 12.5 2 1 99 1:2");
     for (const std::string arguments : {"d:3", "d -s 3 -t 3", "d -s 3 -t abc", "d -s 3 -t 2:0"})
         expect("p -d " + arguments, 0, a, "ID=7\n" + a + "\n");
-    expect("p -d d:3 -t -1:5", 0, "");
+    for (const std::string timer : {"-1:5", "0:3"})
+        expect("p -d d:3 -t " + timer, 1, "invalid number of samples: " + timer);
+    const auto before = std::chrono::steady_clock::now();
+    expect("p -d d:3 -t 1:9", 0, a); // the pause is one between samples
+    EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(8));
     expect("p -d d:4 -t 9:9", 1, "");
     expect("p -d d:3 -t 3:1 >o & until [ -s o ]; do sleep 0.02; done; vn_perf 3; wait $!; cat o", 0,
            b, "ID=7\n" + a + "\nID=7\n" + b + "\n");
@@ -129,16 +140,19 @@ TEST_F(AgentDevices, ConfigureInFull) {
 TEST_F(AgentDevices, ConfigureRefuses) {
     const std::string good = "0 /x T TAPE FILE 1", old = read_file(ini).value_or("");
     play("vn_main", "echo >../reloaded");
+    write_file(in.path("rw/ini/disk3"), "stays");
     in.set_glbv("gv_client_c_0", good);
     for (const std::string count : {"0", "x2"})
         expect("c -d " + count, 0, "there no drives to configure");
     for (const std::string count : {"-1", "201", "99999999999999999999"})
         expect("c -d " + count, 1, "invalid number of drives: " + count);
     EXPECT_EQ(in.get_glbv("gv_client_c_0"), good);
-    for (const std::string drive : {"0 /x T TAPE FILE", "0 /x T TAPE FILE one",
-                                    "0 /x 1234567890123456 TAPE FILE 1", "a/b x T DISK_H N 1"}) {
+    for (const std::string &drive : std::initializer_list<std::string>{
+             "0 /x T TAPE FILE", "0 /x T TAPE FILE one", "0 /x 1234567890123456 TAPE FILE 1",
+             "a/b x T DISK_H N 1", "0 " + std::string(230, 'x') + " T DISK_C N 1",
+             "0 /x T TAPE FILE 1 cut>"}) {
         in.set_glbv("gv_client_c_0", drive);
-        expect("c -d 1", 1, "GLBV gv_client_c_0 invalid: " + drive);
+        expect("c -d 1", 1, ("GLBV gv_client_c_0 invalid: " + drive).substr(0, 255));
     }
     in.set_glbv("gv_client_c_0", good);
     expect("c -d 2", 1,
@@ -149,21 +163,64 @@ TEST_F(AgentDevices, ConfigureRefuses) {
     expect("c -d 1", 1, "no tape section in " + ini);
     fs::remove(ini);
     expect("c -d 1", 1, "Cannot open file " + ini + " to read");
+    for (const std::string file : {"vns.ini", "vns.tmp"}) { // nobody waits for a FIFO's other end
+        write_file(ini, old);
+        fs::remove(in.path("rw/ini/" + file));
+        mkfifo(in.path("rw/ini/" + file).c_str(), 0600);
+        expect("c -d 1", 1,
+               "Cannot open file " + in.path("rw/ini/" + file) +
+                   (file == "vns.ini" ? " to read" : " to write"));
+        fs::remove(in.path("rw/ini/" + file));
+    }
+    EXPECT_EQ(read_file(in.path("rw/ini/disk3")), "stays");
     EXPECT_FALSE(fs::exists(in.path("rw/reloaded")));
 }
 
-// A copy that fails, or an agent that is killed meanwhile, leaves the old vns.ini; the next agent
-// does it all.
-TEST_F(AgentDevices, ConfigureAtAllSteps) {
-    play("vn_main", kill);
+// From here on the system's fsync fails in this process and in those that it starts.
+void break_fsync() {
+    sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_fsync, 0, 1),
+                            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EIO),
+                            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+    const sock_fprog program = {std::size(filter), filter};
+    ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+    ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+}
+
+// A step that fails leaves the old vns.ini, and the disk files when it is one before theirs.
+TEST_F(AgentDevices, ConfigureFailsHalfway) {
     write_file(ini, vns("", false));
-    const std::string half = "head -c 99 \"$1\" >\"$2\"; ", copy = "/bin/cp \"$@\"; ";
-    for (const std::string &step : {half + "exit 1", kill, half + kill, copy + kill, copy}) {
-        play("cp", step);
-        describe();
-        EXPECT_EQ(shell("\"$0\" -f c -d 3").status, step.ends_with("exit 1") ? 1 : 137) << step;
-        EXPECT_EQ(read_file(ini), vns("", step == copy)) << step;
+    write_file(in.path("rw/ini/disk3"), "stays");
+    describe();
+    const pid_t child = fork();
+    if (child == 0) {
+        break_fsync();
+        expect("c -d 3 2>&1 | tail -n2 >&2; exit 1", 1,
+               "Cannot write file " + in.path("rw/ini/vns.tmp: ") + std::strerror(EIO));
+        _exit(HasFailure() ? 1 : 0);
     }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(read_file(in.path("rw/ini/disk3")), "stays");
+    fs::create_directories(in.path("rw/ini/disk7/x"));
+    describe();
+    expect("c -d 3", 1, "Cannot write file " + in.path("rw/ini/disk7: Is a directory"));
+    EXPECT_EQ(read_file(ini), vns("", false));
+}
+
+// A reload that fails is told, and what it leaves running does not keep the caller waiting.
+TEST_F(AgentDevices, ConfigureWithoutMediaServer) {
+    play("vn_main", "sleep 25 & kill -9 $$");
+    write_file(ini, vns("", false));
+    describe();
+    expect("c -d 3 2>&1 | tail -n2 >&2", 0,
+           "Configured 3 VNS-drives, restart of data-server failed - VNS not available");
+    EXPECT_EQ(read_file(ini), vns("", true));
+}
+
+TEST_F(AgentDevices, ConfigureByTwo) {
+    play("vn_main", kill);
     // Of two at once one takes all descriptions, the other finds none.
     for (int round = 0; round < 5; ++round) {
         write_file(ini, vns("", false));

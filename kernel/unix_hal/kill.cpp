@@ -10,7 +10,6 @@
 #include "common/unix/files/file.h"
 #include "common/unix/files/file_find.h"
 #include "common/unix/files/line_reader.h"
-#include "common/unix/processes/child.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/processes/semaphore.h"
@@ -130,8 +129,8 @@ private:
 
 // Whether the list file is whole. A filter's 1 means that it has found nothing.
 bool run_pipeline(const std::string &command) {
-    int iStatus = 0;
-    return i_cm_system_status(command.c_str(), &iStatus) >= 0 && exit_state(iStatus) <= 1;
+    const int iState = i_cm_system_state(command.c_str());
+    return iState == 0 || iState == 1;
 }
 
 // Runs the pipeline into the list file and reads the ids. False when they cannot be had.
@@ -164,9 +163,8 @@ bool read_list(const char *cpPipeline, const std::string &file, std::vector<pid_
 bool can_list(const s_LISTING &listing) {
     constexpr int kCannotExecute = 126; // 127: not found; above it a shell tells of a signal
     const std::string command = std::string(listing.szCommand) + " >/dev/null 2>&1";
-    int iStatus = 0;
-    return i_cm_system_status(command.c_str(), &iStatus) >= 0 &&
-           exit_state(iStatus) < kCannotExecute;
+    const int iState = i_cm_system_state(command.c_str());
+    return iState >= 0 && iState < kCannotExecute;
 }
 
 // Waits for the processes to end. 1 when they have, 0 when some are left, -1 when they cannot be

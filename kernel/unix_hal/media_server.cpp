@@ -5,7 +5,6 @@
 #include "common/common/text.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/reference.h"
-#include "common/unix/processes/child.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
@@ -23,8 +22,7 @@ bool is_running() {
     char szCmd[kCommandSize];
     text_print(szCmd, "%s | grep vn_data_server | grep -v grep >/dev/null 2>&1",
                "ps axwwo user,pid,ppid,command");
-    int iStatus = 0;
-    return i_cm_system_status(szCmd, &iStatus) == 0 && ended_well(iStatus);
+    return i_cm_system_state(szCmd) == 0;
 }
 
 // Runs the reload command of the program directory and gives the media server time to come up.
@@ -40,11 +38,11 @@ bool reload(const char *cpDirectory, bool bTraced, str_log *strLog) {
     if (bTraced) {
         trace_log(strLog, TRACE_EVENTS, "execute cmd: %s", szCmd);
     }
-    int iStatus = 0;
     // The data server runs on: it must not hold the streams whose end our caller waits for.
     const std::string command = std::string(szCmd) + " </dev/null >/dev/null 2>&1";
-    if (i_cm_system_status(command.c_str(), &iStatus) < 0 || exit_state(iStatus) > kMostCode) {
-        trace_log(strLog, TRACE_EVENTS, "%s: %s", szCmd, exit_text(iStatus).c_str());
+    const int iState = i_cm_system_state(command.c_str());
+    if (iState < 0 || iState > kMostCode) {
+        trace_log(strLog, TRACE_EVENTS, "%s: exit state %d", szCmd, iState);
         return false;
     }
     if (bTraced) {

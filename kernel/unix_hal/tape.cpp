@@ -9,7 +9,6 @@
 #include "common/unix/files/descriptor.h"
 #include "common/unix/files/file_find.h"
 #include "common/unix/files/file_search.h"
-#include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
 
@@ -109,28 +108,23 @@ void tell_repetition(const char *cpCommand, str_log *strLog) {
     std::fprintf(stderr, "\n    i_TAPE_STATUS_LOCAL: %s \n ", cpCommand);
 }
 
-// False when mt did not come to a good end: one that a signal ended has told nothing.
-bool run_mt(const char *cpCommand, int *piStatus) {
-    return i_cm_system_status(cpCommand, piStatus) == 0 && ended_well(*piStatus);
-}
-
 // Has mt print the drive's state into the file, once more behind a rewind if it could not.
 void ask_mt(const s_COMMANDS &commands, char *cpMsg, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "szStsCmd: %s", commands.szStatus);
     std::fprintf(stderr, "\n              i_TAPE_STATUS_LOCAL: %s \n", commands.szStatus);
-    int iStatus = 0;
-    if (run_mt(commands.szStatus, &iStatus)) {
+    if (i_cm_system_state(commands.szStatus) == 0) {
         return;
     }
     tell_repetition(commands.szRewind, strLog);
     i_cm_system(commands.szRewind);
     tell_repetition(commands.szStatus, strLog);
-    if (run_mt(commands.szStatus, &iStatus)) {
+    const int iState = i_cm_system_state(commands.szStatus);
+    if (iState == 0) {
         return;
     }
     read_message(commands.szFile, cpMsg, strLog);
     if (cpMsg[0] == '\0') {
-        text_print(cpMsg, kMessageSize, "mt: %s", exit_text(iStatus).c_str());
+        text_print(cpMsg, kMessageSize, "mt: exit state %d", iState);
     }
 }
 

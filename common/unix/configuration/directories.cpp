@@ -25,7 +25,8 @@ bool is_relative_path(std::string_view path) {
 
 std::string disk_mount_point(const std::string &path) {
     char szMount[256];
-    if (!text_print(szMount, "%s/diskmnt/%s", work_directory().c_str(), path.c_str())) {
+    const std::string work = work_directory();
+    if (work.empty() || !text_print(szMount, "%s/diskmnt/%s", work.c_str(), path.c_str())) {
         return "";
     }
     squeeze(szMount + 1, '/');

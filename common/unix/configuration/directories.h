@@ -13,5 +13,5 @@ std::string work_directory();
 bool is_relative_path(std::string_view path);
 
 // Where a changeable disk with this relative path is mounted: below the work directory. Empty when
-// the place is longer than 255 bytes.
+// the place is longer than 255 bytes or there is no work directory.
 std::string disk_mount_point(const std::string &path);

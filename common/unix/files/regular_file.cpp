@@ -22,6 +22,18 @@ unique_fd open_regular(const char *cpFile, long long *plSize) {
     return file;
 }
 
+unique_fd create_regular(const char *cpFile) {
+    unique_fd file(::open(
+        cpFile, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
+        0666));
+    struct stat status = {};
+    if (file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) {
+        return file;
+    }
+    errno = file ? EINVAL : errno;
+    return unique_fd();
+}
+
 unique_file open_regular_stream(const char *cpFile, long long *plSize) {
     unique_fd file = open_regular(cpFile, plSize);
     unique_file stream(file ? ::fdopen(file.get(), "r") : nullptr);

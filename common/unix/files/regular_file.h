@@ -1,4 +1,4 @@
-// Files that are to be read as text: only regular ones, never waiting for a writer.
+// Regular files: neither reading nor writing waits for the other end of a FIFO.
 #pragma once
 
 #include "common/common/owner.h"
@@ -16,6 +16,10 @@ unique_file open_regular_stream(const char *cpFile, long long *plSize = nullptr)
 // Reads the next line of a stream into szLine (iSize bytes), without its line feed; what does not
 // fit is skipped. False at the end of the stream.
 bool read_stream_line(std::FILE *stream, char *szLine, int iSize);
+
+// Opens a regular file for writing, empty; creates it if need be. A symbolic link is not followed.
+// Owns nothing, with errno (EINVAL for anything but a regular file), when that fails.
+unique_fd create_regular(const char *cpFile);
 
 // Reads a regular file whole into *text. False with errno when it cannot be opened or read.
 bool read_regular(const char *cpFile, std::string *text);

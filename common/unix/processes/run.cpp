@@ -214,6 +214,12 @@ int i_cm_system_status(const char *cpCmd, int *piStatus) {
     return bLost ? kLostStatus : exit_code(*piStatus);
 }
 
+int i_cm_system_state(const char *cpCmd) {
+    int iStatus = 0;
+    const int iResult = i_cm_system_status(cpCmd, &iStatus);
+    return iResult == 0 ? exit_state(iStatus) : iResult;
+}
+
 int start_system(const char *cpCmd) {
     return i_cm_system(cpCmd);
 }

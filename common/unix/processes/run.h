@@ -15,6 +15,10 @@ int i_cm_system(const char *cpCmd);
 // wait status.
 int i_cm_system_status(const char *cpCmd, int *piStatus);
 
+// The same as one number: 128 and the signal for a shell that was killed, as a shell tells of its
+// programs.
+int i_cm_system_state(const char *cpCmd);
+
 // The same as i_cm_system.
 int start_system(const char *cpCmd);
 

@@ -1,10 +1,9 @@
 // The media server's device configuration, see configure.h.
 #include "kernel/functions/devices/configure.h"
 
-#include "common/common/owner.h"
 #include "common/common/text.h"
 #include "common/common/types.h"
-#include "common/unix/configuration/directories.h"
+#include "common/unix/files/descriptor.h"
 #include "common/unix/files/file_find.h"
 #include "common/unix/processes/semaphore.h"
 #include "common/unix/trace/trace.h"
@@ -17,6 +16,7 @@
 #include "kernel/request/options.h"
 #include "kernel/unix_hal/media_server.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -30,33 +30,12 @@ int warn(char *cpMsg) {
     return 1;
 }
 
-// The path of a changeable disk as the media server needs it; empty when it does not fit.
-std::string disk_path(const s_DRIVE &drive) {
-    if (!is_relative_path(drive.device)) {
-        return drive.device;
-    }
-    trace_log(&strLog, TRACE_EVENTS, "use mount point in WORK dir");
-    return disk_mount_point(drive.device);
-}
-
-// Writes the disk's device file. False with the message when the disk's path does not fit.
-bool write_disk_file(int i, const s_DRIVE &drive, char *cpMsg) {
-    const std::string content = is_changeable(drive) ? disk_path(drive) : "empty";
-    if (content.empty()) {
-        text_print(cpMsg, kMessageSize, "GLBV gv_client_c_%d invalid: %s", i, drive.device.c_str());
-        return false;
-    }
-    CREATE_DISK_DEVICE_FILE(("disk" + drive.number).c_str(), content.c_str(), gszRwIni, "0");
-    return true;
-}
-
-// Reads the descriptions and writes the disk device files. False with the message.
+// Reads the descriptions. False with the message.
 bool read_drives(int iDrives, std::vector<s_DRIVE> *drives, char *cpMsg) {
     trace_log(&strLog, TRACE_EVENTS, "Device section");
     for (int i = 0; i < iDrives; ++i) {
         s_DRIVE drive = {};
-        if (!read_drive(i, &drive, cpMsg) ||
-            (is_disk(drive) && !write_disk_file(i, drive, cpMsg))) {
+        if (!read_drive(i, &drive, cpMsg)) {
             return false;
         }
         drives->push_back(drive);
@@ -64,7 +43,23 @@ bool read_drives(int iDrives, std::vector<s_DRIVE> *drives, char *cpMsg) {
     return true;
 }
 
-// The rewrite, under the lock. False with the message.
+// Replaces the disk device files. False with the message.
+bool replace_disk_files(const std::vector<s_DRIVE> &drives, char *cpMsg) {
+    i_FILE_DELETE((std::string(gszRwIni) + "disk*").c_str(), strLog);
+    for (const s_DRIVE &drive : drives) {
+        const std::string name = "disk" + drive.number;
+        if (is_disk(drive) &&
+            CREATE_DISK_DEVICE_FILE(name.c_str(), drive.content.c_str(), gszRwIni, "0") != 1) {
+            text_print(cpMsg, kMessageSize, "Cannot write file %s%s: %s", gszRwIni, name.c_str(),
+                       error_text(errno).c_str());
+            return false;
+        }
+    }
+    return true;
+}
+
+// The rewrite, under the lock. All that can be checked is checked, and the new file written, before
+// anything that is in use is touched. False with the message.
 bool rewrite(int iDrives, char *cpMsg) {
     const s_VNS_FILES files = vns_files();
     std::string text;
@@ -76,12 +71,21 @@ bool rewrite(int iDrives, char *cpMsg) {
         text_print(cpMsg, kMessageSize, "no tape section in %s", files.ini.c_str());
         return false;
     }
-    i_FILE_DELETE((std::string(gszRwIni) + "disk*").c_str(), strLog);
-    unique_file file;
+    unique_fd file;
     std::vector<s_DRIVE> drives;
     return open_vns_tmp(files, &file, cpMsg) && read_drives(iDrives, &drives, cpMsg) &&
            write_vns_tmp(files, &file, new_sections(old, drives), cpMsg) &&
-           replace_vns_ini(files, cpMsg);
+           replace_disk_files(drives, cpMsg) && replace_vns_ini(files, cpMsg);
+}
+
+// Has the media server take up the new file. The message tells, too, when it does not.
+void restart(int iDrives, char *cpMsg) {
+    trace_log(&strLog, TRACE_EVENTS, "restart VNS");
+    text_print(cpMsg, kMessageSize, "Configured %d VNS-drives", iDrives);
+    if (i_CHECK_VNS(2, strLog) != 1) {
+        text_append(cpMsg, kMessageSize, ", restart of data-server failed - VNS not available");
+        trace_log(&strLog, TRACE_EVENTS, "%s", cpMsg);
+    }
 }
 
 } // namespace
@@ -115,9 +119,7 @@ int i_CONFIGURE_VNS_INI(const char *cpDrives, char *cpMsg) {
     if (!rewrite(iDrives, cpMsg)) {
         return warn(cpMsg);
     }
-    trace_log(&strLog, TRACE_EVENTS, "restart VNS");
-    i_CHECK_VNS(2, strLog);
-    text_print(cpMsg, kMessageSize, "Configured %d VNS-drives", iDrives);
+    restart(iDrives, cpMsg);
     trace_log(&strLog, TRACE_EVENTS, "--- CONFIGURE_VNS_INI  ");
     i_SEMA('-', &lock, strLog);
     return 0;

@@ -3,6 +3,7 @@
 
 #include "common/common/text.h"
 #include "common/common/types.h"
+#include "common/unix/configuration/directories.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/request/options.h"
@@ -31,8 +32,12 @@ bool parse_number(const std::string &word, int *piNumber) {
     return !word.empty() && std::from_chars(begin, end, *piNumber).ec == std::errc();
 }
 
-// Six fields; what follows them does not count.
+// Six fields; what follows them does not count. A text that the store has cut ends with ">": what
+// is missing may be the end of a field.
 bool parse_drive(std::string_view text, s_DRIVE *drive) {
+    if (text.ends_with('>')) {
+        return false;
+    }
     drive->number = cut_word(&text);
     drive->device = cut_word(&text);
     drive->type = cut_word(&text);
@@ -41,6 +46,19 @@ bool parse_drive(std::string_view text, s_DRIVE *drive) {
     return parse_number(cut_word(&text), &drive->iStreams) && drive->type.size() <= kWordLength &&
            drive->classOf.size() <= kWordLength && drive->tapemark.size() <= kWordLength &&
            drive->number.find('/') == std::string::npos;
+}
+
+// False when the disk's path does not fit.
+bool place_disk(s_DRIVE *drive) {
+    if (!is_changeable(*drive)) {
+        drive->content = "empty";
+    } else if (!is_relative_path(drive->device)) {
+        drive->content = drive->device;
+    } else {
+        trace_log(&strLog, TRACE_EVENTS, "use mount point in WORK dir");
+        drive->content = disk_mount_point(drive->device);
+    }
+    return !drive->content.empty();
 }
 
 } // namespace
@@ -65,7 +83,7 @@ bool read_drive(int i, s_DRIVE *drive, char *cpMsg) {
         return false;
     }
     trace_log(&strLog, TRACE_EVENTS, "read from gv_client_c_ %d  : %s ", i, szValue);
-    if (!parse_drive(szValue, drive)) {
+    if (!parse_drive(szValue, drive) || (is_disk(*drive) && !place_disk(drive))) {
         text_print(cpMsg, kMessageSize, "GLBV %s invalid: %s", szName, szValue);
         return false;
     }

@@ -79,10 +79,14 @@ void READ_PERFORMANCE_DATA() {
     trace_log(&strLog, TRACE_EVENTS, "    get VNS status %s  %s  %s ", gszOpt_d, gszOpt_s,
               gszOpt_t);
     const s_TIMER timer = timer_of(gszOpt_t);
+    if (timer.iCount < 1) {
+        FINISH(1, ("invalid number of samples: " + std::string(gszOpt_t)).c_str());
+    }
     const std::string file = performance_file();
     std::string last;
     int iSts = 0;
     for (int i = 0; i < timer.iCount; ++i) {
+        pause_seconds(i == 0 ? 0 : timer.iSeconds);
         if (READ_PERFORMANCE_FILE(gszOpt_d, gszOpt_s, szFigures, strLog) == 0) {
             iSts = 1;
             break;
@@ -91,7 +95,6 @@ void READ_PERFORMANCE_DATA() {
             iWRITE_PERF_FILE(file.c_str(), szFigures);
             last = szFigures;
         }
-        pause_seconds(timer.iSeconds);
     }
     trace_log(&strLog, TRACE_EVENTS, "--- READ_PERFORMANCE_DATA");
     FINISH(iSts, last.c_str());

@@ -9,7 +9,7 @@
 
 // Samples the figures of media server -s for device -d as often, and with pauses of as many
 // seconds, as -t "<count>:<seconds>" says, and passes changed ones on. Status 1 when there are
-// none.
+// none, and for a count below 1.
 [[noreturn]] void READ_PERFORMANCE_DATA();
 
 // Function r: hands the call to the platform's event log; Unix has none, the answer is 0.

@@ -83,8 +83,8 @@ std::string kept_rest(std::string_view rest, const std::vector<s_DRIVE> &drives)
 
 bool find_tape_section(std::string_view text, s_OLD_SECTIONS *old) {
     while (!text.empty()) {
-        const std::string_view line = text_take_line(&text);
-        if (holds(line, "Tape]")) {
+        const std::string_view line = text_stripped(text_take_line(&text));
+        if (line.starts_with('[') && holds(line, "Tape]")) { // a comment may name the section, too
             old->cpPrefix = holds(line, "[VNS_Tape]") ? "VNS_" : "";
             old->rest = text;
             return true;
