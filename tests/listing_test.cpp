@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <set>
 #include <sys/resource.h>
@@ -109,6 +110,10 @@ TEST(Listing, ProgramsListPseudoRoots) {
     EXPECT_EQ(list(odd), "[-D][" + odd + "]");
     const std::string over = odd + std::string(2048, 'x'); // not cut
     EXPECT_EQ(list(over, incomplete(over, "File name too long")), "");
+    write_file(file, "#!/bin/sh\nsleep 9 2>/dev/null &\nyes abcdefg | head -n 99999\n");
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(list("/MySQL").size(), 8 * 99999); // what is left behind is not waited for
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
     write_file(file, "#!/bin/sh\necho one; exit 3\n");
     EXPECT_EQ(list("/MySQL", incomplete("/MySQL", "exit status 3")), "one\n");
 }

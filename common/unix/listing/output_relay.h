@@ -13,11 +13,13 @@ public:
     // 0, or the error number of what failed; standard output is then as it was.
     int start();
 
-    // Puts standard output back when all has been handed on. 0, or the error number of the write
+    // Puts standard output back when all that was printed has been handed on; a program that was
+    // left behind and still holds the output is not waited for. 0, or the error number of the write
     // that failed; the rest of the output was then dropped.
     int finish();
 
 private:
-    unique_fd output_; // the true standard output
+    unique_fd output_;  // the true standard output
+    unique_fd running_; // closed, it ends the relay
     pid_t relay_ = -1;
 };
