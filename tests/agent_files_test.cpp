@@ -36,8 +36,9 @@ TEST(AgentFiles, UseFileDirAndCreate) {
     const std::string over = f.substr(0, f.size() - 1) + std::string(511 - f.size(), '/') + "ff";
     const std::string work = in.path("rw/work");
     const std::string rest = std::string(509 - work.size(), '/') + "f";
-    const std::string star = "long:" + std::string(499, '/') + "*";
-    in.set_glbv("long", std::string(600, '/'));
+    const std::string none = work + "/none" + std::string(500, '/'); // no file is below it
+    in.set_glbv("long", none.substr(0, 500));
+    in.set_glbv("cut", none.substr(0, 512)); // more than a variable holds
     write_file(in.path("rw/work/in"), x + '\0');
     write_file(old, "");
     fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(96));
@@ -74,9 +75,10 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"u -n gv_rw_work:" + rest + "f", 2, "", ""},
         {"u -m d -n gv_rw_work:" + rest + "f", 2, "",
          ("gv_rw_work:" + rest).substr(0, 235) + ": File name too long"},
-        {"u -m d -n long:" + rest, 2, "", ("long:" + rest).substr(0, 235) + ": File name too long"},
-        {"u -m d -n '" + star + "'", 2, "", star.substr(0, 235) + ": File name too long"},
-        {"D -n long:" + rest, 2, "", "File name too long"},
+        {"u -m d -n cut:f", 2, "", "cut:f: File name too long"},
+        {"u -m d -n 'long:0123456789*'", 2, "", "long:0123456789* is not deleted"},
+        {"u -m d -n 'long:0123456789a*'", 2, "", "long:0123456789a*: File name too long"},
+        {"D -n cut:f", 2, "", "File name too long"},
         {"u -m d -n '*' -t 3", 0, "", "* successfully deleted"}, // all match, one is old
         {"u -n old", 2, "", ""},
         {"u -m d -n f -t 0x", 0, "", "f successfully deleted"},

@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <filesystem>
+#include <sched.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <tuple>
@@ -71,10 +74,15 @@ TEST(FileUtil, CreateAndDelete) {
 TEST(FileUtil, CallsThatCreateOneDirectoryAtOnceAllSucceed) {
     Installation in;
     fs::current_path(in.dir);
+    auto *calls = static_cast<std::atomic<int> *>(mmap(nullptr, sizeof(std::atomic<int>),
+                                                       PROT_READ | PROT_WRITE,
+                                                       MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     const pid_t child = fork();
     int failures = 0;
     for (int i = 0; i < 300; ++i) {
         char message[256];
+        for (++*calls; *calls < 2 * (i + 1);) // both begin each at once
+            sched_yield();
         failures += i_CREATE_DIR_LOCAL(std::to_string(i).c_str(), message, {}) == 0;
     }
     if (child == 0)
@@ -82,6 +90,7 @@ TEST(FileUtil, CallsThatCreateOneDirectoryAtOnceAllSucceed) {
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_EQ(failures + status, 0);
+    munmap(calls, sizeof *calls);
     fs::current_path("/");
 }
 
