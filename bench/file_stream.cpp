@@ -31,21 +31,20 @@ void compare(const char *name, const std::vector<std::string> &ours,
                 measure::median(ratios));
 }
 
+void compare_all() {
+    const measure::Workplace workplace;
+    const std::string file = workplace.path("large");
+    const std::string copy = workplace.path("copy");
+    measure::run({"/bin/sh", "-c", "head -c 1073741824 /dev/zero >" + file});
+    std::printf("file_stream: 1 GiB, medians of %d pairs\n", kPairs);
+    compare("read", {"/bin/sh", "-c", VN_CLIENT_PROGRAM " -r -f u -m r -n " + file + " | cat"},
+            {"/bin/sh", "-c", "cat " + file + " | cat"}, {}, {}, copy);
+    compare("write", {VN_CLIENT_PROGRAM, "-r", "-f", "u", "-m", "c", "-s", "-", "-n", copy},
+            {"/bin/cat"}, {file}, {file, copy}, copy);
+}
+
 } // namespace
 
 int main() {
-    try {
-        const measure::Workplace workplace;
-        const std::string file = workplace.path("large");
-        const std::string copy = workplace.path("copy");
-        measure::run({"/bin/sh", "-c", "head -c 1073741824 /dev/zero >" + file});
-        std::printf("file_stream: 1 GiB, medians of %d pairs\n", kPairs);
-        compare("read", {"/bin/sh", "-c", VN_CLIENT_PROGRAM " -r -f u -m r -n " + file + " | cat"},
-                {"/bin/sh", "-c", "cat " + file + " | cat"}, {}, {}, copy);
-        compare("write", {VN_CLIENT_PROGRAM, "-r", "-f", "u", "-m", "c", "-s", "-", "-n", copy},
-                {"/bin/cat"}, {file}, {file, copy}, copy);
-    } catch (const std::exception &failure) {
-        std::fprintf(stderr, "%s\n", failure.what());
-        return 1;
-    }
+    return measure::exit_status(compare_all);
 }

@@ -90,15 +90,12 @@ int main(int argc, char **argv) {
     if (argc == 3 && std::strcmp(argv[1], "floor") == 0) {
         return read_floor(argv[2]);
     }
-    try {
+    return measure::exit_status([&] {
         const measure::Workplace workplace;
         for (const unsigned count : {1000U, 10000U, 100000U, 1000000U}) {
             if (count < 1000000 || argc > 1) {
                 compare(argv[0], workplace.path(std::to_string(count)), count);
             }
         }
-    } catch (const std::exception &failure) {
-        std::fprintf(stderr, "%s\n", failure.what());
-        return 1;
-    }
+    });
 }

@@ -66,6 +66,18 @@ inline Cost run(const std::vector<std::string> &command, const Files &files = {}
     return {wall.count(), seconds(usage.ru_utime) + seconds(usage.ru_stime), usage.ru_maxrss};
 }
 
+// What a main returns: 0 after the measurement, 1 with a message when it throws.
+template <typename Measurement>
+int exit_status(Measurement measurement) {
+    try {
+        measurement();
+    } catch (const std::exception &failure) {
+        std::fprintf(stderr, "%s\n", failure.what());
+        return 1;
+    }
+    return 0;
+}
+
 inline double median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];

@@ -66,18 +66,17 @@ void compare(const std::string &tool, int rows) {
                 measure::median(ratios));
 }
 
+void compare_all() {
+    const measure::Workplace workplace;
+    make_rows();
+    std::printf("record_list: beyond a select without rows, medians of %d rounds\n", kRounds);
+    for (const int rows : {1000, 10000, 100000}) {
+        compare(workplace.path("ro/db/damisql"), rows);
+    }
+}
+
 } // namespace
 
 int main() {
-    try {
-        const measure::Workplace workplace;
-        make_rows();
-        std::printf("record_list: beyond a select without rows, medians of %d rounds\n", kRounds);
-        for (const int rows : {1000, 10000, 100000}) {
-            compare(workplace.path("ro/db/damisql"), rows);
-        }
-    } catch (const std::exception &failure) {
-        std::fprintf(stderr, "%s\n", failure.what());
-        return 1;
-    }
+    return measure::exit_status(compare_all);
 }

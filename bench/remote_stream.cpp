@@ -64,7 +64,7 @@ public:
         char line[16] = {};
         require(read(out[0], line, sizeof line - 1) > 0, "no control daemon");
         close(out[0]);
-        port_ = std::to_string(std::atoi(line));
+        port_ = std::to_string(std::stoi(line));
     }
     ~Daemon() {
         close(input_);
@@ -171,7 +171,7 @@ int connect_cat(const std::string &lines, pid_t *child) {
 
 // Has the daemon run `cat`. Returns the connection, the daemon's answer still to be read.
 int connect_daemon(const Daemon &daemon, const std::string &lines) {
-    const sockaddr_in address = loopback(std::atoi(daemon.port().c_str()));
+    const sockaddr_in address = loopback(std::stoi(daemon.port()));
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const std::string fields = std::string("\0root\0cat\"", 10) + lines + '\0';
     require(connect(fd, generic(&address), sizeof address) == 0 &&
@@ -250,10 +250,5 @@ void compare() {
 } // namespace
 
 int main() {
-    try {
-        compare();
-    } catch (const std::exception &failure) {
-        std::fprintf(stderr, "%s\n", failure.what());
-        return 1;
-    }
+    return measure::exit_status(compare);
 }

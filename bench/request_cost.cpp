@@ -29,10 +29,5 @@ void compare() {
 } // namespace
 
 int main() {
-    try {
-        compare();
-    } catch (const std::exception &failure) {
-        std::fprintf(stderr, "%s\n", failure.what());
-        return 1;
-    }
+    return measure::exit_status(compare);
 }

@@ -70,8 +70,13 @@ constexpr s_MODE kModes[] = {
     {"half", Mode::half},     {"stall1", Mode::stall1}, {"stall2", Mode::stall2},
 };
 
-constexpr std::string_view kEndOfInput{"END OF STDIN", 13}; // with its terminator
+constexpr char kEndOfInputText[] = "END OF STDIN";
+constexpr std::string_view kEndOfInput{kEndOfInputText, sizeof kEndOfInputText}; // with its NUL
 constexpr std::size_t kBlock = 65536;
+
+int number(const char *digits) {
+    return static_cast<int>(std::strtol(digits, nullptr, 10));
+}
 
 struct s_OPTIONS {
     int iPort = 0; // 0: any free one
@@ -239,7 +244,7 @@ int connect_back(const std::string &port) {
     if (port.empty()) {
         return -1;
     }
-    const sockaddr_in address = loopback(std::atoi(port.c_str()));
+    const sockaddr_in address = loopback(number(port.c_str()));
     const int fd = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
     if (::connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
         std::perror("ctrld: connecting back");
@@ -616,10 +621,10 @@ bool read_options(int argc, char **argv, s_OPTIONS *options) {
     for (int iOption = 0; (iOption = ::getopt(argc, argv, "p:t:l:r:u:w:m:")) != -1;) {
         switch (iOption) {
         case 'p':
-            options->iPort = std::atoi(optarg);
+            options->iPort = number(optarg);
             break;
         case 't':
-            options->iSeconds = std::atoi(optarg);
+            options->iSeconds = number(optarg);
             break;
         case 'l':
             options->log = optarg;
@@ -629,10 +634,10 @@ bool read_options(int argc, char **argv, s_OPTIONS *options) {
             options->refusal = optarg;
             break;
         case 'u':
-            options->iCode = std::atoi(optarg);
+            options->iCode = number(optarg);
             break;
         case 'w':
-            options->iWait = std::atoi(optarg);
+            options->iWait = number(optarg);
             break;
         case 'm':
             if (!find_mode(optarg, &options->mode)) {

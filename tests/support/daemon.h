@@ -16,7 +16,7 @@ namespace vn_test {
 
 // Runs until its end with these options; logs the requests into the file "requests".
 struct Daemon {
-    Daemon(const Installation &in, const std::string &options = "") {
+    explicit Daemon(const Installation &in, const std::string &options = "") {
         const std::string fifo = in.path("fifo");
         mkfifo(fifo.c_str(), 0600);
         const std::string log = " -l " + in.path("requests ") + options + " >" + fifo;
@@ -37,8 +37,9 @@ struct Listener {
     explicit Listener(int backlog) {
         bind(fd, reinterpret_cast<sockaddr *>(&address), length);
         getsockname(fd, reinterpret_cast<sockaddr *>(&address), &length);
-        if (backlog >= 0)
+        if (backlog >= 0) {
             listen(fd, backlog);
+        }
     }
     ~Listener() { close(fd); }
     Listener(const Listener &) = delete;
@@ -53,8 +54,9 @@ struct Listener {
 // Open descriptors, signal handlers and children of this process.
 inline std::string possessions() {
     std::string all = read_file("/proc/thread-self/children").value_or("");
-    for (int fd = 0; fd < 256; fd++)
+    for (int fd = 0; fd < 256; fd++) {
         all += fcntl(fd, F_GETFD) < 0 ? '-' : 'o';
+    }
     for (int signal = 1; signal < 32; signal++) {
         struct sigaction action = {};
         sigaction(signal, nullptr, &action);
