@@ -1,10 +1,9 @@
-// The throw-away installation: directory, INI files and normalised logs. See program.cpp for the
-// calls.
+// The throw-away installation: directory, INI files and logs. See program.cpp for the calls and
+// normal.cpp for the normalised texts.
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -27,64 +26,10 @@ std::string make_directory() {
     const char *parent = std::getenv("TMPDIR");
     std::string path = std::string(parent != nullptr && *parent != '\0' ? parent : "/tmp");
     path += "/vnt.XXXXXX";
-    if (mkdtemp(path.data()) == nullptr)
+    if (mkdtemp(path.data()) == nullptr) {
         give_up(path + ": " + std::strerror(errno));
+    }
     return path;
-}
-
-void replace_all(std::string &text, std::string_view from, std::string_view to) {
-    for (size_t at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
-        text.replace(at, from.size(), to);
-}
-
-// The length of the text at "at" that has the form of the pattern: "0" stands for a digit, "_" for
-// a digit or a blank, "#" for one digit or more, every other character for itself. 0: another form.
-size_t matching(std::string_view text, size_t at, std::string_view pattern) {
-    const size_t begin = at;
-    auto is_digit = [&] { return at < text.size() && std::isdigit((unsigned char)text[at]) != 0; };
-    for (char form : pattern) {
-        if (at >= text.size())
-            return 0;
-        if (form == '#') {
-            if (!is_digit())
-                return 0;
-            while (is_digit())
-                at++;
-            continue;
-        }
-        bool fits = form == '0'   ? is_digit()
-                    : form == '_' ? is_digit() || text[at] == ' '
-                                  : text[at] == form;
-        if (!fits)
-            return 0;
-        at++;
-    }
-    return at - begin;
-}
-
-// Replaces every number between prefix and suffix, blanks before it included, by "<pid>".
-void replace_pids(std::string &line, std::string_view prefix, std::string_view suffix) {
-    for (size_t at = line.find(prefix); at != std::string::npos; at = line.find(prefix, at + 1)) {
-        size_t begin = at + prefix.size();
-        size_t blanks = std::min(line.find_first_not_of(' ', begin), line.size()) - begin;
-        size_t digits = matching(line, begin + blanks, "#");
-        if (digits > 0 && line.compare(begin + blanks + digits, suffix.size(), suffix) == 0)
-            line.replace(begin, blanks + digits, "<pid>");
-    }
-}
-
-void normalise_line(std::string &line) {
-    for (std::string_view form : {"0000-00-00 00:00:00", "_0:00:00"}) {
-        if (size_t length = matching(line, 0, form); length > 0) {
-            line.replace(0, length, "<time>");
-            break;
-        }
-    }
-    replace_pids(line, "PID=", "");
-    replace_pids(line, "[", "]");
-    constexpr std::string_view parent = "parent process: ";
-    if (size_t at = line.find(parent); at != std::string::npos)
-        line.replace(at + parent.size(), std::string::npos, "<parent>");
 }
 
 // A line of an INI file is found by its section, "" before the first one, and key.
@@ -108,23 +53,26 @@ IniPlace find_ini(const std::string &file, std::string_view section, std::string
             inside = !section.empty() && line == heading;
             place.has_section = place.has_section || inside;
         }
-        if (!inside)
+        if (!inside) {
             continue;
+        }
         if (line.starts_with(start)) {
             place.at = i;
             place.has_key = true;
             return place;
         }
-        if (!line.empty())
+        if (!line.empty()) {
             place.at = i + 1;
+        }
     }
     return place;
 }
 
 void write_lines(const std::string &file, const std::vector<std::string> &lines) {
     std::string text;
-    for (const std::string &line : lines)
+    for (const std::string &line : lines) {
         text += line + "\n";
+    }
     write_file(file, text);
 }
 
@@ -135,18 +83,21 @@ Installation::Installation() : dir(make_directory()) {
     CallResult made =
         run_program({VN_SANDBOX_DIR "/make_installation", dir, VN_SANDBOX_PROGRAMS},
                     {std::string("PATH=") + (path_variable ? path_variable : "")}, {});
-    if (made.status != 0)
+    if (made.status != 0) {
         give_up(made.err);
-    if (const char *previous = std::getenv("VORNA_INI"))
+    }
+    if (const char *previous = std::getenv("VORNA_INI")) {
         previous_ini_ = previous;
+    }
     setenv("VORNA_INI", path("vorna.ini").c_str(), 1);
 }
 
 Installation::~Installation() {
-    if (previous_ini_)
+    if (previous_ini_) {
         setenv("VORNA_INI", previous_ini_->c_str(), 1);
-    else
+    } else {
         unsetenv("VORNA_INI");
+    }
     std::error_code ignored;
     std::filesystem::remove_all(dir, ignored);
 }
@@ -158,21 +109,25 @@ std::string Installation::path(std::string_view name) const {
 CallResult Installation::agent(const std::vector<std::string> &arguments,
                                const CallOptions &options) const {
     std::vector<std::string> environment = {"LC_ALL=C", "VORNA_INI=" + path("vorna.ini")};
-    for (const char *name : {"PATH", "HOME", "TMPDIR", "TZ", "ASAN_OPTIONS", "UBSAN_OPTIONS"})
-        if (const char *value = std::getenv(name))
+    for (const char *name : {"PATH", "HOME", "TMPDIR", "TZ", "ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
+        if (const char *value = std::getenv(name)) {
             environment.push_back(std::string(name) + "=" + value);
+        }
+    }
     for (const std::string &change : options.environment) {
         const std::string start = change.substr(0, change.find('=')) + "=";
         std::erase_if(environment,
                       [&](const std::string &entry) { return entry.starts_with(start); });
-        if (change.find('=') != std::string::npos)
+        if (change.find('=') != std::string::npos) {
             environment.push_back(change);
+        }
     }
     std::vector<std::string> command = {VN_CLIENT_PROGRAM};
     command.insert(command.end(), arguments.begin(), arguments.end());
     CallOptions call = options;
-    if (call.directory.empty())
+    if (call.directory.empty()) {
         call.directory = dir;
+    }
     return run_program(command, environment, call);
 }
 
@@ -226,34 +181,20 @@ std::vector<std::string> Installation::error_protocol() const {
     return lines_of(normalised(read_file(path("rw/prot/vorna.prot.err")).value_or("")));
 }
 
-std::string Installation::normalised(std::string_view text) const {
-    std::string result;
-    for (size_t begin = 0; begin < text.size();) {
-        size_t end = text.find('\n', begin);
-        std::string line(text.substr(begin, end == text.npos ? text.npos : end - begin));
-        normalise_line(line);
-        replace_all(line, dir, "<dir>");
-        result += line;
-        if (end == text.npos)
-            break;
-        result += '\n';
-        begin = end + 1;
-    }
-    return result;
-}
-
 std::optional<std::string> read_file(const std::string &path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file)
+    if (!file) {
         return std::nullopt;
+    }
     return std::string(std::istreambuf_iterator<char>(file), {});
 }
 
 void write_file(const std::string &path, std::string_view content) {
     std::ofstream file(path, std::ios::binary | std::ios::trunc);
     file << content << std::flush;
-    if (!file)
+    if (!file) {
         ADD_FAILURE() << "cannot write " << path;
+    }
 }
 
 std::vector<std::string> lines_of(std::string_view text) {

@@ -73,9 +73,13 @@ struct Installation {
     std::vector<std::string> error_protocol() const;
 
     // Replaces in a text what differs from run to run: the time at the beginning of a line by
-    // "<time>", process ids ("PID=17", "[    17]") by "<pid>", the parent process by "<parent>" and
-    // the installation's directory by "<dir>".
+    // "<time>", process ids ("PID=17", "[    17]") by "<pid>", the command of a parent process,
+    // when it is that process's, by "<parent>" and the installation's directory by "<dir>".
     std::string normalised(std::string_view text) const;
+    // The same, and what differs from machine to machine: the agent's path by "<agent>", the user
+    // by
+    // "<user>", identifiers of 14 digits by "<id>", times of files by "<date>".
+    std::string comparable(std::string_view text) const;
 
 private:
     std::optional<std::string> previous_ini_;

@@ -39,15 +39,17 @@ Pipe make_pipe() {
 }
 
 void close_end(int &descriptor) {
-    if (descriptor >= 0)
+    if (descriptor >= 0) {
         close(descriptor);
+    }
     descriptor = -1;
 }
 
 std::vector<char *> as_vector(const std::vector<std::string> &texts) {
     std::vector<char *> vector;
-    for (const std::string &text : texts)
+    for (const std::string &text : texts) {
         vector.push_back(const_cast<char *>(text.c_str()));
+    }
     vector.push_back(nullptr);
     return vector;
 }
@@ -60,15 +62,18 @@ pid_t start(const std::vector<std::string> &arguments, const std::vector<std::st
     std::vector<char *> argv = as_vector(arguments);
     std::vector<char *> envp = as_vector(environment);
     pid_t pid = fork();
-    if (pid != 0)
+    if (pid != 0) {
         return pid;
+    }
     setpgid(0, 0);
     signal(SIGPIPE, SIG_DFL);
     if (dup2(input.read_end, 0) < 0 || dup2(output.write_end, 1) < 0 ||
-        dup2(error.write_end, 2) < 0)
+        dup2(error.write_end, 2) < 0) {
         _exit(126);
-    if (!directory.empty() && chdir(directory.c_str()) != 0)
+    }
+    if (!directory.empty() && chdir(directory.c_str()) != 0) {
         _exit(126);
+    }
     execve(argv[0], argv.data(), envp.data());
     _exit(127);
 }
@@ -77,21 +82,24 @@ pid_t start(const std::vector<std::string> &arguments, const std::vector<std::st
 void drain(int &descriptor, std::string &text) {
     std::array<char, 65536> block;
     ssize_t length = read(descriptor, block.data(), block.size());
-    if (length > 0)
+    if (length > 0) {
         text.append(block.data(), (size_t)length);
-    else if (length == 0 || errno != EINTR)
+    } else if (length == 0 || errno != EINTR) {
         close_end(descriptor);
+    }
 }
 
 // Writes the next piece; when all is written, or nobody reads any more, the stream is closed.
 void feed(int &descriptor, std::string_view &input) {
     ssize_t length = write(descriptor, input.data(), input.size());
-    if (length >= 0)
+    if (length >= 0) {
         input.remove_prefix((size_t)length);
-    else if (errno != EINTR && errno != EAGAIN)
+    } else if (errno != EINTR && errno != EAGAIN) {
         input = {};
-    if (input.empty())
+    }
+    if (input.empty()) {
         close_end(descriptor);
+    }
 }
 
 // Serves the streams until both outputs are closed; false after the time limit.
@@ -103,16 +111,21 @@ bool serve(Pipe &input, Pipe &output, Pipe &error, std::string_view text, CallRe
                                          pollfd{output.read_end, POLLIN, 0},
                                          pollfd{error.read_end, POLLIN, 0}};
         auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-        if (left <= 0)
+        if (left <= 0) {
             return false;
-        if (poll(streams.data(), streams.size(), (int)left) <= 0)
+        }
+        if (poll(streams.data(), streams.size(), (int)left) <= 0) {
             continue;
-        if (streams[0].revents != 0)
+        }
+        if (streams[0].revents != 0) {
             feed(input.write_end, text);
-        if (streams[1].revents != 0)
+        }
+        if (streams[1].revents != 0) {
             drain(output.read_end, result.out);
-        if (streams[2].revents != 0)
+        }
+        if (streams[2].revents != 0) {
             drain(error.read_end, result.err);
+        }
     }
     return true;
 }
@@ -121,10 +134,12 @@ bool serve(Pipe &input, Pipe &output, Pipe &error, std::string_view text, CallRe
 bool reap(pid_t pid, int &state, Clock::time_point end) {
     for (;;) {
         pid_t ended = waitpid(pid, &state, WNOHANG);
-        if (ended == pid)
+        if (ended == pid) {
             return true;
-        if (Clock::now() >= end)
+        }
+        if (Clock::now() >= end) {
             return false;
+        }
         usleep(500);
     }
 }
@@ -142,8 +157,9 @@ CallResult run_program(const std::vector<std::string> &arguments,
     close_end(output.write_end);
     close_end(error.write_end);
     fcntl(input.write_end, F_SETFL, O_NONBLOCK);
-    if (options.input.empty())
+    if (options.input.empty()) {
         close_end(input.write_end);
+    }
 
     CallResult result;
     int state = 0;

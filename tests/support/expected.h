@@ -1,0 +1,24 @@
+// Whole texts that a test compares with files: traces, protocols, records. The files are below
+// tests/expected; to write them anew after a wanted change:
+//     VN_RENEW=1 scripts/test -R <test>
+// and look at the difference before it is committed.
+#pragma once
+
+#include "tests/support/installation.h"
+
+namespace vn_test {
+
+// Fails the test, showing the lines that differ, when the text is not that of tests/expected/NAME.
+// With VN_RENEW in the environment the file is written instead, never where CI is "true".
+void expect_file(const std::string &name, const std::string &text);
+
+// The lines of two texts as one: "  " before those of both, "- " before those that only the first,
+// "+ " before those that only the second has. Of equal lines only the two next to a difference.
+std::string difference(const std::string &expected, const std::string &actual);
+
+// What a request has left, normalised: its words, exit status, standard output, what standard error
+// says besides the trace, and the trace. The trace file is removed.
+std::string transcript(const Installation &in, const std::vector<std::string> &arguments,
+                       const CallOptions &options = {});
+
+} // namespace vn_test
