@@ -76,11 +76,19 @@ TEST_F(AgentSavesets, EveryFunction) {
         {"W -n x -s x; echo t >" + ini + "mtf_trailer.dat", 0, "x", ""},
         {"m -s 'S $(x)'", 0, "copy ok", "copy MTF-header & trailer file"},
         {"m -s no/SS", 1, no + lis + "no/SS.hdr to write", "+++ COPY_MTF_HDR_TRL"},
+        {"m -s '..\\..\\evil'", 1, "invalid saveset name ..\\..\\evil", ""},
+        {"W -n x -s x; mkdir " + lis + "dir.trl", 0, "x", ""},
+        {"m -s dir", 1, no + lis + "dir.trl to write", ""},
+        {"W -n x -s x; rm " + ini + "mtf_trailer.dat; mkdir " + ini + "mtf_trailer.dat", 0, "x",
+         ""},
+        {"m -s SS2", 1, trailer, ""},
         {"x -s tool", 2, "missing option -u user", ""},
         {"x -u root -s 'tool 1'", 0, "success", "+++ EXECUTE_COMMAND  root  tool 1 "},
         {"x -u root -- tool 3", 2, "Program returned exit state 3",
          "Use command from argv: [tool]"},
-        {"x -u vbccopy -s true", 0, "Saveset successfully copied", "Start saveset copy"},
+        {"x -u root -s 'tool;tool 3'", 2, "Program returned exit state 3", "Cmd2: [tool]"},
+        {"x -u vbccopy -s 'tool 1'", 0, "Saveset successfully copied", "Start saveset copy"},
+        {"x -u vbccopy -- true", 2, "missing option -s command", "+++ EXECUTE_COMMAND  vbccopy   "},
         {"x -u vbccopy -s 'kill -1 $$'", 1, "Saveset successfully copied", ""},
         {"x -u vbccopy -s 'exit 1'", 256, "Error during saveset copy", "unexpected exit code 256"}};
     for (const auto &[words, status, message, trace] : cases)
@@ -96,7 +104,8 @@ TEST_F(AgentSavesets, CommandsOfUsers) {
     const char *argv[] = {"tool", "a b", "$x", nullptr};
     gcpAllowList = list.c_str();
     const auto refused = [&](const std::string &user, const std::string &words) {
-        const std::string program = (words[0] == '/' ? "" : bin) + words.substr(0, words.find(' '));
+        const std::string program =
+            (words[0] == '/' ? "" : bin) + words.substr(0, words.find_first_of(" ;|<"));
         EXPECT_EQ(run(user, words), "2 Command " + program + " with user " + user + " not allowed");
     };
     EXPECT_EQ(run("bob", "/bin/ls"), "2 could not open file " + list);
@@ -111,10 +120,25 @@ TEST_F(AgentSavesets, CommandsOfUsers) {
         refused(user, "/bin/true");
     for (const char *user : {"", "-", "-x"})
         refused(user, "tool");
-    for (const std::string program :
-         {"../tool", "\"..\"/tool", "x/../../tool", "tool;touch", "$(tool)", "tool\t3"})
+    for (const std::string program : {"../tool", "\"..\"/tool", "x/../../tool", "$(tool)",
+                                      "tool\t3", "`tool`;", "'tool'|", "to*<"})
         refused("root", program + " x");
     refused("root", bin + "../tool");
+    for (const std::string rest : {";:", "&&:", "|:", ">/dev/null", "</dev/null", "&wait"})
+        EXPECT_EQ(run("root", "tool" + rest), "0 success[tool]") << rest;
+    EXPECT_EQ(run("root", ";tool"), "2 Command  with user root not allowed");
+    // The program's word is bounded, the line only where su gets it.
+    const std::string too_long = "2 command is too long", x(1018, 'x'), y = x + "yyyyy",
+                      z = y + "y";
+    const char *fitting[] = {"tool", x.c_str(), nullptr}, *longer[] = {"tool", y.c_str(), nullptr},
+               *program[] = {y.c_str(), nullptr}, *over[] = {z.c_str(), nullptr};
+    EXPECT_EQ(run("bob", "", fitting), ok + "[bob][-c][" + bin + "tool " + x + "]");
+    EXPECT_EQ(run("bob", "", longer), too_long);
+    EXPECT_EQ(run("root", "", longer), "0 success[tool][" + y + "]");
+    EXPECT_EQ(run("root", "", program),
+              "2 Program returned exit state 164"); // its name is too long
+    EXPECT_EQ(run("root", "", over), too_long);
+    EXPECT_EQ(run("root", z), too_long);
     in.set_ini(ini + "vn.ini", "Pathes", "gv_ro_bin", in.path("ro/bin"));
     refused("root", bin2);
     EXPECT_EQ(run("root", bin + "tool"), "0 success[tool]");

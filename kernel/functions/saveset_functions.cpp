@@ -1,10 +1,12 @@
 // The functions on savesets and commands, see saveset_functions.h.
 #include "kernel/functions/saveset_functions.h"
 
+#include "common/common/strlib.h"
 #include "common/common/text.h"
 #include "common/common/types.h"
-#include "common/unix/files/descriptor.h"
+#include "common/unix/configuration/environment.h"
 #include "common/unix/files/file.h"
+#include "common/unix/files/regular_file.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/request/call.h"
 #include "kernel/request/finish.h"
@@ -15,29 +17,30 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fcntl.h>
 #include <string>
+#include <sys/stat.h>
 
 namespace {
 
-bool is_writable(const std::string &file) {
-    return static_cast<bool>(
-        unique_fd(::open(file.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)));
+// True for a directory, a pipe or a device: the copy program would copy into it, or wait for it.
+bool is_no_file(const std::string &path) {
+    struct stat status = {};
+    return ::stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 // Copies a file of the INI directory to the saveset's in the work directory. False with the
 // message.
-bool copy_mtf(const char *cpSource, const char *saveset, const char *cpEnding, char *cpMsg) {
+bool copy_mtf(const char *cpSource, const std::string &saveset, const char *cpEnding, char *cpMsg) {
     std::string source = std::string(gszRwIni) + cpSource;
     std::string target = std::string(gszRwWork) + "vnslis/" + saveset + cpEnding;
     GIVE_ME_FILE_NAME(source.data());
     GIVE_ME_FILE_NAME(target.data());
-    const int iResult = file_copy(source.c_str(), target.c_str());
-    if (iResult == 0) {
+    if (!is_no_file(source) && !is_no_file(target) &&
+        file_copy(source.c_str(), target.c_str()) == 0) {
         return true;
     }
-    // The copy program does not always tell which of the two it was.
-    const bool bSource = file_exist(source.c_str()) == 0 || (iResult != 2 && is_writable(target));
+    // The copy program does not tell which of the two it was.
+    const bool bSource = !open_regular(source.c_str());
     text_print(cpMsg, kMessageSize, "could not open file %s to %s",
                bSource ? source.c_str() : target.c_str(), bSource ? "read" : "write");
     trace_log(&strLog, TRACE_EVENTS, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
@@ -47,6 +50,11 @@ bool copy_mtf(const char *cpSource, const char *saveset, const char *cpEnding, c
 // The saveset copy: its status is the shell's raw one, as the server knows it.
 int copy_saveset(char *cpMsg) {
     trace_log(&strLog, TRACE_EVENTS, "Start saveset copy");
+    if (gszOpt_s[0] == '\0') {
+        text_copy(cpMsg, kMessageSize, "missing option -s command");
+        return 2;
+    }
+    i_setenv_vorna(gszOpt_s);
     std::fflush(stdout);
     const int iStatus = std::system(gszOpt_s);
     text_copy(cpMsg, kMessageSize,
@@ -72,13 +80,15 @@ void v_MOVE(s_CALL *) {
 
 int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
     trace_log(&strLog, TRACE_EVENTS, "+++ COPY_MTF_HDR_TRL");
-    if (path_goes_up(saveset)) {
+    std::string name = saveset;
+    szPath2Unix(name.data()); // as it will stand in the path
+    if (path_goes_up(name)) {
         text_print(cpMsg, kMessageSize, "invalid saveset name %s", saveset);
         trace_log(&strLog, TRACE_EVENTS, "--- COPY_MTF_HDR_TRL   %s ", cpMsg);
         return 1;
     }
-    if (!copy_mtf("mtf_extended_header.dat", saveset, ".hdr", cpMsg) ||
-        !copy_mtf("mtf_trailer.dat", saveset, ".trl", cpMsg)) {
+    if (!copy_mtf("mtf_extended_header.dat", name, ".hdr", cpMsg) ||
+        !copy_mtf("mtf_trailer.dat", name, ".trl", cpMsg)) {
         return 1;
     }
     text_copy(cpMsg, kMessageSize, "copy ok");

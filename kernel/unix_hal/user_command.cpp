@@ -39,20 +39,28 @@ std::string line_of(char **argv) {
     return line;
 }
 
-// What is to be run. False when there is nothing, or it does not fit.
-bool find_command(const char *cpCmd, char **ArgList, s_COMMAND *command, str_log *strLog) {
+// Finds what is to be run; the program is empty when there is nothing. In a line for the shell the
+// program's word ends where the shell ends it: at a blank or at the sign of a list, pipe or
+// redirection.
+s_COMMAND find_command(const char *cpCmd, char **ArgList, str_log *strLog) {
+    s_COMMAND command;
     if (cpCmd[0] != '\0') {
         const std::string_view line = cpCmd;
-        const std::size_t begin = std::min(line.find_first_not_of(' '), line.size());
-        command->line = line.substr(begin);
-        command->program = command->line.substr(0, command->line.find(' '));
+        command.line = line.substr(std::min(line.find_first_not_of(' '), line.size()));
+        command.program = command.line.substr(0, command.line.find_first_of(" ;|&<>"));
     } else if (ArgList != nullptr && ArgList[0] != nullptr) {
         trace_log(strLog, TRACE_EVENTS, "Use command from argv: [%s]", ArgList[0]);
-        command->argv = ArgList;
-        command->program = ArgList[0];
-        command->line = line_of(ArgList);
+        command.argv = ArgList;
+        command.program = ArgList[0];
+        command.line = line_of(ArgList);
     }
-    return !command->program.empty() && command->line.size() <= kCommandLimit;
+    return command;
+}
+
+// The program always, the line where su gets it.
+bool fits(const s_COMMAND &command, const std::string &user) {
+    return command.program.size() <= kCommandLimit &&
+           (user == "root" || command.line.size() <= kCommandLimit);
 }
 
 // A program inside the directory; one whose path only begins with the same letters, or leads out of
@@ -137,32 +145,27 @@ int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
     return state_of_program(i_cm_execvp(command.program.c_str(), command.argv));
 }
 
-// Decides and runs. Returns the call's result, with the message.
-int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cpMsg,
-            str_log *strLog) {
-    char szDirectory[256];
-    char szError[256];
-    i_READ_INI("VN_INI", "[Pathes]", "gv_ro_bin", szDirectory, sizeof szDirectory, szError,
-               sizeof szError);
-    s_COMMAND command;
-    if (!find_command(cpCmd, ArgList, &command, strLog)) {
-        return refuse(user, command.program, cpMsg);
+// Puts the program directory before a relative program.
+void make_absolute(const char *cpDirectory, s_COMMAND *command) {
+    if (command->program[0] != '/') {
+        command->program.insert(0, cpDirectory);
+        command->line.insert(0, shell_quoted(cpDirectory, QUOTES_NONE));
     }
-    trace_log(strLog, TRACE_EVENTS, "Cmd2: [%s]", command.line.c_str());
-    if (command.program[0] != '/') {
-        command.program.insert(0, szDirectory);
-        command.line.insert(0, shell_quoted(szDirectory, QUOTES_NONE));
-    }
-    if (user.empty() || user[0] == '-') { // would be an option of su
-        return refuse(user, command.program, cpMsg);
-    }
-    trace_log(strLog, TRACE_EVENTS, "Compare pathes %s %s", command.program.c_str(), szDirectory);
-    if (is_inside(command, szDirectory)) {
+}
+
+// 0 when the user may run the command, else the refusal.
+int decide(const std::string &user, const s_COMMAND &command, const char *cpDirectory, char *cpMsg,
+           str_log *strLog) {
+    trace_log(strLog, TRACE_EVENTS, "Compare pathes %s %s", command.program.c_str(), cpDirectory);
+    if (is_inside(command, cpDirectory)) {
         trace_log(strLog, TRACE_EVENTS, "Command allowed, bcs. in Vorna bin directory");
-    } else if (const int iRefused = ask_allow_list(user, command.program, cpMsg, strLog)) {
-        return iRefused;
+        return 0;
     }
-    const int iRet = run(user, command, strLog);
+    return ask_allow_list(user, command.program, cpMsg, strLog);
+}
+
+// The call's result for the command's exit state, with the message.
+int result_of(int iRet, char *cpMsg, str_log *strLog) {
     if (iRet != 0) {
         text_print(cpMsg, kMessageSize, "Program returned exit state %d", iRet);
         trace_log(strLog, TRACE_EVENTS, "Execution returned error: iRet = %d", iRet);
@@ -171,6 +174,32 @@ int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cp
     text_copy(cpMsg, kMessageSize, "success");
     trace_log(strLog, TRACE_EVENTS, "Execution returned ok: iRet = %d", iRet);
     return 0;
+}
+
+// Decides and runs. Returns the call's result, with the message.
+int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cpMsg,
+            str_log *strLog) {
+    char szDirectory[256];
+    char szError[256];
+    i_READ_INI("VN_INI", "[Pathes]", "gv_ro_bin", szDirectory, sizeof szDirectory, szError,
+               sizeof szError);
+    s_COMMAND command = find_command(cpCmd, ArgList, strLog);
+    if (!fits(command, user)) {
+        text_copy(cpMsg, kMessageSize, "command is too long");
+        return kRefused;
+    }
+    trace_log(strLog, TRACE_EVENTS, "Cmd2: [%s]", command.program.c_str());
+    if (command.program.empty()) {
+        return refuse(user, "", cpMsg);
+    }
+    make_absolute(szDirectory, &command);
+    if (user.empty() || user[0] == '-') { // would be an option of su
+        return refuse(user, command.program, cpMsg);
+    }
+    if (const int iRefused = decide(user, command, szDirectory, cpMsg, strLog)) {
+        return iRefused;
+    }
+    return result_of(run(user, command, strLog), cpMsg, strLog);
 }
 
 } // namespace
