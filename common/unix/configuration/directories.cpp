@@ -7,14 +7,29 @@
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/ini.h"
 
-std::string work_directory() {
-    char szName[] = "gv_rw_work";
-    char szWork[GLBV_VALUE_SIZE];
-    if (glbv('r', szName, szWork)[0] == '?') {
+namespace {
+
+// The variable's value, else that of the key of its name.
+std::string directory_of(const char *cpName) {
+    char szName[64];
+    text_copy(szName, cpName);
+    char szDirectory[GLBV_VALUE_SIZE];
+    if (glbv('r', szName, szDirectory)[0] == '?') {
         char szMsg[kMessageSize];
-        i_READ_INI("VN_INI", "[Pathes]", szName, szWork, sizeof szWork, szMsg, sizeof szMsg);
+        i_READ_INI("VN_INI", "[Pathes]", szName, szDirectory, sizeof szDirectory, szMsg,
+                   sizeof szMsg);
     }
-    return szWork;
+    return szDirectory;
+}
+
+} // namespace
+
+std::string work_directory() {
+    return directory_of("gv_rw_work");
+}
+
+std::string database_directory() {
+    return directory_of("gv_ro_db");
 }
 
 bool is_relative_path(std::string_view path) {

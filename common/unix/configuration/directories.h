@@ -8,6 +8,9 @@
 // when neither tells.
 std::string work_directory();
 
+// The directory of the database's tool, ending in "/": likewise from gv_ro_db.
+std::string database_directory();
+
 // True for a path that neither begins with "/" nor, as those of other platforms do, with a drive
 // letter ("d:") or "\\" behind its first letter.
 bool is_relative_path(std::string_view path);

@@ -1,20 +1,15 @@
-// A select's output as a list of records, an export file or one value (rows.h).
+// A select's output as a list of records or one value (rows.h).
 #include "common/unix/database/rows.h"
 
 #include "common/common/cm_message.h"
-#include "common/common/owner.h"
 #include "common/common/text.h"
-#include "common/unix/configuration/reference.h"
 #include "common/unix/database/record_list.h"
 #include "common/unix/database/tool.h"
-#include "common/unix/host/alarm.h"
 #include "common/unix/processes/pipe.h"
 #include "common/unix/trace/trace.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -25,31 +20,47 @@ constexpr std::size_t kErrorLength = 255;  // bytes of an error line that count
 constexpr std::size_t kColumnLength = 64;  // bytes of a column's name that count
 constexpr std::size_t kRecordReserve = 32; // bytes of a record beside its row and the header
 
+// While it lives, memory that cannot be had is told to who asks for it, and to nobody else: the
+// lists can grow beyond all bounds, and theirs can be given back.
+class memory_asker {
+public:
+    memory_asker() : handler_(std::set_new_handler(nullptr)) {}
+    memory_asker(const memory_asker &) = delete;
+    memory_asker &operator=(const memory_asker &) = delete;
+    ~memory_asker() { std::set_new_handler(handler_); }
+
+private:
+    std::new_handler handler_;
+};
+
 // The database's own message about a select that failed.
-int report_select_error(const DB_REC_LIS *pRL, std::string_view message, char *cpMsg) {
+int report_select_error(const char *cpId, std::string_view message, char *cpMsg) {
     text_copy(cpMsg, DB_MESSAGE_SIZE, message.substr(0, kErrorLength));
     PROT(by_language("E009-DATABAS OA_MAKE_DB_REC_LIS %s: %s",
                      "E009-DATABAS OA_MAKE_DB_REC_LIS Fehler %s: %s",
                      "E009-DATABAS OA_MAKE_DB_REC_LIS Fälla %s: %s"),
-         db_id(pRL), cpMsg);
+         cpId, cpMsg);
     return 0;
 }
 
-// A select that the tool could not prepare: the message is further down.
-int report_not_prepared(DB_PROC_PIP *pPP, const DB_REC_LIS *pRL, char *cpMsg) {
-    std::string line;
-    if (!db_skip_to(pPP, "Message:", &line)) {
-        line = "the database tool gave no result";
-    }
-    return report_select_error(pRL, line, cpMsg);
-}
-
-int report_too_many_columns(const DB_REC_LIS *pRL, char *cpMsg) {
+int report_too_many_columns(const char *cpId, char *cpMsg) {
     text_print(cpMsg, DB_MESSAGE_SIZE, "too much columns ( max %d )", DB_MAX_COLUMNS);
     PROT(by_language("E010-DATABAS OA_MAKE_DB_REC_LIS %s: too many columns ( max %d )",
                      "E010-DATABAS OA_MAKE_DB_REC_LIS %s: zu viele Spalten ( max. %d )",
                      "E010-DATABAS OA_MAKE_DB_REC_LIS %s: z'vui Spaltn ( hechstns %d )"),
-         db_id(pRL), DB_MAX_COLUMNS);
+         cpId, DB_MAX_COLUMNS);
+    return 0;
+}
+
+// Memory has run out: reports it with that of the rows that were read.
+int give_memory_back(const char *cpId, DB_REC_LIS *pRL, char *cpMsg) {
+    vDB_SEL_FREE(pRL);
+    const int iNeeded = static_cast<int>(pRL->iSize);
+    text_print(cpMsg, DB_MESSAGE_SIZE, "cannot allocate memory  ( %d bytes)", iNeeded);
+    PROT(by_language("E011-DATABAS %s %s: cannot allocate memory  ( %d Bytes)",
+                     "E011-DATABAS %s %s: kein Speicher verfuegbar  ( %d Bytes)",
+                     "E011-DATABAS %s %s: da Speicha is voi  ( %d Bytes)"),
+         "OA_MAKE_DB_REC_LIS", cpId, iNeeded);
     return 0;
 }
 
@@ -71,59 +82,22 @@ int store_record(DB_REC_LIS *pRL, const std::string &record) {
                            : iDB_SEL_ALLOC(pRL, record.c_str());
 }
 
-int report_no_memory(const DB_REC_LIS *pRL, std::size_t iBytes, char *cpMsg) {
-    const int iNeeded = static_cast<int>(iBytes);
-    text_print(cpMsg, DB_MESSAGE_SIZE, "cannot allocate memory  ( %d bytes)", iNeeded);
-    PROT(by_language("E011-DATABAS %s %s: cannot allocate memory  ( %d Bytes)",
-                     "E011-DATABAS %s %s: kein Speicher verfuegbar  ( %d Bytes)",
-                     "E011-DATABAS %s %s: da Speicha is voi  ( %d Bytes)"),
-         "OA_MAKE_DB_REC_LIS", db_id(pRL), iNeeded);
-    return 0;
-}
-
-// The columns of the select whose output begins; false, with the message, when it has none.
-bool read_columns(DB_PROC_PIP *pPP, const DB_REC_LIS *pRL, char *cpMsg, std::string *header) {
-    if (!db_next_line(pPP, header) || db_contains(*header, "Error while prepar")) {
-        report_not_prepared(pPP, pRL, cpMsg);
-        return false;
-    }
-    if (!db_next_line(pPP, header)) { // the line before told of no error, the header follows it
-        report_select_error(pRL, "the database tool gave no header", cpMsg);
-        return false;
-    }
-    return true;
-}
-
-// The next row of a select. 1 for a row, 0 at the end, -1 with the message for a database error in
-// its place.
-int next_row(DB_PROC_PIP *pPP, const DB_REC_LIS *pRL, char *cpMsg, std::string *row) {
-    if (!db_next_line(pPP, row) || db_contains(*row, "Rows")) {
+int make_list(s_TOOL_OUTPUT *pOutput, char *cpMsg, DB_REC_LIS *pRL) {
+    if (!read_header(pOutput, cpMsg)) {
         return 0;
     }
-    if (db_contains(*row, ", NativeError = ")) {
-        db_next_line(pPP, row);
-        report_select_error(pRL, *row, cpMsg);
-        return -1;
-    }
-    return 1;
-}
-
-int make_list(DB_PROC_PIP *pPP, char *cpMsg, DB_REC_LIS *pRL) {
-    std::string header;
-    if (!read_columns(pPP, pRL, cpMsg, &header)) {
-        return 0;
-    }
-    const std::vector<std::string> columns = db_columns(header);
+    const std::size_t iHeader = pOutput->line.size();
+    const std::vector<std::string> columns = db_columns(pOutput->line);
     if (columns.size() > DB_MAX_COLUMNS) {
-        return report_too_many_columns(pRL, cpMsg);
+        return report_too_many_columns(pOutput->cpId, cpMsg);
     }
-    std::string row;
     int iRow = 0;
-    while ((iRow = next_row(pPP, pRL, cpMsg, &row)) == 1) {
-        const std::string record = record_of(columns, row);
-        pRL->iSize = std::max(row.size() + header.size() + kRecordReserve, record.size() + 1);
+    while ((iRow = next_row(pOutput, cpMsg)) == 1) {
+        pRL->iSize = pOutput->line.size() + iHeader + kRecordReserve;
+        const std::string record = record_of(columns, pOutput->line);
+        pRL->iSize = std::max(pRL->iSize, record.size() + 1);
         if (store_record(pRL, record) != 1) {
-            return report_no_memory(pRL, pRL->iSize, cpMsg);
+            return give_memory_back(pOutput->cpId, pRL, cpMsg);
         }
     }
     if (iRow == 0) {
@@ -132,89 +106,109 @@ int make_list(DB_PROC_PIP *pPP, char *cpMsg, DB_REC_LIS *pRL) {
     return iRow == 0 ? 1 : 0;
 }
 
-// Writes a line of the export without the tabs at its end. False with errno on failure.
-bool write_export_line(std::FILE *file, std::string_view line) {
-    line = line.substr(0, line.find_last_not_of('\t') + 1);
-    return std::fprintf(file, "%.*s\n", static_cast<int>(line.size()), line.data()) >= 0;
+bool is_error_text(std::string_view line) {
+    return db_contains(line, "Error while prepar") || db_contains(line, ", NativeError = ") ||
+           line.starts_with("Message:");
 }
 
-int export_failed(const char *cpFile, int iErrno, char *cpMsg) {
-    text_print(cpMsg, DB_MESSAGE_SIZE, "write to %s: %s", cpFile, error_text(iErrno).c_str());
-    return 0;
+// Makes the database's message, which stands in or behind its error line, the output's line.
+void find_message(s_TOOL_OUTPUT *pOutput) {
+    const std::string error = pOutput->line;
+    if (!db_contains(error, "Message:") && !db_skip_to(pOutput, "Message:")) {
+        pOutput->line = error;
+    }
 }
 
-int make_export(DB_PROC_PIP *pPP, const char *cpFile, char *cpMsg, str_log *strLog) {
-    std::string line;
-    if (!read_columns(pPP, nullptr, cpMsg, &line)) {
-        return 0;
-    }
-    if (db_columns(line).size() > DB_MAX_COLUMNS) {
-        text_print(cpMsg, DB_MESSAGE_SIZE, "too much columns ( max %d )", DB_MAX_COLUMNS);
-        trace_log(strLog, TRACE_EVENTS, "OA_MAKE_EXPORT_FILE  ERROR: too much columns ( max %d )",
-                  DB_MAX_COLUMNS);
-        return 0;
-    }
-    unique_file file(std::fopen(cpFile, "we"));
-    if (!file) {
-        return export_failed(cpFile, errno, cpMsg);
-    }
-    int iRow = 1;
-    while (iRow == 1) {
-        if (!write_export_line(file.get(), line)) {
-            return export_failed(cpFile, errno, cpMsg);
+// Makes the first row behind the header the output's line. False when there is none: the line is
+// then what the tool said instead.
+bool find_value(s_TOOL_OUTPUT *pOutput) {
+    for (int iLines = 0; db_next_line(pOutput);) {
+        if (is_error_text(pOutput->line)) {
+            find_message(pOutput);
+            return false;
         }
-        iRow = next_row(pPP, nullptr, cpMsg, &line);
+        if (db_closes_rows(pOutput->line)) {
+            break;
+        }
+        if (!pOutput->line.empty() && ++iLines == 2) { // the first is the header
+            return db_contains(pOutput->line, "\t");
+        }
     }
-    if (std::fclose(file.release()) != 0) {
-        const int iErrno = errno;
-        i_FILE_CLOSE(iErrno);
-        return export_failed(cpFile, iErrno, cpMsg);
-    }
-    return iRow == 0 ? 1 : 0;
+    pOutput->line.clear();
+    return false;
 }
 
 } // namespace
 
-int iOA_MAKE_DB_REC_LIS(DB_PROC_PIP sctPP, char *cpMsg, DB_REC_LIS *pRL, str_log strLog) {
-    trace_log(&strLog, TRACE_DETAILS, "+++ OA_MAKE_DB_REC_LIS  id=%s", db_id(pRL));
-    vDB_SEL_FREE(pRL);
-    const int iResult = make_list(&sctPP, cpMsg, pRL);
-    trace_log(&strLog, TRACE_DETAILS, "--- OA_MAKE_DB_REC_LIS   rows=%s", cpMsg);
-    return iResult;
+bool read_header(s_TOOL_OUTPUT *pOutput, char *cpMsg) {
+    if (!db_next_line(pOutput)) {
+        report_select_error(pOutput->cpId, db_no_result(*pOutput), cpMsg);
+        return false;
+    }
+    if (db_contains(pOutput->line, "Error while prepar")) { // the message is further down
+        const bool bMessage = db_skip_to(pOutput, "Message:");
+        report_select_error(pOutput->cpId, bMessage ? pOutput->line : db_no_result(*pOutput),
+                            cpMsg);
+        return false;
+    }
+    if (!db_next_line(pOutput)) { // the line before told of no error, the header follows it
+        report_select_error(pOutput->cpId, db_no_result(*pOutput), cpMsg);
+        return false;
+    }
+    return true;
 }
 
-int iOA_GET_CALCULATED_VALUE(DB_PROC_PIP *pPP, char *cpMsg, int iMsgLen, const char *cpId) {
-    std::string value; // the last line before the count of rows, which has no fields
-    std::string line;
-    while (db_next_line(pPP, &line) && (!db_contains(line, "Rows") || db_contains(line, "\t"))) {
-        if (!line.empty()) {
-            value = line;
+int next_row(s_TOOL_OUTPUT *pOutput, char *cpMsg) {
+    if (!db_next_line(pOutput)) {
+        if (pOutput->bEndless) {
+            report_select_error(pOutput->cpId, db_no_result(*pOutput), cpMsg);
         }
+        return pOutput->bEndless ? -1 : 0;
     }
-    text_copy(cpMsg, iMsgLen, value);
-    const std::size_t tab = value.find('\t');
-    if (tab == std::string::npos) {
-        PROT(by_language("E012-DATABAS %s SQL pipe doesn't return the expected characters",
-                         "E012-DATABAS %s SQL-Pipe liefert nicht die erwarteten Zeichen",
-                         "E012-DATABAS %s SQL-Pipe liefat net des wos erwart werd"),
-             cpId);
+    if (db_closes_rows(pOutput->line)) {
         return 0;
     }
-    text_copy(cpMsg, iMsgLen, std::string_view(value).substr(0, tab));
+    if (db_contains(pOutput->line, ", NativeError = ")) {
+        db_next_line(pOutput);
+        report_select_error(pOutput->cpId, pOutput->line, cpMsg);
+        return -1;
+    }
     return 1;
 }
 
-int iOA_MAKE_EXPORT_FILE(DB_PROC_PIP *pPP, const char *cpTable, char *cpMsg, int iMsgLen,
-                         str_log strLog) {
-    trace_log(&strLog, TRACE_DETAILS, "+++ OA_MAKE_EXPORT_FILE  %s", cpTable);
-    char szFile[1024];
-    text_print(szFile, "gv_rw_work:%s.exp", cpTable);
-    resolve_path(szFile, sizeof szFile);
-    char szError[DB_MESSAGE_SIZE] = "";
-    const int iResult = make_export(pPP, szFile, szError, &strLog);
-    if (iResult != 1) {
-        text_copy(cpMsg, iMsgLen, szError);
+int i_READ_ROWS(s_TOOL_OUTPUT *pOutput, char *cpMsg, DB_REC_LIS *pRL, str_log *strLog) {
+    trace_log(strLog, TRACE_DETAILS, "+++ OA_MAKE_DB_REC_LIS  id=%s", pOutput->cpId);
+    vDB_SEL_FREE(pRL);
+    int iResult = 0;
+    try {
+        const memory_asker asker;
+        iResult = make_list(pOutput, cpMsg, pRL);
+    } catch (const std::bad_alloc &) {
+        iResult = give_memory_back(pOutput->cpId, pRL, cpMsg);
     }
-    trace_log(&strLog, TRACE_DETAILS, "--- OA_MAKE_EXPORT_FILE  %s %s", szFile, szError);
+    trace_log(strLog, TRACE_DETAILS, "--- OA_MAKE_DB_REC_LIS   rows=%s", cpMsg);
     return iResult;
+}
+
+int iOA_MAKE_DB_REC_LIS(DB_PROC_PIP sctPP, char *cpMsg, DB_REC_LIS *pRL, str_log strLog) {
+    s_TOOL_OUTPUT output = {&sctPP, db_id(pRL)};
+    return i_READ_ROWS(&output, cpMsg, pRL, &strLog);
+}
+
+int i_READ_VALUE(s_TOOL_OUTPUT *pOutput, char *cpMsg, int iMsgLen) {
+    const bool bValue = find_value(pOutput);
+    const std::string_view line = pOutput->line;
+    text_copy(cpMsg, iMsgLen, bValue ? line.substr(0, line.find('\t')) : line);
+    if (!bValue) {
+        PROT(by_language("E012-DATABAS %s SQL pipe doesn't return the expected characters",
+                         "E012-DATABAS %s SQL-Pipe liefert nicht die erwarteten Zeichen",
+                         "E012-DATABAS %s SQL-Pipe liefat net des wos erwart werd"),
+             pOutput->cpId);
+    }
+    return bValue ? 1 : 0;
+}
+
+int iOA_GET_CALCULATED_VALUE(DB_PROC_PIP *pPP, char *cpMsg, int iMsgLen, const char *cpId) {
+    s_TOOL_OUTPUT output = {pPP, cpId};
+    return i_READ_VALUE(&output, cpMsg, iMsgLen);
 }

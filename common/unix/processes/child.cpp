@@ -32,6 +32,12 @@ bool ended_well(int iStatus) {
     return WIFEXITED(iStatus) && WEXITSTATUS(iStatus) == 0;
 }
 
+int end_signal(int iStatus) {
+    constexpr int kMostSignals = 32; // greater exit codes mean something else
+    const int iSignal = exit_state(iStatus) - 128;
+    return iSignal > 0 && iSignal <= kMostSignals ? iSignal : 0;
+}
+
 std::string exit_text(int iStatus) {
     return WIFSIGNALED(iStatus) ? "killed by signal " + std::to_string(WTERMSIG(iStatus))
                                 : "exit status " + std::to_string(exit_code(iStatus));

@@ -22,5 +22,9 @@ int ending_signal(int iStatus);
 // True when the child came to its end by itself with exit code 0.
 bool ended_well(int iStatus);
 
+// The signal that ended the child, or the program that it ran when it is a shell, which tells that
+// with an exit code of 128 and the signal; 0 when none did.
+int end_signal(int iStatus);
+
 // "exit status 3" or "killed by signal 9".
 std::string exit_text(int iStatus);

@@ -194,15 +194,20 @@ int iPIPE_OPEN_STDIN(const char *cpCmd, const char *cpMode, const char *cpFile, 
 }
 
 int iPIPE_CLOSE(DB_PROC_PIP *pPP) {
+    int iStatus = 0;
+    return iPIPE_CLOSE_status(pPP, &iStatus);
+}
+
+int iPIPE_CLOSE_status(DB_PROC_PIP *pPP, int *piStatus) {
+    *piStatus = 0;
     for (const int fd : {pPP->ifdOut, pPP->ifdErr}) {
         if (fd != 0) {
             pipe_buffer_reset(fd);
             ::close(fd);
         }
     }
-    int iStatus = 0;
     if (pPP->iChildPid > 0) {
-        wait_for_child(pPP->iChildPid, &iStatus);
+        wait_for_child(pPP->iChildPid, piStatus);
     }
     if (pPP->iFdOldStdin != 0) {
         trace_at(TRACE_DETAILS, "PIPE_CLOSE: restore old stdin");
@@ -213,7 +218,7 @@ int iPIPE_CLOSE(DB_PROC_PIP *pPP) {
         }
     }
     *pPP = {};
-    const int iExit = exit_code(iStatus);
-    trace_at(TRACE_DETAILS, "PIPE_CLOSE: Got status %d, return exit %d", iStatus, iExit);
+    const int iExit = exit_code(*piStatus);
+    trace_at(TRACE_DETAILS, "PIPE_CLOSE: Got status %d, return exit %d", *piStatus, iExit);
     return iExit;
 }

@@ -31,3 +31,7 @@ int iPIPE_OPEN_STDIN(const char *cpCmd, const char *cpMode, const char *cpFile, 
 // Closes the read ends, waits for the child and clears the handle. Returns the child's exit code
 // (0-255), 0 too for a child that a signal ended.
 int iPIPE_CLOSE(DB_PROC_PIP *pPP);
+
+// The same for callers to whom a child that a signal ended is no success: fills *piStatus with the
+// raw wait status.
+int iPIPE_CLOSE_status(DB_PROC_PIP *pPP, int *piStatus);

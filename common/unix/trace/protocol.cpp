@@ -145,11 +145,14 @@ void PROT(const char *cpFormat, ...) {
     if (bActive) {
         return;
     }
+    struct s_ACTIVE { // ends also when memory runs out
+        s_ACTIVE() { bActive = true; }
+        ~s_ACTIVE() { bActive = false; }
+    };
     const errno_keeper keeper;
-    bActive = true;
+    const s_ACTIVE active;
     va_list arguments;
     va_start(arguments, cpFormat);
     protocol(cpFormat, arguments);
     va_end(arguments);
-    bActive = false;
 }
