@@ -1,11 +1,19 @@
 // Changing a value of an INI file: the layout that is written, and files that must stay as they
 // are.
 #include "common/unix/cm_kernel.h"
+#include "common/unix/configuration/ini_file.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <fcntl.h>
+#include <functional>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace vn_test;
 using namespace std::string_literals;
@@ -35,8 +43,12 @@ TEST(IniChange, RewritesTheWholeFile) {
         {"[A]\nk=1\n[B]\nk=2\n[A]\nl=3\n", "A", "l", "4", "\n[A]\nk=1\nl=4\n\n[B]\nk=2\n\n"},
         {"#" + large + "\n[A]\nk=" + large + "\nl=1\n", "A", "l", "2",
          "\n[A]\nk=" + large + "\nl=2\n\n"},
-        {"[A]\nk=1\n", "A", std::string(300, 'n'), "2", // "A:" and the name have 255 characters
+        {"[A]\nk=1\n", "A", std::string(253, 'n'), "2", // "A:" and the name have 255 characters
          "\n[A]\nk=1\n" + std::string(253, 'n') + "=2\n\n"},
+        // Without a section: a layout of its own, and nowhere for the new entry.
+        {"# c\nk=1\nl = \"x y\"", "A", "k", "2", "k = 1\nl = x y\n"},
+        {"k=1\n", "", "k", "2", "k = 1\n"},
+        {"", "A", "k", "2", ""},
     };
     for (const auto &c : cases) {
         write_file(file, c.before);
@@ -49,7 +61,7 @@ TEST(IniChange, LeavesAloneWhatItCannotTakeIn) {
     Installation installation;
     const std::string file = installation.path("x.ini");
     for (const std::string &content :
-         {"[A]\nk=1\nneither section nor entry\n"s, "[A\nk=1\n"s, "[A]\nk=1\n=v\n"s, "k=1\n"s, ""s,
+         {"[A]\nk=1\nneither section nor entry\n"s, "[A\nk=1\n"s, "[A]\nk=1\n=v\n"s,
           "[A]\nk=1\0\n"s, "[A]\nk=1\n" + std::string(1 << 20, 'x')}) {
         write_file(file, content);
         EXPECT_EQ(i_change_ini(file.c_str(), "A", "k", "2"), 0) << content.substr(0, 80);
@@ -61,6 +73,138 @@ TEST(IniChange, LeavesAloneWhatItCannotTakeIn) {
                                     "/" + std::string(5000, 'n')})
         EXPECT_EQ(i_change_ini(path.c_str(), "A", "k", "2"), 0) << path;
     EXPECT_EQ(read_file(installation.path("none")), std::nullopt);
+}
+
+TEST(IniChange, RefusesAnEntryThatWouldReadAsSomethingElse) {
+    Installation installation;
+    const std::string file = installation.path("x.ini"), content = "[A]\nk=1\n";
+    write_file(file, content);
+    for (const std::string &key :
+         {"#k"s, ";k"s, "[k"s, " #k"s, "k=l"s, ""s, " "s, "k\nl"s, std::string(254, 'n')})
+        EXPECT_EQ(i_change_ini(file.c_str(), "A", key.c_str(), "2"), 0) << key;
+    EXPECT_EQ(i_change_ini(file.c_str(), "A", "k", "2\n[B]"), 0);
+    EXPECT_EQ(read_file(file), content);
+}
+
+// Calls the code in a child process whose files may not grow beyond `limit` bytes: as on a full
+// disk, the first part of a write may still succeed. Returns its result.
+int with_file_limit(rlim_t limit, const std::function<int()> &code) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const rlimit bound = {limit, limit};
+        _exit(setrlimit(RLIMIT_FSIZE, &bound) == 0 ? code() : 99);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    return status; // also tells the signal that ended it
+}
+
+TEST(IniChange, FullDiskLeavesTheOldFileAndIsSaid) {
+    Installation installation;
+    const std::string file = installation.path("x.ini"), old = "\n[A]\nk=1\n\n[B]\nl=1\n\n";
+    write_file(file, old);
+    for (const size_t more : {size_t{0}, size_t{1}, size_t{99}}) {
+        EXPECT_EQ(
+            with_file_limit(old.size() + more,
+                            [&] {
+                                char msg[256];
+                                const int done = i_CHANGE_INI_VALUE(file.c_str(), "A", "k",
+                                                                    std::string(101, 'v').c_str(),
+                                                                    msg, sizeof msg);
+                                return done * 2 + (msg != "write to " + file + ": File too large");
+                            }),
+            0);
+        EXPECT_EQ(read_file(file), old) << more;
+    }
+    EXPECT_EQ(installation.agent(
+                  {"-f", "u", "-m", "C", "-i", "7", "-n", file, "-s", "A", "-t", "k", "-d", "2"}),
+              (CallResult{0, "", "ID=7\nSTATUS=SUCCESS MSG=\n"}));
+}
+
+TEST(IniChange, WaitsForTheLockButNotForEver) {
+    Installation installation;
+    const std::string file = installation.path("x.ini"), old = "[A]\nk=1\n";
+    write_file(file, old);
+    const s_INI_LOCK_POLICY previous = gIniLockPolicy;
+    gIniLockPolicy = {5, 5};
+    const int held = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(held, LOCK_EX), 0);
+    char text[256];
+    EXPECT_EQ(i_CHANGE_INI_VALUE(file.c_str(), "A", "k", "2", text, sizeof text), 0);
+    EXPECT_EQ(text, "write to " + file + ": locked by another process");
+    EXPECT_EQ(read_file(file), old);
+    char msg[256];
+    EXPECT_EQ(i_READ_INI(file.c_str(), "[A]", "k", text, sizeof text, msg, sizeof msg), 1);
+    close(held);
+    EXPECT_EQ(i_change_ini(file.c_str(), "A", "k", "2"), 1);
+    gIniLockPolicy = previous;
+}
+
+// One process changes a value between two lengths, others read what stands around it.
+TEST(IniChange, ReadsBesideItNeverFail) {
+    Installation installation;
+    const std::string file = installation.path("x.ini"), around(6000, 'x');
+    write_file(file, "\n[A]\nfirst=f\nk=\nlong=" + around + "\n\n[B]\nlast=l\n\n");
+    const pid_t child = fork();
+    if (child == 0) {
+        const std::string values[] = {"short", std::string(300, 'v')};
+        for (int i = 0; i < 400; i++)
+            if (i_change_ini(file.c_str(), "A", "k", values[i % 2].c_str()) != 1)
+                _exit(1);
+        _exit(0);
+    }
+    int status = -1, reads = 0;
+    while (waitpid(child, &status, WNOHANG) == 0 || reads < 400) {
+        char value[1024], msg[256];
+        ASSERT_EQ(i_READ_INI(file.c_str(), "[B]", "last", value, sizeof value, msg, sizeof msg), 1)
+            << msg;
+        ASSERT_STREQ(value, "l");
+        const std::string foreign = read_file(file).value_or("");
+        ASSERT_TRUE(foreign.starts_with("\n[A]\nfirst=f\nk=")) << foreign;
+        reads++;
+    }
+    EXPECT_EQ(status, 0);
+}
+
+// A change that is killed at any moment leaves the whole old or the whole new text, apart from
+// blank lines at its end.
+TEST(IniChange, KilledOneLeavesOldOrNew) {
+    Installation installation;
+    const std::string file = installation.path("x.ini");
+    const std::string texts[] = {"\n[A]\nk=1\n\n[B]\nl=1",
+                                 "\n[A]\nk=" + std::string(500, 'v') + "\n\n[B]\nl=1"};
+    const std::string values[] = {"1", std::string(500, 'v')};
+    for (int i = 0; i < 100; i++) {
+        write_file(file, texts[0] + "\n\n");
+        const pid_t child = fork();
+        if (child == 0)
+            for (int turn = 1;; turn = 1 - turn)
+                i_change_ini(file.c_str(), "A", "k", values[turn].c_str());
+        usleep(static_cast<useconds_t>(200 + 37 * i));
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        std::string left = read_file(file).value_or("");
+        left.erase(left.find_last_not_of('\n') + 1);
+        EXPECT_TRUE(left == texts[0] || left == texts[1]) << left;
+    }
+}
+
+TEST(IniChange, ConcurrentChangesBothCount) {
+    Installation installation;
+    const std::string file = installation.path("x.ini");
+    write_file(file, "[A]\n");
+    std::vector<pid_t> children;
+    for (const char *key : {"a", "b", "c", "d"}) {
+        children.push_back(fork());
+        if (children.back() == 0) {
+            for (int i = 0; i < 25; i++)
+                i_change_ini(file.c_str(), "A", (key + std::to_string(i)).c_str(), "1");
+            _exit(0);
+        }
+    }
+    for (const pid_t child : children)
+        waitpid(child, nullptr, 0);
+    EXPECT_EQ(lines_of(read_file(file).value_or("")).size(), 100 + 3U);
 }
 
 TEST(IniChange, IsSeenByTheReader) {

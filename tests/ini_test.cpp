@@ -98,6 +98,21 @@ TEST_F(Ini, OutcomesAreCutToTheCallersBuffers) {
     EXPECT_EQ(read(i_GetPrivateProfileString, file.c_str(), name.c_str(), "k")[0], '!');
 }
 
+TEST_F(Ini, LongNamesAreNotTakenForOthers) {
+    const std::string name(63, 'k'), section = '[' + std::string(61, 's') + ']';
+    write_file(file, section + "\n" + name + "=own\n" + name + "k=other\nr=%(" + name + "k)\n" +
+                         name + "1=a\n");
+    const auto outcome = [&](const std::string &s, const std::string &k) {
+        return read(i_GetPrivateProfileString, file.c_str(), s.c_str(), k.c_str());
+    };
+    EXPECT_EQ(outcome(section, name), "=own");
+    EXPECT_EQ(outcome(section, name + 'k'), kReader + "KEY NOT FOUND: " + name + 'k');
+    EXPECT_EQ(outcome(section, "r"), kReader + "SECTION NOT FOUND: [default].");
+    EXPECT_EQ(outcome(section + 'x', name), kReader + "SECTION NOT FOUND: " + section + "x.");
+    EXPECT_EQ(read_list(i_GetPrivateProfileList, file.c_str(), "", (name + '#').c_str()), "1|a");
+    EXPECT_EQ(read_list(i_GetPrivateProfileList, file.c_str(), "", (name + "k#").c_str())[0], '!');
+}
+
 TEST_F(Ini, NothingButARegularFileIsRead) {
     ASSERT_EQ(mkfifo(file.c_str(), 0600), 0);
     const std::string reason = "i_GetPrivateProfileString: FILE NOT FOUND OR ACCESS PROBLEM";
@@ -139,6 +154,23 @@ TEST_F(Ini, IdentifierIsLookedUpInTheCentralFiles) {
     }
 }
 
+TEST_F(Ini, VariableThatDoesNotFitIsNamed) {
+    const std::string longest = '/' + std::string(126, 'v'), first = installation.path("1.ini");
+    gIniPlaces = {{first.c_str(), "/nowhere"}};
+    write_file(first, "A=/a1\n");
+    for (const std::string &name : {longest, longest + 'v'}) {
+        setenv("VORNA_INI", name.c_str(), 1);
+        char value[64], msg[64];
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(i_GET_ROOT_FOR_INI("A", value, sizeof value, msg, sizeof msg), 1);
+        EXPECT_EQ(i_GET_ROOT_FOR_INI("A", value, sizeof value, msg, sizeof msg), 1);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  name == longest
+                      ? ""
+                      : "VORNA_INI is longer than 127 characters and not used: " + name + '\n');
+    }
+}
+
 TEST_F(Ini, WithoutIdentifierTheMainFileIsRead) {
     for (const char *identifier : {"VN_INI", "", static_cast<const char *>(nullptr)})
         EXPECT_EQ(read(i_READ_INI, identifier, "[SETUP]", "lang"), "=en");
@@ -151,7 +183,7 @@ TEST_F(Ini, ListHoldsAllLinesOfAKey) {
     write_file(file, "drive9=no\n[S]\ndrive1=a\nDrive12= b \ndrive=x\ndrive01=no\ndrivex=no\n"
                      "drive2147483648=no\ndrive 3=no\n#drive4=no\ndrive3=%(r)/c\ndrive=y\nr=" +
                          large +
-                         "\n[T]\ndrive5=no\nmy_d1=a\nMY_D2=%s%n\nb1=1\nb2=%(none)\nc1=%(c1)");
+                         "\n[T]\ndrive5=no\nmy_d1=a\nMY_D2=%s%n\nb1=1\nb2=%(none)\nb3=3\nc1=%(c1)");
     const struct {
         const char *section, *key;
         std::string outcome;
@@ -163,6 +195,7 @@ TEST_F(Ini, ListHoldsAllLinesOfAKey) {
                  {"[S]", "none", kList + "KEY NOT FOUND [s]none"},
                  {"[T]", "none", kList + "KEY NOT FOUND: none"},
                  {"[Q]", "drive#", kList + "SECTION NOT FOUND: [q]."},
+                 {"[T]", "b#", "1|1|3"}, // a value whose reference fails is left out
                  {"[T]", "c#", kReader + "KEY NOT FOUND: c1"}};
     for (const auto &c : cases)
         EXPECT_EQ(read_list(i_GetPrivateProfileList, file.c_str(), c.section, c.key), c.outcome);

@@ -121,6 +121,8 @@ TEST(Tokenizer, ReturnsEmptyTokens) {
     EXPECT_EQ(tokens_of("a::b", ':'), (Texts{"a", "", "b"}));
     EXPECT_EQ(tokens_of(":a:", ':'), (Texts{"", "a", ""}));
     EXPECT_EQ(tokens_of("ab", ':'), (Texts{"ab"}));
+    EXPECT_STREQ(cm_strtok("a:b c", ':'), "a"); // split once, by the first call's delimiter
+    EXPECT_STREQ(cm_strtok(nullptr, ' '), "b c");
     cm_strtok("a:b:c", ':');
     cm_strtok("x", ':');
     EXPECT_EQ(cm_strtok(nullptr, ':'), nullptr); // the second tokenization ends the first

@@ -38,14 +38,67 @@ TEST(References, AreExpandedInPlace) {
     EXPECT_EQ(expanded(resolve_reference, "gv_rw_tmp:f").second, "/glbv/f");
     EXPECT_EQ(expanded(resolve_reference, "only_ini:f").second, "/only/f");
     EXPECT_EQ(expanded(resolve_reference, "/none:%s%n").second, "/none:%s%n");
+    const std::string name(251, 'v');
+    in.set_glbv(name, "/v/");
+    EXPECT_EQ(expanded(resolve_glbv, name + ":f").second, "/v/f");
+    EXPECT_EQ(expanded(resolve_glbv, name + "v:f"), std::pair(0, name + "v:f"));
+}
+
+TEST(References, PathIsNoReference) {
+    Installation in;
+    in.set_glbv("_tmp_x", "/elsewhere");
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "/tmp/x", "/elsewhere");
+    for (int (*resolve)(char *, int) : {resolve_glbv, resolve_path, resolve_reference}) {
+        char name[64] = "/tmp/x";
+        resolve(name, sizeof name);
+        EXPECT_STREQ(name, "/tmp/x");
+    }
+    write_file(in.path("x"), "");
+    in.set_glbv("_tmp_x", in.path("x"));
+    EXPECT_EQ(in.agent({"-f", "u", "-m", "d", "-i", "7", "-n", "/tmp/x"}).status, 2);
+    EXPECT_EQ(read_file(in.path("x")), "");
+}
+
+TEST(References, ExpansionThatDoesNotFitIsTold) {
+    Installation in;
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "short", "/0123/");
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "var", "/unseen/");
+    in.set_glbv("var", "/v/");
+    in.set_glbv("full", std::string(511, 'f'));
+    in.set_glbv("cut", std::string(512, 'c'));
+    const std::string rest(600, 'r');
+    const struct {
+        std::string name;
+        int size;
+        e_REFERENCE_STORE store;
+        bool fits;
+        std::string text;
+    } cases[] = {{"short:abc", 10, REFERENCE_PATHES, true, "/0123/abc"},
+                 {"short:abcd", 10, REFERENCE_PATHES, false, "/0123/abc"},
+                 {"short:" + rest, 1024, REFERENCE_PATHES, true, "/0123/" + rest},
+                 {"var:x", 64, REFERENCE_PATHES, true, "/unseen/x"},
+                 {"var:x", 64, REFERENCE_ANY, true, "/v/x"},
+                 {"short:x", 64, REFERENCE_VARIABLE, true, "short:x"},
+                 {"full:", 512, REFERENCE_ANY, true, std::string(511, 'f')},
+                 {"cut:", 1024, REFERENCE_ANY, false, std::string(510, 'c') + '>'},
+                 {"none:1", 7, REFERENCE_ANY, true, "none:1"},
+                 {"none:1", 6, REFERENCE_ANY, false, "none:"}};
+    for (const auto &c : cases) {
+        char name[1024];
+        EXPECT_EQ(resolve_whole(c.name.c_str(), name, c.size, c.store), c.fits) << c.name;
+        EXPECT_EQ(name, c.text);
+        text_copy(name, c.name);
+        EXPECT_EQ(resolve_whole(name, name, c.size, c.store), c.fits) << "in place";
+    }
 }
 
 // The result, what is printed and the variables after a call with this PATH.
-std::string prepared(const Installation &in, const char *command, const std::string &path) {
+std::string prepared(const Installation &in, const char *command, const std::string &path,
+                     const char *libraries = "/lib") {
     const std::string before = std::getenv("PATH");
     setenv("PATH", path.c_str(), 1);
     setenv("PGPORT", "1", 1);
-    setenv("LD_LIBRARY_PATH", "/lib", 1);
+    setenv("LD_LIBRARY_PATH", libraries, 1);
     testing::internal::CaptureStdout();
     const std::string result = std::to_string(i_setenv_vorna(command)) + ' ';
     const std::string found = result + testing::internal::GetCapturedStdout() +
@@ -75,6 +128,11 @@ TEST(ChildEnvironment, ProgramsGetTheirDirectories) {
     EXPECT_EQ(prepared(in, "/o/NetWare_x", in.dir + "/ro/bin/sub"), // in PATH as part of another
               "1 check LD_LIBRARY_PATH=/lib\nset LD_LIBRARY_PATH=/lib:/opt/novell/lib\n"
               "<dir>/ro/bin/sub 5432 /lib:/opt/novell/lib");
+    // Without an old value there is no ":", which would mean the current directory.
+    EXPECT_EQ(prepared(in, "psql", ""), all.substr(0, 2) + all.substr(7) + " 5432 /lib");
+    EXPECT_EQ(prepared(in, "netware", in.path("ro/bin/"), ""),
+              "1 check LD_LIBRARY_PATH=\nset LD_LIBRARY_PATH=/opt/novell/lib\n"
+              "<dir>/ro/bin/ 5432 /opt/novell/lib");
 }
 
 TEST(ChildEnvironment, MissingSettings) {

@@ -124,6 +124,26 @@ TEST(Trace, RecordsAreReconfigured) {
     EXPECT_EQ(err, in_a + in_c);
 }
 
+// The level is read as a number with an optional sign; a path of 384 bytes is another file's.
+TEST(Trace, LevelsAndPathsOfARecord) {
+    const std::pair<const char *, int> levels[] = {{"+3", 3},  {" 2x", 2}, {"-1", -1},
+                                                   {"+-2", 0}, {"x", 0},   {"", 0}};
+    for (const auto &[text, level] : levels) {
+        Installation in;
+        write_file(in.path("rw/ini/debug.ini"), std::string("M=") + text + "\n");
+        EXPECT_EQ(log_check("m"), level) << text;
+    }
+    Installation in;
+    write_file(in.path("rw/ini/debug.ini"), "M=2\n");
+    const std::string fits(383 - in.path("rw/lgc/").size(), 'f');
+    for (const std::string &name : {fits, fits + 'f'}) {
+        str_log log = {};
+        v_set_log_main(name.c_str(), "M", &log);
+        EXPECT_EQ(log.iFlg, name == fits ? 2 : 0);
+        EXPECT_EQ(log.szFile, name == fits ? in.path("rw/lgc/" + name) : "");
+    }
+}
+
 TEST(Trace, MissingDirectoriesAndTheLanguage) {
     Installation in;
     const std::string ini = in.path("rw/ini/vn.ini");

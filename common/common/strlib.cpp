@@ -117,24 +117,25 @@ char *longtoasc(long lNumber) {
 
 char *cm_strtok(const char *cpString, int cDelim) {
     static char szText[kStrtokSize];
-    static char *cpNext = nullptr; // null when no token is left
+    static const char *cpEnd = nullptr; // the end of the whole text
+    static char *cpNext = nullptr;      // null when no token is left
     if (cpString != nullptr) {
         if (!text_copy(szText, cpString)) {
             std::fprintf(stderr,
                          "string shortend to %d chars bcs. of string overflow: strlen(%s) > %d\n",
                          kStrtokSize - 1, cpString, kStrtokSize - 1);
         }
+        char *const end = szText + std::strlen(szText);
+        std::replace(szText, end, static_cast<char>(cDelim), '\0');
         cpNext = szText;
+        cpEnd = end;
     }
     if (cpNext == nullptr) {
         return nullptr;
     }
     char *token = cpNext;
-    char *end = cDelim == '\0' ? nullptr : std::strchr(token, cDelim);
-    if (end != nullptr) {
-        *end++ = '\0';
-    }
-    cpNext = end;
+    char *const end = token + std::strlen(token);
+    cpNext = end == cpEnd ? nullptr : end + 1;
     return token;
 }
 

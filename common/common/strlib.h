@@ -31,8 +31,9 @@ char *longtoasc(long lNumber);
 
 // Tokenizer for a single delimiter that, unlike the standard one, returns empty tokens: "a::b" has
 // three, "a:" two. With a string, copies it (at most 8191 characters, a cut is reported on standard
-// error) and returns its first token; with null, the next token of that copy, null behind the last.
-// The state is static: a tokenization that starts in between ends the first.
+// error) and returns its first token; with null, the next token of that copy, null behind the last:
+// the copy is split once, a delimiter given with null is ignored. The state is static: a
+// tokenization that starts in between ends the first.
 char *cm_strtok(const char *cpString, int cDelim);
 
 // Copies element iIndex (from 0) of the delimited text cpSrc to cpDest, a buffer of 768 bytes; a

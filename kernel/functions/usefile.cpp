@@ -259,10 +259,11 @@ int read_ini_value(char *szMsg) {
     return bFound ? 0 : kFailed;
 }
 
-int change_ini_value(char *) {
+int change_ini_value(char *szMsg) {
     trace_log(&strLog, TRACE_EVENTS, "change ini value from file: %s section: %s key: %s", gszOpt_n,
               gszOpt_s, gszOpt_t);
-    const bool bChanged = i_change_ini(gszOpt_n, gszOpt_s, gszOpt_t, gszOpt_d) == 1;
+    const bool bChanged =
+        i_CHANGE_INI_VALUE(gszOpt_n, gszOpt_s, gszOpt_t, gszOpt_d, szMsg, kMessageSize) == 1;
     trace_log(&strLog, TRACE_EVENTS, "change ini: %s", gszOpt_d);
     return bChanged ? 0 : kFailed;
 }

@@ -121,6 +121,12 @@ void print_too_long(const s_DIRECTORIES &directories, int iStrLenPath) {
                 static_cast<int>(std::strlen(directories.szRoVns)), iStrLenPath, kPathLimit);
 }
 
+// A list of directories with one more at its end. An empty element would be the directory in which
+// a program happens to run: none is made.
+std::string with_directory(const std::string &list, const char *cpDirectory) {
+    return list.empty() ? cpDirectory : list + ':' + cpDirectory;
+}
+
 // PATH with the directories that it lacks behind it. Those that it has are emptied: they do not
 // count for the length.
 std::string extended_path(const std::string &old, s_DIRECTORIES *directories) {
@@ -131,7 +137,7 @@ std::string extended_path(const std::string &old, s_DIRECTORIES *directories) {
         if (old.find(directory) != std::string::npos) {
             directory[0] = '\0';
         } else {
-            path += std::string(":") + directory;
+            path = with_directory(path, directory);
         }
     }
     return path;
@@ -181,7 +187,7 @@ bool set_library_path() {
         return true;
     }
     const bool bWhole =
-        text_copy(szLibraryPath, "LD_LIBRARY_PATH=" + old + ":" + kNetwareLibraries);
+        text_copy(szLibraryPath, "LD_LIBRARY_PATH=" + with_directory(old, kNetwareLibraries));
     if (!bWhole || ::putenv(szLibraryPath) != 0) {
         std::printf("error in putenv %s\n", szLibraryPath);
         return false;

@@ -5,7 +5,9 @@
 #include "common/common/LL.h"
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
+#include "common/unix/configuration/ini_file.h"
 #include "common/unix/files/line_reader.h"
+#include "common/unix/trace/screen.h"
 
 #include <charconv>
 #include <cstdlib>
@@ -17,7 +19,7 @@ s_INI_PLACES gIniPlaces = {{"/etc/opt/vorna/vorna.ini", "/etc/vorna2000.ini"}};
 
 namespace {
 
-constexpr int kNameSize = 64;             // a section or key name
+constexpr std::size_t kNameSize = 64;     // a section or key name
 constexpr std::size_t kPlaceLength = 127; // the path of a central file
 constexpr int kListReferenceSize = 512;   // a referenced value in a list
 constexpr int kReferenceDepth = 16;       // references within references, against cycles
@@ -48,9 +50,13 @@ const char *default_identifier(const char *cpIdentifier) {
     return view_of(cpIdentifier).empty() ? "VN_INI" : cpIdentifier;
 }
 
+// A longer name is not found: cut, it would be another's.
+bool is_name(std::string_view name) {
+    return name.size() < kNameSize;
+}
+
 s_WANTED wanted_of(const char *cpReader, std::string_view section, std::string_view key) {
-    s_WANTED wanted = {cpReader, std::string(section.substr(0, kNameSize - 1)),
-                       std::string(key.substr(0, kNameSize - 1))};
+    s_WANTED wanted = {cpReader, std::string(section), std::string(key)};
     for (char &letter : wanted.section) {
         letter = text_lower(letter);
     }
@@ -69,7 +75,8 @@ public:
                 continue;
             }
             if (!inside_) {
-                inside_ = text_begins_with_nocase(*line, wanted_.section);
+                inside_ =
+                    is_name(wanted_.section) && text_begins_with_nocase(*line, wanted_.section);
             } else if (line->front() == '[' && !wanted_.section.empty()) {
                 ended_ = true;
                 return false;
@@ -107,8 +114,8 @@ std::string_view value_of(std::string_view line) {
     return value.substr(0, value.find_last_not_of(' ') + 1);
 }
 
-// False, with the message, when the file cannot be read.
-bool check_open(const line_reader &reader, const char *cpFilename, const s_MESSAGE &msg) {
+// Keeps changes of the file away while it is read. False, with the message, when it cannot be read.
+bool begin_reading(const line_reader &reader, const char *cpFilename, const s_MESSAGE &msg) {
     constexpr char kText[] = "FILE NOT FOUND OR ACCESS PROBLEM";
     if (view_of(cpFilename).empty()) {
         text_print(msg.cpText, msg.iLength, "%s: %s.", kString, kText);
@@ -118,6 +125,7 @@ bool check_open(const line_reader &reader, const char *cpFilename, const s_MESSA
         text_print(msg.cpText, msg.iLength, "%s: %s: %s.", kString, kText, cpFilename);
         return false;
     }
+    lock_ini_for_reading(reader.descriptor());
     return true;
 }
 
@@ -164,7 +172,7 @@ e_RESULT read_value(const char *cpFilename, const s_WANTED &wanted, std::size_t 
                     std::string *value, const s_MESSAGE &msg) {
     {
         line_reader reader(cpFilename);
-        if (!check_open(reader, cpFilename, msg)) {
+        if (!begin_reading(reader, cpFilename, msg)) {
             return MISSING;
         }
         section_lines lines(&reader, wanted);
@@ -175,7 +183,7 @@ e_RESULT read_value(const char *cpFilename, const s_WANTED &wanted, std::size_t 
                 lines.report_missing(msg);
                 return MISSING;
             }
-        } while (!text_begins_with_nocase(line, start));
+        } while (!is_name(wanted.key) || !text_begins_with_nocase(line, start));
         value->assign(value_of(line));
     }
     const e_RESULT result = substitute(cpFilename, wanted.section, iLimit, iDepth, value, msg);
@@ -208,7 +216,7 @@ s_LIST_KEY list_key_of(std::string_view section, std::string_view key) {
         key.remove_suffix(1);
         ++iSigns;
     }
-    return {wanted, std::string(key.substr(0, kNameSize - 1)), iSigns > 0, iSigns > 1};
+    return {wanted, std::string(key), iSigns > 0, iSigns > 1};
 }
 
 bool is_plain_number(std::string_view text) {
@@ -220,10 +228,10 @@ bool is_plain_number(std::string_view text) {
 
 bool matches(const s_LIST_KEY &key, std::string_view line) {
     if (!key.bNumbered) {
-        return text_begins_with_nocase(line, key.start + '=');
+        return is_name(key.start) && text_begins_with_nocase(line, key.start + '=');
     }
     const std::size_t equal = line.find('=');
-    if (equal == std::string_view::npos || equal < key.start.size() ||
+    if (equal == std::string_view::npos || equal < key.start.size() || !is_name(key.start) ||
         !text_begins_with_nocase(line, key.start)) {
         return false;
     }
@@ -243,14 +251,15 @@ std::string suffix_of(std::string_view line) {
     return mark == std::string_view::npos ? "" : std::string(key.substr(mark + 1)) + ':';
 }
 
-// Collects all values of the key, or none when a reference in one of them fails.
+// Collects the values of the key; one whose reference fails is left out, with a trace line.
 bool collect(const char *cpFilename, const s_LIST_KEY &key, std::vector<std::string> *values,
              const s_MESSAGE &msg) {
     line_reader reader(cpFilename);
-    if (!check_open(reader, cpFilename, msg)) {
+    if (!begin_reading(reader, cpFilename, msg)) {
         return false;
     }
     section_lines lines(&reader, key.wanted);
+    bool bFailed = false;
     std::string_view line;
     while (lines.next(&line)) {
         if (!matches(key, line)) {
@@ -258,17 +267,44 @@ bool collect(const char *cpFilename, const s_LIST_KEY &key, std::vector<std::str
         }
         const std::string suffix = key.bWithSuffix ? suffix_of(line) : "";
         std::string value(value_of(line));
-        if (substitute(cpFilename, key.wanted.section, kListReferenceSize - 1, 0, &value, msg) !=
+        if (substitute(cpFilename, key.wanted.section, kListReferenceSize - 1, 0, &value, msg) ==
             FOUND) {
-            return false;
+            values->push_back(suffix + value);
+        } else {
+            bFailed = true;
+            trace_at(TRACE_DETAILS, "i_GetPrivateProfileList: %.*s is left out: %s",
+                     static_cast<int>(line.find('=')), line.data(), msg.cpText);
         }
-        values->push_back(suffix + value);
     }
-    if (values->empty()) {
+    if (values->empty() && !bFailed) { // a failed reference has its message already
         lines.report_missing(msg);
-        return false;
     }
-    return true;
+    return !values->empty();
+}
+
+// The central file that VORNA_INI names; none when the name is too long. That is said once per
+// name: a call reads dozens of values.
+std::string named_central_file(const std::string &name) {
+    static std::string reported;
+    if (name.size() <= kPlaceLength) {
+        return name;
+    }
+    if (reported != name) {
+        reported = name;
+        write_screen("VORNA_INI is longer than " + std::to_string(kPlaceLength) +
+                     " characters and not used: " + name + '\n');
+    }
+    return "";
+}
+
+// The central files in the order in which they are asked.
+std::vector<std::string> central_files() {
+    std::vector<std::string> places;
+    if (const char *cpVariable = std::getenv("VORNA_INI")) {
+        places.push_back(named_central_file(cpVariable));
+    }
+    places.insert(places.end(), {gIniPlaces.cpCentral[0], gIniPlaces.cpCentral[1]});
+    return places;
 }
 
 int count(t_LL list) {
@@ -321,11 +357,7 @@ int i_GET_ROOT_FOR_INI(const char *cpIdentifier, char *cpValue, int iLengthValue
         text_copy(cpValue, iLengthValue, identifier);
         return 1;
     }
-    std::vector<std::string> places;
-    if (const char *cpVariable = std::getenv("VORNA_INI")) {
-        places.emplace_back(std::string_view(cpVariable).substr(0, kPlaceLength));
-    }
-    places.insert(places.end(), {gIniPlaces.cpCentral[0], gIniPlaces.cpCentral[1]});
+    const std::vector<std::string> places = central_files();
     for (const std::string &place : places) {
         if (i_GetPrivateProfileString(place.c_str(), nullptr, identifier.c_str(), cpValue,
                                       iLengthValue, cpMsg, iLengthMsg) == 1) {

@@ -1,9 +1,9 @@
 // Reading configuration. A symbolic identifier ("VN_INI" is the main configuration) names an INI
 // file; the central file, found at fixed places, says where each is. Sections are given with their
 // brackets ("[Pathes]"); the letter case of sections and keys is ignored; section and key names
-// count up to 63 characters, lines up to 1023. Nothing is cached: every read sees the files as
-// they are. All functions fill cpMsg (iLengthMsg bytes, terminated) with the reason of a failure
-// and with an empty text on success.
+// have up to 63 characters (longer ones are not found), lines count up to 1023. Nothing is cached:
+// every read sees the files as they are, and no change of ours half done. All functions fill cpMsg
+// (iLengthMsg bytes, terminated) with the reason of a failure and with an empty text on success.
 #pragma once
 
 #include "common/common/LL.h"
@@ -16,7 +16,8 @@ struct s_INI_PLACES {
 extern s_INI_PLACES gIniPlaces;
 
 // Fills cpValue (iLengthValue bytes) with the path of the identifier's INI file; an identifier that
-// begins with "/" is that path, without one "VN_INI" is meant. Returns 1, or 0 when no central file
+// begins with "/" is that path, without one "VN_INI" is meant. A VORNA_INI of more than 127
+// characters is said on standard error and not used. Returns 1, or 0 when no central file
 // knows the identifier.
 int i_GET_ROOT_FOR_INI(const char *cpIdentifier, char *cpValue, int iLengthValue, char *cpMsg,
                        int iLengthMsg);
@@ -40,7 +41,7 @@ int i_GetPrivateProfileString(const char *cpFilename, const char *cpSection, con
 
 // Appends all values of a key to the list: of every line with exactly that key; with a "#" at the
 // end of cpKey, of the keys that have a decimal number in its place; with "##" likewise, each value
-// as "<text behind the last _ of the key>:<value>". Returns 1; 0 when there is none or a reference
-// fails, the list is then as it was.
+// as "<text behind the last _ of the key>:<value>". A value whose reference fails is left out, with
+// a trace line. Returns 1; 0 when there is none, the list is then as it was.
 int i_GetPrivateProfileList(const char *cpFilename, const char *cpSection, const char *cpKey,
                             t_LL tllListOfValues, char *cpMsg, int iLengthMsg);

@@ -6,13 +6,12 @@
 #include "common/common/text.h"
 #include "common/common/types.h"
 #include "common/unix/configuration/ini.h"
-#include "common/unix/files/append.h"
+#include "common/unix/configuration/ini_file.h"
 #include "common/unix/files/descriptor.h"
 #include "common/unix/files/regular_file.h"
 
-#include <cstring>
+#include <cerrno>
 #include <dictionary.h>
-#include <fcntl.h>
 #include <memory>
 #include <string>
 #include <unordered_map>
@@ -82,78 +81,100 @@ bool load_line(std::string_view line, s_INI *ini, s_SECTION **current) {
     return dictionary_set((*current)->entries.get(), key.c_str(), value.c_str()) == 0;
 }
 
-bool load(const char *cpFile, s_INI *ini) {
-    std::string text;
-    // No value of the dictionary could carry a NUL byte.
-    if (!read_regular(cpFile, &text) || text.find('\0') != std::string::npos) {
-        return false;
-    }
+bool load(std::string_view text, s_INI *ini) {
     s_SECTION *current = add_section(ini, "");
-    std::string_view rest = text;
-    while (!rest.empty()) {
-        if (!load_line(text_take_line(&rest), ini, &current)) {
-            return false;
-        }
+    // No value of the dictionary could carry a NUL byte.
+    bool bLoaded = text.find('\0') == std::string_view::npos;
+    while (bLoaded && !text.empty()) {
+        bLoaded = load_line(text_take_line(&text), ini, &current);
     }
-    return ini->sections.size() > 1;
+    return bLoaded;
 }
 
-void dump_entries(const dictionary *entries, std::string *text) {
+void dump_entries(const dictionary *entries, const char *cpEqual, std::string *text) {
     for (int i = 0; i < entries->n; ++i) {
-        *text += std::string(entries->key[i]) + '=' + entries->val[i] + '\n';
+        *text += std::string(entries->key[i]) + cpEqual + entries->val[i] + '\n';
     }
 }
 
 std::string dump(const s_INI &ini) {
     std::string text;
+    if (ini.sections.size() == 1) { // only entries without a section: a layout of its own
+        dump_entries(ini.sections[0].entries.get(), " = ", &text);
+        return text;
+    }
     for (const s_SECTION &section : ini.sections) {
         if (!section.name.empty()) {
             text += "\n[" + section.name + "]\n";
         }
-        dump_entries(section.entries.get(), &text);
+        dump_entries(section.entries.get(), "=", &text);
     }
     return text + '\n';
 }
 
-bool write_in_place(const char *cpFile, const std::string &text) {
-    unique_fd file(::open(cpFile, O_WRONLY | O_TRUNC | O_NOCTTY | O_CLOEXEC));
-    return file && write_all(file.get(), text) && file.reset() == 0;
-}
+// "<section>:<key>" is stored in a buffer of this size.
+constexpr std::size_t kEntrySize = 256;
 
-// The entry's name is formed in a buffer of this size; what of the key does not fit is cut off.
-constexpr int kEntrySize = 256;
-
-bool set_entry(s_INI *ini, const char *cpSection, const char *cpKey, const char *cpValue) {
-    char szEntry[kEntrySize];
-    text_print(szEntry, "%s:%s", cpSection, cpKey);
-    const std::size_t length = std::strlen(cpSection);
-    s_SECTION *section = *cpSection == '\0' ? nullptr : find_section(ini, cpSection);
-    if (section == nullptr || length + 1 >= std::strlen(szEntry)) {
-        return section == nullptr; // an entry without its section is not part of the file
+// True when the entry would be read back as what it is meant to be: a value with a line end, a key
+// that looks like a comment, a section or the value's beginning would not.
+bool can_be_stored(std::string_view section, std::string_view key, std::string_view value) {
+    constexpr std::string_view kLineEnds = "\r\n";
+    for (const std::string_view text : {section, key, value}) {
+        if (text.find_first_of(kLineEnds) != std::string_view::npos) {
+            return false;
+        }
     }
-    return dictionary_set(section->entries.get(), szEntry + length + 1, cpValue) == 0;
+    const std::string_view name = text_stripped(key);
+    return !name.empty() && std::string_view("#;[").find(name.front()) == std::string_view::npos &&
+           name.find('=') == std::string_view::npos && section.size() + 1 + key.size() < kEntrySize;
 }
 
-bool has_line_end(const char *cpText) {
-    return std::strpbrk(cpText, "\r\n") != nullptr;
+// An entry without its section is not part of the file.
+bool set_entry(s_INI *ini, const char *cpSection, const char *cpKey, const char *cpValue) {
+    s_SECTION *section = *cpSection == '\0' ? nullptr : find_section(ini, cpSection);
+    return section == nullptr || dictionary_set(section->entries.get(), cpKey, cpValue) == 0;
+}
+
+// Reads, changes and writes the file. False; with a message when it is whole and could not be
+// written.
+bool change_file(const char *cpFile, const char *cpSection, const char *cpKey, const char *cpValue,
+                 char *cpMsg, int iLengthMsg) {
+    const unique_fd file = open_ini_for_change(cpFile);
+    if (!file && errno == EWOULDBLOCK) {
+        text_print(cpMsg, iLengthMsg, "write to %s: locked by another process", cpFile);
+    }
+    s_INI ini;
+    std::string before;
+    if (!file || !read_to_end(file.get(), &before) || !load(before, &ini) ||
+        !set_entry(&ini, cpSection, cpKey, cpValue)) {
+        return false;
+    }
+    const int iErrno = rewrite_ini(file.get(), before, dump(ini));
+    if (iErrno != 0) {
+        text_print(cpMsg, iLengthMsg, "write to %s: %s", cpFile, error_text(iErrno).c_str());
+    }
+    return iErrno == 0;
 }
 
 } // namespace
 
-int i_change_ini(const char *cpIni, const char *cpSection, const char *cpKey, const char *cpValue) {
+int i_CHANGE_INI_VALUE(const char *cpIni, const char *cpSection, const char *cpKey,
+                       const char *cpValue, char *cpMsg, int iLengthMsg) {
+    text_copy(cpMsg, iLengthMsg, "");
     if (cpIni == nullptr || cpIni[0] == '\0') {
         cpIni = "VN_INI";
     }
     trace_at(TRACE_DETAILS, "Change INI file: %s %s %s %s", cpIni, cpSection, cpKey, cpValue);
-    if (has_line_end(cpSection) || has_line_end(cpKey) || has_line_end(cpValue)) {
-        return 0;
-    }
     char szFile[1024];
     char szMsg[kMessageSize];
-    s_INI ini;
-    if (i_GET_ROOT_FOR_INI(cpIni, szFile, sizeof szFile, szMsg, sizeof szMsg) != 1 ||
-        !load(szFile, &ini) || !set_entry(&ini, cpSection, cpKey, cpValue)) {
+    if (!can_be_stored(cpSection, cpKey, cpValue) ||
+        i_GET_ROOT_FOR_INI(cpIni, szFile, sizeof szFile, szMsg, sizeof szMsg) != 1) {
         return 0;
     }
-    return write_in_place(szFile, dump(ini)) ? 1 : 0;
+    return change_file(szFile, cpSection, cpKey, cpValue, cpMsg, iLengthMsg) ? 1 : 0;
+}
+
+int i_change_ini(const char *cpIni, const char *cpSection, const char *cpKey, const char *cpValue) {
+    char szMsg[kMessageSize];
+    return i_CHANGE_INI_VALUE(cpIni, cpSection, cpKey, cpValue, szMsg, sizeof szMsg);
 }

@@ -15,10 +15,11 @@
 
 namespace {
 
-constexpr std::size_t kVariableLength = 250; // a longer name is no variable's, but a long path
-constexpr std::size_t kPathLength = 1023;    // characters of a value that resolve_path keeps
-constexpr std::size_t kRestLength = 511;     // characters of a rest that resolve_path keeps
-constexpr int kValueSize = 4096;             // more than a system takes as a path
+// A longer name is no variable's: with its ending it would be no file's.
+constexpr std::size_t kVariableLength = 255 - sizeof ".sgv" + 1;
+constexpr std::size_t kPathLength = 1023; // characters of a value that resolve_path keeps
+constexpr std::size_t kRestLength = 511;  // characters of a rest that resolve_path keeps
+constexpr int kValueSize = 4096;          // more than a system takes as a path
 
 void look_up_variable(std::string name, s_REFERENCE *reference) {
     char szValue[GLBV_VALUE_SIZE];
@@ -59,10 +60,11 @@ std::string text_of(const s_REFERENCE &reference) {
 s_REFERENCE look_up_reference(std::string_view text, e_REFERENCE_STORE eStore) {
     s_REFERENCE reference;
     const std::size_t colon = std::min(text.find(':'), text.size());
-    if (eStore != REFERENCE_PATHES) {
+    const bool bPath = !text.empty() && text.front() == '/';
+    if (eStore != REFERENCE_PATHES && !bPath) {
         look_up_variable(variable_name(text), &reference);
     }
-    if (eStore != REFERENCE_VARIABLE && !reference.bKnown) {
+    if (eStore != REFERENCE_VARIABLE && !reference.bKnown && !bPath) {
         look_up_path(std::string(text.substr(0, colon)), &reference);
     }
     if (!reference.bKnown) {

@@ -17,6 +17,9 @@ public:
 
     bool is_open() const { return static_cast<bool>(file_); }
 
+    // For locks; -1 when the file is not open.
+    int descriptor() const { return file_.get(); }
+
     // Reads the next line without its line feed, up to a NUL byte if it has one; false at the end
     // of the file. The line is valid until the next call.
     bool next(std::string_view *line);

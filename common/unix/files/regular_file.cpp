@@ -57,15 +57,10 @@ bool read_stream_line(std::FILE *stream, char *szLine, int iSize) {
     return true;
 }
 
-bool read_regular(const char *cpFile, std::string *text) {
-    text->clear();
-    const unique_fd file = open_regular(cpFile);
-    if (!file) {
-        return false;
-    }
+bool read_to_end(int fd, std::string *text) {
     char block[65536];
     for (;;) {
-        const ssize_t got = ::read(file.get(), block, sizeof block);
+        const ssize_t got = ::read(fd, block, sizeof block);
         if (got < 0 && errno == EINTR) {
             continue;
         }
@@ -74,4 +69,10 @@ bool read_regular(const char *cpFile, std::string *text) {
         }
         text->append(block, static_cast<std::size_t>(got));
     }
+}
+
+bool read_regular(const char *cpFile, std::string *text) {
+    text->clear();
+    const unique_fd file = open_regular(cpFile);
+    return file && read_to_end(file.get(), text);
 }

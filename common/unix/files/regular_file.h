@@ -21,5 +21,8 @@ bool read_stream_line(std::FILE *stream, char *szLine, int iSize);
 // Owns nothing, with errno (EINVAL for anything but a regular file), when that fails.
 unique_fd create_regular(const char *cpFile);
 
+// Reads a descriptor to its end, behind what *text holds. False with errno when that fails.
+bool read_to_end(int fd, std::string *text);
+
 // Reads a regular file whole into *text. False with errno when it cannot be opened or read.
 bool read_regular(const char *cpFile, std::string *text);

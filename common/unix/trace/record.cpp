@@ -23,6 +23,17 @@ namespace {
 str_log *pstrFirstLog = nullptr; // the first record ever configured
 bool iLogEnabledMsg = false;
 
+// The number that a text begins with, behind blanks and a sign; 0 if none.
+int number_of(std::string_view text) {
+    text = text_stripped(text);
+    if (text.size() > 1 && text.front() == '+' && text[1] != '-') {
+        text.remove_prefix(1);
+    }
+    int iNumber = 0;
+    std::from_chars(text.data(), text.data() + text.size(), iNumber);
+    return iNumber;
+}
+
 // The level that module szModule has in the debug switch file, 0 if none.
 int level_of(const char *cpFile, const char *szModule) {
     const std::string key = std::string(szModule) + '=';
@@ -30,10 +41,7 @@ int level_of(const char *cpFile, const char *szModule) {
     std::string_view line;
     while (reader.next(&line)) {
         if (line.substr(0, key.size()) == key) {
-            line = text_stripped(line.substr(line.find('=') + 1));
-            int iLevel = 0;
-            std::from_chars(line.data(), line.data() + line.size(), iLevel);
-            return iLevel;
+            return number_of(line.substr(key.size()));
         }
     }
     return 0;
@@ -47,6 +55,28 @@ void report_missing_path(const char *cpWho, const char *cpKey) {
     write_screen(std::string("FATAL: SET_LOG_MAIN: ") + cpKey + " not set");
 }
 
+// The first line of a record that is configured to trace.
+void announce(const char *cpKeyDebug, str_log *strLog) {
+    char szParent[512];
+    get_parent_info(szParent, sizeof szParent);
+    trace_log(strLog, TRACE_ALWAYS,
+              "Logging %s for module %s: Loglevel %d, PID=%d, parent process: %s",
+              iLogEnabledMsg ? "switched" : "enabled", cpKeyDebug, strLog->iFlg,
+              static_cast<int>(getpid()), szParent);
+    iLogEnabledMsg = true;
+    strLog->iVerify = log_check("STDERR");
+}
+
+// Fills in the trace file. A path that does not fit would be another file: then there is none.
+bool set_file(const std::string &file, const char *cpDirectory, str_log *strLog) {
+    const bool bFullPath = file.find(cpDirectory) != std::string::npos;
+    const bool bFits = text_copy(strLog->szFile, bFullPath ? file : cpDirectory + file);
+    if (!bFits) {
+        strLog->szFile[0] = '\0';
+    }
+    return bFits;
+}
+
 void configure_record(const char *cpKeyFile, const char *cpKeyDebug, const char *cpDirectory,
                       str_log *strLog) {
     const std::string file(cpKeyFile); // may be the record's own
@@ -57,18 +87,9 @@ void configure_record(const char *cpKeyFile, const char *cpKeyDebug, const char 
                   file.c_str(), cpKeyDebug, iLevel);
     }
     strLog->iVerify = 0;
-    strLog->iFlg = iLevel;
-    const bool bFullPath = file.find(cpDirectory) != std::string::npos;
-    text_copy(strLog->szFile, bFullPath ? file : cpDirectory + file);
-    if (iLevel > 0) {
-        char szParent[512];
-        get_parent_info(szParent, sizeof szParent);
-        trace_log(strLog, TRACE_ALWAYS,
-                  "Logging %s for module %s: Loglevel %d, PID=%d, parent process: %s",
-                  iLogEnabledMsg ? "switched" : "enabled", cpKeyDebug, iLevel,
-                  static_cast<int>(getpid()), szParent);
-        iLogEnabledMsg = true;
-        strLog->iVerify = log_check("STDERR");
+    strLog->iFlg = set_file(file, cpDirectory, strLog) ? iLevel : 0;
+    if (strLog->iFlg > 0) {
+        announce(cpKeyDebug, strLog);
     }
     if (pstrFirstLog == nullptr) {
         pstrFirstLog = strLog;

@@ -7,7 +7,9 @@
 // Configures the record: the trace file is cpKeyFile in the directory gv_rw_lgc (as it stands when
 // it contains that directory), the level that of module cpKeyDebug in debug.ini. The first record
 // ever configured becomes the one that trace writes through. Also chooses the message language.
-// Without gv_rw_lgc the record stays as it was; the protocol and standard error say so.
+// A path that
+// does not fit the record switches the trace off. Without gv_rw_lgc the record stays as it was; the
+// protocol and standard error say so.
 void v_set_log_main(const char *cpKeyFile, const char *cpKeyDebug, str_log *strLog);
 
 // Sets the level and the copy to standard error.

@@ -1,0 +1,106 @@
+// The text of an INI file, see ini_file.h. It is written in place because other programs hold it by
+// its inode and its owner; what comes first is the room for the new text, as blank lines, so that a
+// full disk is met before the old text is touched.
+#include "common/unix/configuration/ini_file.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+#include <string_view>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+s_INI_LOCK_POLICY gIniLockPolicy = {1000, 10000};
+
+namespace {
+
+// False with errno when the lock cannot be had in that time. A system that knows no such lock for
+// the file gives EOPNOTSUPP or the like at once.
+bool lock_within(int fd, int iOperation, int iMsec) {
+    constexpr timespec kMillisecond = {0, 1000000};
+    for (;; --iMsec) {
+        if (::flock(fd, iOperation | LOCK_NB) == 0) {
+            return true;
+        }
+        if ((errno != EWOULDBLOCK && errno != EINTR) || iMsec <= 0) {
+            return false;
+        }
+        ::nanosleep(&kMillisecond, nullptr);
+    }
+}
+
+bool write_at(int fd, std::string_view text, std::size_t iOffset) {
+    while (!text.empty()) {
+        const ssize_t written = ::pwrite(fd, text.data(), text.size(), static_cast<off_t>(iOffset));
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            errno = written == 0 ? EIO : errno;
+            return false;
+        }
+        text.remove_prefix(static_cast<std::size_t>(written));
+        iOffset += static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+// Cuts the file to `size` bytes. Returns the error number of the failure before, or of its own.
+int cut_to(int fd, std::size_t size, int iErrno) {
+    const bool bCut = ::ftruncate(fd, static_cast<off_t>(size)) == 0;
+    return iErrno != 0 || bCut ? iErrno : errno;
+}
+
+// A limit on the size of files is met as an error, not as the signal that ends the process.
+class file_size_signal {
+public:
+    file_size_signal() {
+        struct sigaction ignore = {};
+        ignore.sa_handler = SIG_IGN;
+        ::sigaction(SIGXFSZ, &ignore, &before_);
+    }
+    file_size_signal(const file_size_signal &) = delete;
+    file_size_signal &operator=(const file_size_signal &) = delete;
+    ~file_size_signal() { ::sigaction(SIGXFSZ, &before_, nullptr); }
+
+private:
+    struct sigaction before_ = {};
+};
+
+} // namespace
+
+void lock_ini_for_reading(int fd) {
+    lock_within(fd, LOCK_SH, gIniLockPolicy.iReadMsec);
+}
+
+unique_fd open_ini_for_change(const char *cpFile) {
+    unique_fd file(::open(cpFile, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat status = {};
+    if (!file || ::fstat(file.get(), &status) != 0) {
+        return unique_fd();
+    }
+    if (!S_ISREG(status.st_mode)) {
+        errno = EINVAL;
+        return unique_fd();
+    }
+    if (!lock_within(file.get(), LOCK_EX, gIniLockPolicy.iChangeMsec) && errno == EWOULDBLOCK) {
+        return unique_fd();
+    }
+    return file;
+}
+
+int rewrite_ini(int fd, const std::string &before, const std::string &after) {
+    const file_size_signal ignored;
+    const std::size_t room = std::max(before.size(), after.size());
+    if (!write_at(fd, std::string(room - before.size(), '\n'), before.size())) {
+        return cut_to(fd, before.size(), errno);
+    }
+    // One write of all: until the cut, what the old text was longer is blank lines.
+    if (!write_at(fd, after + std::string(room - after.size(), '\n'), 0)) {
+        const int iErrno = errno;
+        write_at(fd, before, 0);
+        return cut_to(fd, before.size(), iErrno);
+    }
+    return cut_to(fd, after.size(), 0);
+}

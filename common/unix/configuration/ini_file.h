@@ -1,0 +1,27 @@
+// The text of an INI file, read by many processes while one of them changes it. Our own readers and
+// changes take turns by a lock on the open file; a foreign reader sees, at every moment, the lines
+// of the old text or of the new one.
+#pragma once
+
+#include "common/unix/files/descriptor.h"
+
+#include <string>
+
+// How long the lock is waited for. A change holds it for less than a millisecond: who holds it
+// longer is stopped or means no good. A read then goes on without it, a change is refused.
+struct s_INI_LOCK_POLICY {
+    int iReadMsec;
+    int iChangeMsec;
+};
+extern s_INI_LOCK_POLICY gIniLockPolicy;
+
+// Waits until no change of the open file is under way, and keeps changes away until it is closed.
+void lock_ini_for_reading(int fd);
+
+// Opens a regular file for a change, alone until it is closed. Owns nothing, with errno, when that
+// fails: EWOULDBLOCK when another process held the lock all the time.
+unique_fd open_ini_for_change(const char *cpFile);
+
+// Replaces the text `before` of the open file by `after`, in place. 0, or the error number: then
+// the file holds the old text.
+int rewrite_ini(int fd, const std::string &before, const std::string &after);
