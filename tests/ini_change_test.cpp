@@ -104,21 +104,26 @@ TEST(IniChange, FullDiskLeavesTheOldFileAndIsSaid) {
     const std::string file = installation.path("x.ini"), old = "\n[A]\nk=1\n\n[B]\nl=1\n\n";
     write_file(file, old);
     for (const size_t more : {size_t{0}, size_t{1}, size_t{99}}) {
-        EXPECT_EQ(
-            with_file_limit(old.size() + more,
-                            [&] {
-                                char msg[256];
-                                const int done = i_CHANGE_INI_VALUE(file.c_str(), "A", "k",
-                                                                    std::string(101, 'v').c_str(),
-                                                                    msg, sizeof msg);
-                                return done * 2 + (msg != "write to " + file + ": File too large");
-                            }),
-            0);
+        EXPECT_EQ(with_file_limit(old.size() + more,
+                                  [&] {
+                                      char msg[256];
+                                      const int done = i_CHANGE_INI_VALUE(
+                                          file.c_str(), "A", "k", std::string(101, 'v').c_str(),
+                                          msg, sizeof msg);
+                                      return done * 2 + (std::string(msg) != "File too large");
+                                  }),
+                  0);
         EXPECT_EQ(read_file(file), old) << more;
     }
-    EXPECT_EQ(installation.agent(
-                  {"-f", "u", "-m", "C", "-i", "7", "-n", file, "-s", "A", "-t", "k", "-d", "2"}),
-              (CallResult{0, "", "ID=7\nSTATUS=SUCCESS MSG=\n"}));
+    const std::string full = old + std::string(480, '\n'); // the limit is 512 bytes
+    write_file(file, full);
+    const CallResult told =
+        run_program({"/bin/sh", "-c", "ulimit -f 1; exec \"$@\"", "sh", VN_CLIENT_PROGRAM, "-fu",
+                     "-mC", "-i7", "-n", file, "-sA", "-tk", "-d", std::string(500, 'v')},
+                    {"PATH=/usr/bin:/bin", "VORNA_INI=" + installation.path("vorna.ini")}, {});
+    EXPECT_EQ(told, (CallResult{2, "",
+                                "ID=7\nSTATUS=ERROR MSG=write to " + file + ": File too large\n"}));
+    EXPECT_EQ(read_file(file), full);
 }
 
 TEST(IniChange, WaitsForTheLockButNotForEver) {
@@ -131,7 +136,7 @@ TEST(IniChange, WaitsForTheLockButNotForEver) {
     ASSERT_EQ(flock(held, LOCK_EX), 0);
     char text[256];
     EXPECT_EQ(i_CHANGE_INI_VALUE(file.c_str(), "A", "k", "2", text, sizeof text), 0);
-    EXPECT_EQ(text, "write to " + file + ": locked by another process");
+    EXPECT_STREQ(text, "locked by another process");
     EXPECT_EQ(read_file(file), old);
     char msg[256];
     EXPECT_EQ(i_READ_INI(file.c_str(), "[A]", "k", text, sizeof text, msg, sizeof msg), 1);

@@ -262,9 +262,13 @@ int read_ini_value(char *szMsg) {
 int change_ini_value(char *szMsg) {
     trace_log(&strLog, TRACE_EVENTS, "change ini value from file: %s section: %s key: %s", gszOpt_n,
               gszOpt_s, gszOpt_t);
+    char szReason[kMessageSize];
     const bool bChanged =
-        i_CHANGE_INI_VALUE(gszOpt_n, gszOpt_s, gszOpt_t, gszOpt_d, szMsg, kMessageSize) == 1;
+        i_CHANGE_INI_VALUE(gszOpt_n, gszOpt_s, gszOpt_t, gszOpt_d, szReason, sizeof szReason) == 1;
     trace_log(&strLog, TRACE_EVENTS, "change ini: %s", gszOpt_d);
+    if (szReason[0] != '\0') {
+        return failure(szMsg, "write to ", gszOpt_n, szReason);
+    }
     return bChanged ? 0 : kFailed;
 }
 

@@ -135,13 +135,12 @@ bool set_entry(s_INI *ini, const char *cpSection, const char *cpKey, const char 
     return section == nullptr || dictionary_set(section->entries.get(), cpKey, cpValue) == 0;
 }
 
-// Reads, changes and writes the file. False; with a message when it is whole and could not be
-// written.
+// Loads, changes and rewrites the file. False, with a message when only the writing failed.
 bool change_file(const char *cpFile, const char *cpSection, const char *cpKey, const char *cpValue,
                  char *cpMsg, int iLengthMsg) {
     const unique_fd file = open_ini_for_change(cpFile);
     if (!file && errno == EWOULDBLOCK) {
-        text_print(cpMsg, iLengthMsg, "write to %s: locked by another process", cpFile);
+        text_copy(cpMsg, iLengthMsg, "locked by another process");
     }
     s_INI ini;
     std::string before;
@@ -151,7 +150,7 @@ bool change_file(const char *cpFile, const char *cpSection, const char *cpKey, c
     }
     const int iErrno = rewrite_ini(file.get(), before, dump(ini));
     if (iErrno != 0) {
-        text_print(cpMsg, iLengthMsg, "write to %s: %s", cpFile, error_text(iErrno).c_str());
+        text_copy(cpMsg, iLengthMsg, error_text(iErrno));
     }
     return iErrno == 0;
 }

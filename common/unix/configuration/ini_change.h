@@ -10,7 +10,7 @@
 // old text.
 int i_change_ini(const char *cpIni, const char *cpSection, const char *cpKey, const char *cpValue);
 
-// The same, and fills cpMsg (iLengthMsg bytes) with the reason when the file could not be written;
-// otherwise it is empty.
+// The same, and fills cpMsg (iLengthMsg bytes) with the reason when the file could not be written
+// ("No space left on device"); otherwise it is empty.
 int i_CHANGE_INI_VALUE(const char *cpIni, const char *cpSection, const char *cpKey,
                        const char *cpValue, char *cpMsg, int iLengthMsg);
