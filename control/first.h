@@ -5,6 +5,8 @@
 
 #include <netinet/in.h>
 
+constexpr int kHighestPort = 65535;
+
 // The pauses between the tries of a call, milliseconds.
 struct s_CTRL_POLICY {
     int iResolve; // before the host's name is looked up again

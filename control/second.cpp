@@ -15,7 +15,6 @@ namespace {
 
 // Binds the listener to a port of the range. False when there is none to be had.
 bool bind_listener(int fd, int iStart, int iEnd) {
-    constexpr int kHighestPort = 65535;
     if (iStart < 0 || iStart > kHighestPort) {
         return false;
     }

@@ -113,6 +113,12 @@ void send_request(int fd, const std::string &port, const char *cpUser, const cha
     }
 }
 
+int refuse_port(int iMainPort) {
+    const std::string text = "invalid port of the control daemon: " + std::to_string(iMainPort);
+    vn_processerror(text.c_str());
+    return vn_ctrl_cleanup(VN_CTRL_FAILED);
+}
+
 // Closes the first connection of a call that has failed: nobody reads what is still unsent.
 int give_up(unique_fd *first, int iResult) {
     limit_linger(first->get(), 0);
@@ -127,6 +133,9 @@ int vn_ctrl(char *cpRemoteHost, int iMainPort, int i2ndPortStart, int i2ndPortEn
     *hpSD1 = -1;
     if (hpSD2 != nullptr) {
         *hpSD2 = -1;
+    }
+    if (iMainPort < 0 || iMainPort > kHighestPort) {
+        return refuse_port(iMainPort);
     }
     in_addr host = {};
     if (!resolve_host(cpRemoteHost, &host)) {

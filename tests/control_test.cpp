@@ -97,6 +97,8 @@ TEST_F(Control, TellsWhyThereIsNoConnection) {
                   std::to_string(deaf.port()) + "].");
     EXPECT_EQ(call(full.port(), 1), "253 connect() call timed out for host: [127.0.0.1]. Probably "
                                     "due to a Firewall.");
+    EXPECT_EQ(call(65536 + full.port()),
+              "253 invalid port of the control daemon: " + std::to_string(65536 + full.port()));
     host = "300.1.1.1";
     const std::string told = call(1);
     EXPECT_EQ(told.substr(0, told.find(" (")),

@@ -114,6 +114,15 @@ TEST_F(Dispatcher, RefusesWhatItCannotReach) {
         EXPECT_EQ(got.substr(0, 3), "-1 ") << got;
         EXPECT_NE(got.find(told, got.find('\n') - 0), got.npos) << got;
     }
+    const std::string longest(255, 'x');
+    client("long", "Linux", "CTRL", longest + 'x');
+    EXPECT_EQ(without_protocol(run("long", "a")),
+              "-1 |access options of client long too long: (256 > 255)|||");
+    client("long", "Linux", "RSH", longest);
+    EXPECT_EQ(without_protocol(run("long", "a")), "0 ||||");
+    char message[256];
+    EXPECT_EQ(i_RCMD_EXEC(longest.substr(0, 160).c_str(), "a", message, {}), -1);
+    EXPECT_STREQ(message, "Client name to long: (160 > 159)");
     text_copy(request->szOutFile, in.path("out"));
     EXPECT_EQ(run("ceres", "anything", false), "0 ||||");
     EXPECT_EQ(lines_of(read_file(in.path("out")).value_or("")).size(), 1U);
@@ -142,6 +151,9 @@ TEST_F(Dispatcher, CallsTheControlDaemon) {
                 "\nI003-BASICS [<pid>]: RemoteCmd CTRLC_LIB_CALL: -t 0 -l root -o port=0 -p " +
                 port + " 127.0.0.1 " + command + expected.substr(lists));
     }
+    client("127.0.0.1", "Linux", "CTRL", "-p 4294978297"); // 11001 in 32 bits
+    EXPECT_EQ(without_protocol(run("127.0.0.1", "a")),
+              "-253 |invalid port of the control daemon: 2147483647|||");
     const Daemon daemon(in, "-r no -u 250");
     in.set_ini(in.path("rw/ini/vn.ini"), "CTRLD_Server", "CTRLD_Port", std::to_string(daemon.port));
     client("127.0.0.1", "Windows 2008", "C", "NULL");

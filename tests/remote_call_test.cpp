@@ -123,6 +123,9 @@ TEST_F(RemoteCall, FeedsAFile) {
         EXPECT_EQ(call("tr -d '\\n' | wc -c"), "0 ||" + std::to_string(size) + ";|");
         EXPECT_EQ(call("exit 4"), "4 |||");
     }
+    in_file = in.path(std::string(300, 'm'));
+    EXPECT_EQ(call("cat"), "1 |ERROR: fopen(..." + std::string(160, 'm') +
+                               ", \"r\") failed (36): File name too long||");
     in_file = in.path("missing");
     EXPECT_EQ(call("cat"),
               "1 |ERROR: fopen(" + in_file + ", \"r\") failed (2): No such file or directory||");

@@ -122,6 +122,16 @@ int refuse_mode(RCMD *pRCmd, const char *cpMode, str_log *strLog) {
     return -1;
 }
 
+// Options that would be cut might name another port, key or file.
+int refuse_options(RCMD *pRCmd, const char *cpOptions, str_log *strLog) {
+    text_print(pRCmd->szMsg, "access options of client %s too long: (%lu > %d)", pRCmd->szClient,
+               static_cast<unsigned long>(std::strlen(cpOptions)),
+               static_cast<int>(sizeof pRCmd->szPortOpt) - 1);
+    trace_log(strLog, TRACE_EVENTS, "RCMD: Error: %s", pRCmd->szMsg);
+    PROT("E014-HOSTS   %s", pRCmd->szMsg);
+    return -1;
+}
+
 // A high exit state is always reported, another unless the caller does not want it.
 void report_exit(int iExit, RCMD *pRCmd) {
     if (iExit == 0 || (iExit <= 126 && pRCmd->bAvoidErrProt)) {
@@ -142,7 +152,10 @@ int run_remote(RCMD *pRCmd, str_log strLog) {
         return -1;
     }
     text_copy(pRCmd->szPlatform, client.szPlatform);
-    text_copy(pRCmd->szPortOpt, std::strcmp(client.szOptions, "NULL") == 0 ? "" : client.szOptions);
+    const bool bNone = std::strcmp(client.szOptions, "NULL") == 0;
+    if (!text_copy(pRCmd->szPortOpt, bNone ? "" : client.szOptions)) {
+        return refuse_options(pRCmd, client.szOptions, &strLog);
+    }
     if (is_netware(*pRCmd)) {
         return answer_netware(pRCmd, &strLog);
     }
@@ -208,7 +221,7 @@ bool check_lengths(RCMD *pRCmd) {
     return true;
 }
 
-// A request for a synchronous run, null with the message when the command does not fit.
+// A request for a synchronous run, null with the message when command or client do not fit.
 std::unique_ptr<RCMD> new_request(const char *cpClient, const char *cpCmd, char *cpMsg) {
     auto request = std::make_unique<RCMD>();
     if (!text_copy(request->szCmd, cpCmd)) {
@@ -216,7 +229,12 @@ std::unique_ptr<RCMD> new_request(const char *cpClient, const char *cpCmd, char 
                    static_cast<long>(std::strlen(cpCmd)), kCommandLimit);
         return nullptr;
     }
-    text_copy(request->szClient, cpClient);
+    if (!text_copy(request->szClient, cpClient)) {
+        text_print(cpMsg, sizeof request->szMsg, "Client name to long: (%lu > %d)",
+                   static_cast<unsigned long>(std::strlen(cpClient)),
+                   static_cast<int>(sizeof request->szClient) - 1);
+        return nullptr;
+    }
     request->bAvoidErrProt = 1;
     return request;
 }

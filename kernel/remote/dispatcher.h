@@ -15,7 +15,7 @@ int i_RCMD_EXEC(const char *cpClient, const char *cpCmd, char *cpMsg, str_log st
 
 // Runs a command for a client and searches its output with a regular expression. Returns 1 when a
 // line matches, or when there is no line or the expression does not compile, 0 when none matches,
-// or the command does not fit; below 0 what i_RCMD returned. cpSearch (512 bytes) may end in "^":
-// the matching line then replaces it. cpMsg (256 bytes) gets the message.
+// or command or client do not fit; below 0 what i_RCMD returned. cpSearch (512 bytes) may end in
+// "^": the matching line then replaces it. cpMsg (256 bytes) gets the message.
 int i_RCMD_SEARCH(const char *cpClient, const char *cpCmd, char *cpSearch, char *cpMsg,
                   str_log strLog);

@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -27,13 +28,16 @@ struct s_PORT_RANGE {
     int iEnd;
 };
 
-// The ports that the option "-o port=9000-9010" allows for the second connection; 0-0 is any.
-s_PORT_RANGE port_range(const char *cpOptions, str_log *strLog) {
-    const char *cpOption = std::strstr(cpOptions, "-o");
-    if (cpOption == nullptr) {
-        return {0, 0};
-    }
-    trace_log(strLog, TRACE_DETAILS, "Use restricted port range bcs. of argument %s", cpOption);
+// The number at the text's beginning. One that is too large stays so large that it is no port: it
+// must not become another one.
+int port_number(const char *cpText) {
+    constexpr long kSmallest = std::numeric_limits<int>::min();
+    constexpr long kLargest = std::numeric_limits<int>::max();
+    return static_cast<int>(std::clamp(std::strtol(cpText, nullptr, 10), kSmallest, kLargest));
+}
+
+// What the option "-o port=9000-9010", at the text's beginning, says behind the "=".
+std::string range_text(const char *cpOption, str_log *strLog) {
     std::string range = std::strlen(cpOption) > 3 ? cpOption + 3 : cpOption;
     range.erase(0, std::min(range.find_first_not_of(' '), range.size()));
     range.resize(std::min(range.find(' '), range.size())); // what follows is another option
@@ -44,11 +48,21 @@ s_PORT_RANGE port_range(const char *cpOptions, str_log *strLog) {
         range.erase(0, iEqual + 1);
         trace_log(strLog, TRACE_DETAILS, "Port range %s", range.c_str());
     }
-    s_PORT_RANGE ports = {};
-    ports.iStart = static_cast<int>(std::strtol(range.c_str(), nullptr, 10));
+    return range;
+}
+
+// The ports that the options allow for the second connection; 0-0 is any.
+s_PORT_RANGE port_range(const char *cpOptions, str_log *strLog) {
+    const char *cpOption = std::strstr(cpOptions, "-o");
+    if (cpOption == nullptr) {
+        return {0, 0};
+    }
+    trace_log(strLog, TRACE_DETAILS, "Use restricted port range bcs. of argument %s", cpOption);
+    const std::string range = range_text(cpOption, strLog);
+    s_PORT_RANGE ports = {port_number(range.c_str()), 0};
     const std::size_t iDash = range.find('-');
     if (iDash != std::string::npos) {
-        ports.iEnd = static_cast<int>(std::strtol(range.c_str() + iDash + 1, nullptr, 10));
+        ports.iEnd = port_number(range.c_str() + iDash + 1);
     } else {
         trace_log(strLog, TRACE_DETAILS, "Attention: no range delimiter '-' found in: [%s]",
                   range.c_str());
@@ -69,7 +83,7 @@ int connect_daemon(const RCMD &rcmd, const char *cpConverted, s_SOCKETS *sockets
     char szUser[64];
     text_copy(szHost, rcmd.szClient);
     text_copy(szUser, rcmd.szUser);
-    const int iPort = static_cast<int>(std::strtol(rcmd.szPort, nullptr, 10));
+    const int iPort = port_number(rcmd.szPort);
     if (std::strstr(rcmd.szPortOpt, "-d") != nullptr) {
         giSingleConnection = 0;
         trace_log(strLog, TRACE_DETAILS,
@@ -121,10 +135,23 @@ void tell_failure(RCMD *pRCmd, str_log *strLog) {
         trace_log(strLog, TRACE_EVENTS, "ERROR vn_ctrlc: %s", error.c_str());
     } else if (const unique_file file(std::fopen(cpFile, "a+e")); file) {
         std::fprintf(file.get(), "ERROR: %s", error.c_str());
+    } else {
+        trace_log(strLog, TRACE_EVENTS, "ERROR vn_ctrlc: %s", error.c_str());
     }
     const bool bWritten = pRCmd->szErrFile[0] != '\0' && pRCmd->szOutFile[0] != '\0';
     if (pRCmd->szMsg[0] == '\0' && !bWritten) {
         text_copy(pRCmd->szMsg, error); // nobody will find it in a file
+    }
+}
+
+void trace_connected(const RCMD &rcmd, const char *cpConverted, const s_SOCKETS &sockets,
+                     str_log *strLog) {
+    trace_log(strLog, TRACE_DETAILS, "vn_ctrlc call ok for user %s, host %s, cmd [%s]", rcmd.szUser,
+              rcmd.szClient, cpConverted);
+    trace_log(strLog, TRACE_DETAILS, "ctrlc_lib_call: First SOCKET = [%d]", sockets.hFirst);
+    if (sockets.hSecond > 0) {
+        trace_log(strLog, TRACE_DETAILS, "ctrlc_lib_call: With second SOCKET = [%d]",
+                  sockets.hSecond);
     }
 }
 
@@ -244,13 +271,7 @@ int ctrlc_lib_call(RCMD *psctRcmd, str_log strLog) {
                   "--- VN_CTRLC_LIB: ERROR vn_ctrl call failed with return: %d", iOpened);
         return iOpened;
     }
-    trace_log(&strLog, TRACE_DETAILS, "vn_ctrlc call ok for user %s, host %s, cmd [%s]",
-              psctRcmd->szUser, psctRcmd->szClient, converted.data());
-    trace_log(&strLog, TRACE_DETAILS, "ctrlc_lib_call: First SOCKET = [%d]", sockets.hFirst);
-    if (sockets.hSecond > 0) {
-        trace_log(&strLog, TRACE_DETAILS, "ctrlc_lib_call: With second SOCKET = [%d]",
-                  sockets.hSecond);
-    }
+    trace_connected(*psctRcmd, converted.data(), sockets, &strLog);
     const int iExit = run_call(psctRcmd, sockets, strLog);
     close_connections(sockets, iTimeout);
     return iExit;

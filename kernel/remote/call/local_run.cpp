@@ -142,8 +142,9 @@ int start(const char *cpCmd, RCMD *pRCmd, DB_PROC_PIP *pipe, str_log *strLog) {
     }
     if (iResult != 0) {
         const std::string reason = szMsg[0] != '\0' ? szMsg : error_text(errno);
-        text_print(pRCmd->szMsg, "Error in PIPE_OPEN%s for %s: %s", bInput ? "_STDIN" : "", cpCmd,
-                   reason.c_str());
+        constexpr int kShownCommand = 120; // so that the reason has room
+        text_print(pRCmd->szMsg, "Error in PIPE_OPEN%s for %.*s: %s", bInput ? "_STDIN" : "",
+                   kShownCommand, cpCmd, reason.c_str());
     }
     return iResult;
 }

@@ -9,12 +9,22 @@
 #include <cerrno>
 #include <string>
 
+namespace {
+
+constexpr std::size_t kShownName = 160; // of a long name its end, so that the cause has room
+
+} // namespace
+
 unique_file open_call_file(const char *cpName, const char *cpMode, RCMD *pRCmd) {
     const std::string mode = std::string(cpMode) + "e"; // not for children
     unique_file file(std::fopen(cpName, mode.c_str()));
     if (!file) {
-        text_print(pRCmd->szMsg, "ERROR: fopen(%s, \"%s\") failed (%d): %s", cpName, cpMode, errno,
-                   error_text(errno).c_str());
+        const int iErrno = errno;
+        const std::string_view name = cpName;
+        const bool bShort = name.size() <= kShownName;
+        text_print(pRCmd->szMsg, "ERROR: fopen(%s%s, \"%s\") failed (%d): %s", bShort ? "" : "...",
+                   bShort ? cpName : cpName + name.size() - kShownName, cpMode, iErrno,
+                   error_text(iErrno).c_str());
     }
     return file;
 }
