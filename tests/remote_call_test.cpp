@@ -1,5 +1,6 @@
 // Remote calls through the sandbox's control daemon; nothing but their result may stay behind.
 #include "common/common/text.h"
+#include "common/unix/cm_trace.h"
 #include "kernel/vn_ctrlc_lib.h"
 #include "tests/support/daemon.h"
 
@@ -16,6 +17,7 @@ struct RemoteCall : testing::Test {
     std::string daemon_options, options = "-s", in_file, out_file, err_file, whole_command;
     bool lists = true;
     int timeout = 0;
+    str_log log = {};
 
     static std::string emptied(t_LL list) {
         std::string lines;
@@ -43,7 +45,7 @@ struct RemoteCall : testing::Test {
         gRelayPolicy = {0, 1};
         const std::string before = possessions();
         const auto begin = std::chrono::steady_clock::now();
-        std::string told = std::to_string(ctrlc_lib_call(request.get(), {}));
+        std::string told = std::to_string(ctrlc_lib_call(request.get(), log));
         const int limit = timeout > 0 ? timeout + 2 : 20;
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(limit));
         EXPECT_EQ(possessions(), before) << script;
@@ -114,6 +116,31 @@ TEST_F(RemoteCall, WritesFiles) {
         std::remove(out.c_str());
         std::remove(err.c_str());
     }
+}
+
+TEST_F(RemoteCall, TakesTheResultOutOfWhatItWrites) {
+    lists = false;
+    out_file = in.path("out");
+    EXPECT_EQ(call("echo '  STATUS=F MSG=g\t'; echo ' xSTATUS=H'; printf x"), "0 F|g|");
+    EXPECT_EQ(read_file(out_file), "  STATUS=F MSG=g\t\n xSTATUS=H\nx");
+}
+
+TEST_F(RemoteCall, TracesWhatItDoes) {
+    v_set_log_main("t.tra", "NOSUCH", &log);
+    v_set_log(2, 0, &log);
+    const auto traced = [&](const char *text) {
+        return read_file(log.szFile).value_or("").find(text) != std::string::npos;
+    };
+    EXPECT_EQ(call("printf abc"), "0 ||abc;|");
+    EXPECT_TRUE(traced("process rest of stdout buffer"));
+    EXPECT_FALSE(traced("!!! LF position"));
+    EXPECT_EQ(call("head -c 8192 /dev/zero | tr '\\0' x").substr(0, 5), "0 ||x");
+    EXPECT_TRUE(traced("szGetLine: !!! LF position 8192 == line size 8192 (buf size 8192)"));
+    std::remove(log.szFile);
+    daemon_options = "-r no";
+    EXPECT_EQ(call(""), "253 |CTRLD reply: no||");
+    EXPECT_TRUE(traced("CloseSocketsAndCleanup: closing 1 sockets"));
+    EXPECT_TRUE(traced("--- VN_CTRLC_LIB: ERROR vn_ctrl call failed with return: 253"));
 }
 
 TEST_F(RemoteCall, FeedsAFile) {

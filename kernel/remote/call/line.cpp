@@ -28,6 +28,12 @@ bool find_line(std::string_view data, std::size_t iLimit, std::string_view *line
     return true;
 }
 
+// False for a line, trimmed or not, that set_result takes nothing from; cheap, for the many.
+bool may_hold_result(std::string_view line) {
+    const std::size_t iFirst = line.find_first_not_of(" \t");
+    return iFirst != std::string_view::npos && (line[iFirst] == 'S' || line[iFirst] == 'M');
+}
+
 void trace_line(std::string_view line, std::size_t iConsumed, std::size_t iBuffered, bool bTrim,
                 str_log *strLog) {
     const int iData = static_cast<int>(iBuffered);
@@ -68,8 +74,14 @@ bool cut_line(std::string_view data, std::size_t iLimit, bool bTrim, RCMD *pRCmd
     if (strLog->iFlg >= TRACE_DETAILS) {
         trace_line(line, *piConsumed, data.size(), bTrim, strLog);
     }
-    *text = text_of_line(line, bTrim);
-    set_result(*text, pRCmd);
+    if (text == nullptr && !may_hold_result(line)) {
+        return true;
+    }
+    const std::string_view counting = text_of_line(line, bTrim);
+    set_result(counting, pRCmd);
+    if (text != nullptr) {
+        *text = counting;
+    }
     return true;
 }
 

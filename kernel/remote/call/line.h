@@ -13,8 +13,8 @@ std::string_view text_of_line(std::string_view line, bool bTrim);
 void set_result(std::string_view line, RCMD *pRCmd);
 
 // Cuts the first line off the data: up to its LF or CR LF, or iLimit characters without one. *text
-// is the line as it counts, *piConsumed the bytes with the line end; the result is taken out of it
-// into pRCmd. False when no line is complete.
+// is the line as it counts (null: not wanted, which is quicker), *piConsumed the bytes with the
+// line end; the result is taken out of it into pRCmd. False when no line is complete.
 bool cut_line(std::string_view data, std::size_t iLimit, bool bTrim, RCMD *pRCmd, str_log *strLog,
               std::string_view *text, std::size_t *piConsumed);
 

@@ -90,11 +90,8 @@ void append_in_place(t_LL list, std::string_view text) {
     InsLastLLf(list, text.size() + 1, text.data());
 }
 
-// Appends a line to the stream's list, if it has one. bInPlace: the byte behind the text is free.
+// Appends a line to the stream's list. bInPlace: the byte behind the text is free.
 void append_line(const s_RELAY &r, const s_STREAM &stream, std::string_view text, bool bInPlace) {
-    if (stream.list == nullptr) {
-        return;
-    }
     if (bInPlace) {
         append_in_place(stream.list, text);
     } else {
@@ -108,14 +105,17 @@ void append_line(const s_RELAY &r, const s_STREAM &stream, std::string_view text
 // Cuts the complete lines off the stream's data, which is moved only when it is all looked at.
 void cut_lines(s_RELAY *r, s_STREAM *stream) {
     std::string_view text;
+    std::string_view *wanted = stream->list != nullptr ? &text : nullptr;
     std::size_t iConsumed = 0;
     for (;;) {
         const char *data = stream->buffer + stream->iBegin;
         if (!cut_line({data, stream->iEnd - stream->iBegin}, kLineLength, true, r->pRCmd, r->strLog,
-                      &text, &iConsumed)) {
+                      wanted, &iConsumed)) {
             break;
         }
-        append_line(*r, *stream, text, text.data() + text.size() < data + iConsumed);
+        if (wanted != nullptr) {
+            append_line(*r, *stream, text, text.data() + text.size() < data + iConsumed);
+        }
         stream->iBegin += iConsumed;
     }
     std::memmove(stream->buffer, stream->buffer + stream->iBegin, stream->iEnd - stream->iBegin);
@@ -159,8 +159,10 @@ void store_rest(s_RELAY *r, s_STREAM *stream) {
         trace_log(r->strLog, TRACE_DETAILS, "process rest of %s buffer",
                   stream->iNumber == 1 ? "stdout" : "stderr");
         const std::string_view text = text_of_line({stream->buffer, stream->iEnd}, true);
-        append_line(*r, *stream, text, false);
         set_result(text, r->pRCmd);
+        if (stream->list != nullptr) {
+            append_line(*r, *stream, text, false);
+        }
     }
 }
 
