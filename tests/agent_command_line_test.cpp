@@ -169,7 +169,11 @@ TEST(CallTrace, SwitchedByFunctionLetter) {
     for (const auto &[value, traced] : {std::pair("tG", true), {"tR", false}, {"?G", false}}) {
         in.set_glbv("gv_client_trace", value);
         EXPECT_EQ(call(in, "-r -f G -i 7 -n a").err != record("7", 0, "value"), traced) << value;
-        EXPECT_EQ(in.trace().size() > 3, traced) << value;
+        const std::vector<std::string> lines = in.trace();
+        EXPECT_EQ(lines.size() > 3, traced) << value;
+        const std::string port =
+            "<time>#   Got VTPD_PORT 11001 from vtpd.ini section [VTPD_Server]";
+        EXPECT_EQ(std::find(lines.begin(), lines.end(), port) != lines.end(), traced) << value;
         EXPECT_EQ(in.trace().at(2), "<time>#   v_set_log: Set loglevel 1, verbose 0");
         fs::remove(in.path("rw/lgc/vn_client_.lgc"));
     }

@@ -158,7 +158,7 @@ bool read_port(char *cpMsg, int iLength) {
 void find_port() {
     char szMsg[256];
     if (read_port(szMsg, sizeof szMsg)) {
-        trace_log(&strLog, TRACE_DETAILS, "Got VTPD_PORT %s from vtpd.ini section [VTPD_Server]",
+        trace_log(&strLog, TRACE_EVENTS, "Got VTPD_PORT %s from vtpd.ini section [VTPD_Server]",
                   gszPort);
         return;
     }
@@ -247,7 +247,7 @@ void ARGUMENTS(int argc, char ***pArgv) {
         switch_trace();
     }
     find_port();
-    trace_log(&strLog, TRACE_DETAILS, "%s  %s  %s  %s", gszRo, gszRwIni, gszRwTmp, szTraceFile);
+    trace_log(&strLog, TRACE_EVENTS, "%s  %s  %s  %s", gszRo, gszRwIni, gszRwTmp, szTraceFile);
     find_server();
     check_function_and_client();
     trace_call();

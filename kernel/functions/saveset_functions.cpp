@@ -49,11 +49,11 @@ bool copy_mtf(const char *cpSource, const std::string &saveset, const char *cpEn
 
 // The saveset copy: its status is the shell's raw one, as the server knows it.
 int copy_saveset(char *cpMsg) {
-    trace_log(&strLog, TRACE_EVENTS, "Start saveset copy");
     if (gszOpt_s[0] == '\0') {
         text_copy(cpMsg, kMessageSize, "missing option -s command");
         return 2;
     }
+    trace_log(&strLog, TRACE_EVENTS, "Start saveset copy");
     i_setenv_vorna(gszOpt_s);
     std::fflush(stdout);
     const int iStatus = std::system(gszOpt_s);
