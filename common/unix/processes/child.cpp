@@ -14,7 +14,11 @@ bool wait_for_child(pid_t child, int *piStatus, int iOptions) {
 }
 
 int exit_state(int iStatus) {
-    return WIFSIGNALED(iStatus) ? 128 + WTERMSIG(iStatus) : exit_code(iStatus);
+    constexpr int kLost = 127;
+    if (WIFEXITED(iStatus)) {
+        return WEXITSTATUS(iStatus);
+    }
+    return WIFSIGNALED(iStatus) ? 128 + WTERMSIG(iStatus) : kLost;
 }
 
 int exit_code(int iStatus) {

@@ -291,15 +291,6 @@ void lock_inquiries(char cFunction, SCT_SEMA *inquiry) {
     }
 }
 
-int run_operation(char cFunction, SCT_SEMA *pS, str_log *strLog) {
-    char szFile[kPathSize];
-    if (!find_lock_file(pS, szFile)) {
-        return SEMA_ERROR;
-    }
-    trace_log(strLog, TRACE_DETAILS, "sema file name: '%s'", szFile);
-    return x_Semaphore(cFunction, szFile, pS);
-}
-
 } // namespace
 
 int x_Semaphore(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
@@ -335,13 +326,16 @@ int x_Semaphore(char cFunction, const char *cpSemaFile, SCT_SEMA *pS) {
 
 int i_SEMA(char cFunction, SCT_SEMA *pS, str_log strLog) {
     trace_log(&strLog, TRACE_EVENTS, "+++ SEMA [%6d] %c %s", own_pid(), cFunction, pS->szSema);
+    char szFile[kPathSize];
+    const bool bFile = find_lock_file(pS, szFile);
+    trace_log(&strLog, TRACE_DETAILS, "sema file name: '%s'", szFile);
     SCT_SEMA inquiry = {};
     text_print(inquiry.szSema, "inq_%s", pS->szSema);
     text_copy(inquiry.szCaller, pS->szCaller);
     if (cFunction == '?') {
         lock_inquiries('+', &inquiry);
     }
-    const int eState = run_operation(cFunction, pS, &strLog);
+    const int eState = bFile ? x_Semaphore(cFunction, szFile, pS) : int{SEMA_ERROR};
     if (eState == SEMA_ERROR || eState == SEMA_FATAL) {
         log_error(eState, cFunction, pS, strLog);
     }
