@@ -154,6 +154,12 @@ TEST_F(Catalogue, ToolThatDiesOrNeverEndsALineIsAFailure) {
                                          : "0 " + tool + told + sql_error + "SQLcommand: " + tool +
                                                told + ": " + statement);
     }
+    for (const int more : {0, 1}) { // the longest line, and one byte more
+        const std::string bytes = std::to_string((1 << 20) + more);
+        use_tool("printf 'SQL-1>\\n\\na\\t\\n'; head -c " + bytes +
+                 " /dev/zero | tr '\\0' x; printf '\\n'");
+        EXPECT_EQ(sql(select).substr(0, 4), more == 0 ? "1 1 " : "0 <d");
+    }
 }
 
 TEST_F(Catalogue, ExportIsWholeOrAsBefore) {

@@ -9,8 +9,8 @@
 // *piStatus is 0 then.
 bool wait_for_child(pid_t child, int *piStatus, int iOptions = 0);
 
-// The exit state as a shell tells it: the exit code, or 128 and the signal that ended the child; 127
-// for one that has not come to its end.
+// The exit state as a shell tells it: the exit code, or 128 and the signal that ended the child;
+// 127 for one that has not come to its end.
 int exit_state(int iStatus);
 
 // The exit code alone (0-255); 0 for a child that a signal ended, the signal for one that is only
