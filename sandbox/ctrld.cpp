@@ -220,7 +220,11 @@ void log_request(const std::string &file, const s_REQUEST &request) {
     }
     line += '\n';
     const int fd = ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
-    if (fd < 0 || ::write(fd, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
+    if (fd < 0) {
+        std::perror(file.c_str());
+        return;
+    }
+    if (::write(fd, line.data(), line.size()) != static_cast<ssize_t>(line.size())) {
         std::perror(file.c_str());
     }
     ::close(fd);

@@ -55,10 +55,11 @@ struct AgentDevices : testing::Test {
         const std::string s = "Maximal_Number_Of_Parallel_Streams_",
                           my = "# my %s%n\n Size = 1 \r\n" + s,
                           end = "[" + p + "N]\nk=" + std::string(70000, 'l') + "\n\nno end";
-        if (!after)
+        if (!after) {
             return "# [Tape] or [VNS_Tape]\n[" + p + "Device]\nDevice_Name_0=x\n[Other]\nk=v\n[" +
                    p + "Tape]\n" + "Tapemark_Type_0=OLD\n" + my + "0=9\n#\n" + s +
                    "1=9\n;Tapemark_Type\n" + end;
+        }
         return "[" + p + "Device]\nMaximal_Number_Of_Devices=3\nDevice_Name_0=/dev/nst4\n" +
                "Device_Name_1=disk7\nDevice_Name_2=disk8\nDevice_Type_0=L6\nDevice_Type_1=CD\n" +
                "Device_Type_2=HD\n\n[" + p + "Disk]\nDirectory=" + in.path("rw/ini/\n\n[") + p +
@@ -107,10 +108,12 @@ TEST_F(AgentDevices, Figures) {
     const std::string a = "2 1 STATUS: VNS_WRT THROUGHPUT: 12.5 GB/h INFO: 1:2 READY",
                       b = "0 0 STATUS: IDLE THROUGHPUT: 0.0 GB/h INFO: - READY";
     shell("vn_perf 3 VNS_WRT 12.5 2 1 99 1:2");
-    for (const std::string arguments : {"d:3", "d -s 3 -t 3", "d -s 3 -t abc", "d -s 3 -t 2:0"})
+    for (const std::string arguments : {"d:3", "d -s 3 -t 3", "d -s 3 -t abc", "d -s 3 -t 2:0"}) {
         expect("p -d " + arguments, 0, a, "ID=7\n" + a + "\n");
-    for (const std::string timer : {"-1:5", "0:3"})
+    }
+    for (const std::string timer : {"-1:5", "0:3"}) {
         expect("p -d d:3 -t " + timer, 1, "invalid number of samples: " + timer);
+    }
     const auto before = std::chrono::steady_clock::now();
     expect("p -d d:3 -t 1:9", 0, a); // the pause is one between samples
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(8));
@@ -142,10 +145,12 @@ TEST_F(AgentDevices, ConfigureRefuses) {
     play("vn_main", "echo >../reloaded");
     write_file(in.path("rw/ini/disk3"), "stays");
     in.set_glbv("gv_client_c_0", good);
-    for (const std::string count : {"0", "x2"})
+    for (const std::string count : {"0", "x2"}) {
         expect("c -d " + count, 0, "there no drives to configure");
-    for (const std::string count : {"-1", "201", "99999999999999999999"})
+    }
+    for (const std::string count : {"-1", "201", "99999999999999999999"}) {
         expect("c -d " + count, 1, "invalid number of drives: " + count);
+    }
     EXPECT_EQ(in.get_glbv("gv_client_c_0"), good);
     for (const std::string &drive : std::initializer_list<std::string>{
              "0 /x T TAPE FILE", "0 /x T TAPE FILE one", "0 /x 1234567890123456 TAPE FILE 1",

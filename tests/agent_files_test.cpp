@@ -86,11 +86,13 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"D -n .", 0, "", "."},
         {"D -n 'a  b/c/'", 0, "", "a  b/c newly created"},
         {"D -n in/x", 1, "", "Not a directory"}};
-    for (const auto &[command, status, out, message] : cases)
+    for (const auto &[command, status, out, message] : cases) {
         expect(in, command, status, out, message);
+    }
 
-    for (const char *name : {"young1", "young2", "young3"})
+    for (const char *name : {"young1", "young2", "young3"}) {
         write_file(work + "/" + name, "");
+    }
     fs::last_write_time(work + "/young3",
                         fs::file_time_type::clock::now() - std::chrono::hours(96));
     EXPECT_NE(in.agent({"-v", "-f", "u", "-m", "d", "-n", "young*", "-t", "3"})
@@ -122,9 +124,10 @@ TEST(AgentFiles, AListingThatIsNotWholeIsAnError) {
     for (const auto &[name, full] :
          {std::pair<std::string, std::string>("PUBLIC_FOLDER", "Public Folders"),
           {"x", "X Y"},
-          {std::string(255, '0'), ""}})
+          {std::string(255, '0'), ""}}) {
         stores += "\"/Zarafa/" + name + "\" fb 2000.01.01 00:00:00 2000.01.01 00:00:00 4096 -, " +
                   full + "\n";
+    }
     EXPECT_EQ(in.agent({"d", "/Zarafa"}, {"", {"PATH=" + in.dir + ":/usr/bin:/bin"}, ""}),
               (CallResult{0, "", stores}));
 }

@@ -41,8 +41,9 @@ struct AgentSavesets : testing::Test {
                                 read_file(lgc).value_or(no);
         EXPECT_EQ(result, (CallResult{sts & 255, "", result.err})) << words;
         EXPECT_TRUE(all.starts_with(std::to_string(sts) + "\n" + text + "\n")) << words << all;
-        for (const std::string &part : {"ID=7\nSTATUS=" + state + " MSG=" + text, trace, end})
+        for (const std::string &part : {"ID=7\nSTATUS=" + state + " MSG=" + text, trace, end}) {
             EXPECT_NE(all.find(part + "\n"), all.npos) << words << ": " << part << "\n" << all;
+        }
     }
     // Runs a command for a user: "<result> <message>", and what ran.
     std::string run(const std::string &user, const std::string &cmd,
@@ -91,8 +92,9 @@ TEST_F(AgentSavesets, EveryFunction) {
         {"x -u vbccopy -- true", 2, "missing option -s command", "+++ EXECUTE_COMMAND  vbccopy   "},
         {"x -u vbccopy -s 'kill -1 $$'", 1, "Saveset successfully copied", ""},
         {"x -u vbccopy -s 'exit 1'", 256, "Error during saveset copy", "unexpected exit code 256"}};
-    for (const auto &[words, status, message, trace] : cases)
+    for (const auto &[words, status, message, trace] : cases) {
         expect(words, status, message, trace);
+    }
     EXPECT_EQ(read_file(lis + "SS1.hdr"), std::string("h\0\xff", 3));
     EXPECT_EQ(read_file(lis + "S $(x).trl"), "t\n");
     EXPECT_TRUE(in.agent({"dir", work + "d"}).out.starts_with('"' + work + "d/f\" f_ "));
@@ -116,16 +118,20 @@ TEST_F(AgentSavesets, CommandsOfUsers) {
     write_file(list, "bob *\neve /bin/echo\n# amy *\nann  *\nroot /bin/tru\n");
     EXPECT_EQ(run("bob", "/bin/ls /"), ok + "[bob][-c][/bin/ls /]");
     EXPECT_EQ(run("eve", "/bin/ech *"), ok + "[eve][-c][/bin/ech *]"); // the line contains it
-    for (const char *user : {"amy", "ann", "bo", "root"})
+    for (const char *user : {"amy", "ann", "bo", "root"}) {
         refused(user, "/bin/true");
-    for (const char *user : {"", "-", "-x"})
+    }
+    for (const char *user : {"", "-", "-x"}) {
         refused(user, "tool");
+    }
     for (const std::string program : {"../tool", "\"..\"/tool", "x/../../tool", "$(tool)",
-                                      "tool\t3", "`tool`;", "'tool'|", "to*<"})
+                                      "tool\t3", "`tool`;", "'tool'|", "to*<"}) {
         refused("root", program + " x");
+    }
     refused("root", bin + "../tool");
-    for (const std::string rest : {";:", "&&:", "|:", ">/dev/null", "</dev/null", "&wait"})
+    for (const std::string rest : {";:", "&&:", "|:", ">/dev/null", "</dev/null", "&wait"}) {
         EXPECT_EQ(run("root", "tool" + rest), "0 success[tool]") << rest;
+    }
     EXPECT_EQ(run("root", ";tool"), "2 Command  with user root not allowed");
     // The program's word is bounded, the line only where su gets it.
     const std::string too_long = "2 command is too long", x(1018, 'x'), y = x + "yyyyy",

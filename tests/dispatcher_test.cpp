@@ -220,15 +220,17 @@ TEST_F(Dispatcher, SearchesOutput) {
     }
 }
 
-// A real sshd on a loopback port, with keys of its own; the directory that it asks for under /run
-// is on a file system that only it sees.
+// A real sshd on a loopback port, with keys of its own. The directory that it asks for under /run
+// is on a file system that only it sees, where such a one can be mounted.
 struct Sshd {
     Sshd(const std::string &config, int port) {
         if ((pid = fork()) == 0) {
-            const std::string start = "mount -t tmpfs tmpfs /run && mkdir /run/sshd && "
-                                      "exec /usr/sbin/sshd -D -e -f " +
-                                      config + " 2>/dev/null";
-            execlp("unshare", "unshare", "-m", "sh", "-c", start.c_str(), nullptr);
+            const std::string mount = "mount -t tmpfs tmpfs /run",
+                              sshd = "mkdir -p /run/sshd && exec /usr/sbin/sshd -D -e -f " + config;
+            const std::string start = "exec 2>/dev/null; ! unshare -m " + mount +
+                                      " || exec unshare -m sh -c '" + mount + " && " + sshd +
+                                      "'; " + sshd;
+            execl("/bin/sh", "sh", "-c", start.c_str(), nullptr);
             _exit(127);
         }
         sockaddr_in address = {AF_INET, htons(static_cast<in_port_t>(port)), {}, {}};
@@ -249,16 +251,19 @@ struct Sshd {
 };
 
 TEST_F(Dispatcher, RunsThroughSsh) {
-    if (access("/usr/sbin/sshd", X_OK) != 0 || system("unshare -m true 2>/dev/null") != 0)
-        GTEST_SKIP() << "needs sshd, and the right to mounts of its own";
+    if (access("/usr/sbin/sshd", X_OK) != 0 || geteuid() != 0) {
+        GTEST_SKIP() << "needs sshd, and to be the user root, who logs in";
+    }
     const int port = Listener(-1).port();
     const std::string dir = in.dir + '/', at = "Port " + std::to_string(port) + "\n";
     for (const char *key : {"host", "user"})
         ASSERT_EQ(system(("ssh-keygen -q -t ed25519 -N '' -f " + dir + key).c_str()), 0);
-    // The environment file of a client's installation is not on this machine: it is left out.
+    // The environment file of a client's installation is not on this machine: it is left out. The
+    // shell takes itself for one below another, which reads no start files.
     write_file(dir + "sshd", at + "ListenAddress 127.0.0.1\nHostKey " + dir + "host\n" +
                                  "PidFile none\nUsePAM no\nStrictModes no\nPermitRootLogin yes\n" +
-                                 "AuthorizedKeysFile " + dir + "user.pub\n" +
+                                 "AuthorizedKeysFile " + dir + "user.pub\nPermitUserRC no\n" +
+                                 "SetEnv SHLVL=9 HOME=" + dir + "\n" +
                                  "ForceCommand eval \"${SSH_ORIGINAL_COMMAND#*;}\"\n");
     write_file(dir + "ssh", at + "IdentityFile " + dir + "user\nIdentitiesOnly yes\n" +
                                 "BatchMode yes\nLogLevel ERROR\nStrictHostKeyChecking no\n" +

@@ -47,8 +47,9 @@ TEST(FileUtil, CreateAndDelete) {
     Installation in;
     fs::current_path(in.dir);
     fs::create_directories("w/full/x");
-    for (const char *name : {"f", "w/1.tmp", "w/.tmp"})
+    for (const char *name : {"f", "w/1.tmp", "w/.tmp"}) {
         write_file(name, "");
+    }
     const std::string over = "." + std::string(1021, '/') + "ff"; // cut, it is "f"
     const std::tuple<std::string, int, std::string, int> cases[] = {
         {"a/b/c/", 1, "a/b/c newly created", 1},     {"a\\b", 1, "a/b already existing", 1},
@@ -74,19 +75,22 @@ TEST(FileUtil, CreateAndDelete) {
 TEST(FileUtil, CallsThatCreateOneDirectoryAtOnceAllSucceed) {
     Installation in;
     fs::current_path(in.dir);
-    auto *calls = static_cast<std::atomic<int> *>(mmap(nullptr, sizeof(std::atomic<int>),
-                                                       PROT_READ | PROT_WRITE,
-                                                       MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    constexpr int flags = MAP_SHARED | MAP_ANONYMOUS;
+    // cppcheck-suppress invalidFunctionArg ; without a file the descriptor is -1
+    void *shared = mmap(nullptr, sizeof(std::atomic<int>), PROT_READ | PROT_WRITE, flags, -1, 0);
+    auto *calls = static_cast<std::atomic<int> *>(shared);
     const pid_t child = fork();
     int failures = 0;
     for (int i = 0; i < 300; ++i) {
         char message[256];
-        for (++*calls; *calls < 2 * (i + 1);) // both begin each at once
+        for (++*calls; *calls < 2 * (i + 1);) { // both begin each at once
             sched_yield();
+        }
         failures += i_CREATE_DIR_LOCAL(std::to_string(i).c_str(), message, {}) == 0;
     }
-    if (child == 0)
-        _exit(failures > 0);
+    if (child == 0) {
+        _exit(failures > 0 ? 1 : 0);
+    }
     int status = 0;
     waitpid(child, &status, 0);
     EXPECT_EQ(failures + status, 0);

@@ -39,9 +39,11 @@ struct Store : testing::Test {
     // The variables' files that are there now, without those of the installation itself.
     std::set<std::string> files() const {
         std::set<std::string> names;
-        for (const auto &entry : std::filesystem::directory_iterator(directory))
-            if (std::string name = entry.path().filename(); !name.starts_with("gv_"))
+        for (const auto &entry : std::filesystem::directory_iterator(directory)) {
+            if (std::string name = entry.path().filename(); !name.starts_with("gv_")) {
                 names.insert(name);
+            }
+        }
         return names;
     }
 };
@@ -57,8 +59,9 @@ TEST_F(Store, KeepsAVariableInOneFile) {
     EXPECT_EQ(call('R', "a_b_c"), "?? GLBV a_b_c not existing");
 
     const mode_t mask = umask(0);
-    for (const char *outside : {"..", "../../ini/vn", "/etc/x"})
+    for (const char *outside : {"..", "../../ini/vn", "/etc/x"}) {
         call('w', outside, "v");
+    }
     umask(mask);
     EXPECT_EQ(files(), (std::set<std::string>{"...sgv", ".._.._ini_vn.sgv", "_etc_x.sgv"}));
     struct stat status = {};
@@ -100,8 +103,9 @@ TEST_F(Store, TakesAnEmptyVariableForMissing) {
 }
 
 TEST_F(Store, DeletesOneOrAllThatMatch) {
-    for (const char *name : {"c_1", "c_2", "cx", "d[1]", "d1"})
+    for (const char *name : {"c_1", "c_2", "cx", "d[1]", "d1"}) {
         installation.set_glbv(name, "v");
+    }
     EXPECT_EQ(call('d', "none", "kept"), "kept");
     EXPECT_EQ(call('d', "d[1]", "kept"), "kept"); // no pattern without "*"
     EXPECT_EQ(call('d', "c*_1", "kept"), "kept"); // the pattern must allow for the ending
@@ -129,8 +133,9 @@ TEST_F(Store, SaysInTheLanguageWhatIsWrongWithTheCall) {
         eLang = c.language;
         EXPECT_EQ(call('x', "v"), "?? " + c.letter);
         installation.remove_ini(main_file, "Pathes", "gv_rw_glbv");
-        for (int letter : {'r', 'R', 'w'})
+        for (int letter : {'r', 'R', 'w'}) {
             EXPECT_EQ(call(letter, "v", "lost"), "?? " + c.store + " error reading vn_ini)");
+        }
         installation.set_ini(main_file, "Pathes", "gv_rw_glbv", directory);
     }
 }

@@ -70,8 +70,9 @@ TEST(IniChange, LeavesAloneWhatItCannotTakeIn) {
     const std::string pipe = installation.path("pipe");
     ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     for (const std::string &path : {pipe, installation.dir, installation.path("none"), "/dev/full"s,
-                                    "/" + std::string(5000, 'n')})
+                                    "/" + std::string(5000, 'n')}) {
         EXPECT_EQ(i_change_ini(path.c_str(), "A", "k", "2"), 0) << path;
+    }
     EXPECT_EQ(read_file(installation.path("none")), std::nullopt);
 }
 
@@ -80,8 +81,9 @@ TEST(IniChange, RefusesAnEntryThatWouldReadAsSomethingElse) {
     const std::string file = installation.path("x.ini"), content = "[A]\nk=1\n";
     write_file(file, content);
     for (const std::string &key :
-         {"#k"s, ";k"s, "[k"s, " #k"s, "k=l"s, ""s, " "s, "k\nl"s, std::string(254, 'n')})
+         {"#k"s, ";k"s, "[k"s, " #k"s, "k=l"s, ""s, " "s, "k\nl"s, std::string(254, 'n')}) {
         EXPECT_EQ(i_change_ini(file.c_str(), "A", key.c_str(), "2"), 0) << key;
+    }
     EXPECT_EQ(i_change_ini(file.c_str(), "A", "k", "2\n[B]"), 0);
     EXPECT_EQ(read_file(file), content);
 }
@@ -153,9 +155,11 @@ TEST(IniChange, ReadsBesideItNeverFail) {
     const pid_t child = fork();
     if (child == 0) {
         const std::string values[] = {"short", std::string(300, 'v')};
-        for (int i = 0; i < 400; i++)
-            if (i_change_ini(file.c_str(), "A", "k", values[i % 2].c_str()) != 1)
+        for (int i = 0; i < 400; i++) {
+            if (i_change_ini(file.c_str(), "A", "k", values[i % 2].c_str()) != 1) {
                 _exit(1);
+            }
+        }
         _exit(0);
     }
     int status = -1, reads = 0;
@@ -182,9 +186,11 @@ TEST(IniChange, KilledOneLeavesOldOrNew) {
     for (int i = 0; i < 100; i++) {
         write_file(file, texts[0] + "\n\n");
         const pid_t child = fork();
-        if (child == 0)
-            for (int turn = 1;; turn = 1 - turn)
+        if (child == 0) {
+            for (int turn = 1;; turn = 1 - turn) {
                 i_change_ini(file.c_str(), "A", "k", values[turn].c_str());
+            }
+        }
         usleep(static_cast<useconds_t>(200 + 37 * i));
         kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
@@ -202,13 +208,15 @@ TEST(IniChange, ConcurrentChangesBothCount) {
     for (const char *key : {"a", "b", "c", "d"}) {
         children.push_back(fork());
         if (children.back() == 0) {
-            for (int i = 0; i < 25; i++)
+            for (int i = 0; i < 25; i++) {
                 i_change_ini(file.c_str(), "A", (key + std::to_string(i)).c_str(), "1");
+            }
             _exit(0);
         }
     }
-    for (const pid_t child : children)
+    for (const pid_t child : children) {
         waitpid(child, nullptr, 0);
+    }
     EXPECT_EQ(lines_of(read_file(file).value_or("")).size(), 100 + 3U);
 }
 

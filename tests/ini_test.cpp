@@ -32,8 +32,9 @@ std::string read_list(Function function, const char *from, const char *section, 
     char message[512] = "~";
     const int status = function(from, section, key, list, message, sizeof message);
     std::string outcome = status == 0 ? "!" : std::to_string(status);
-    for (void *e = FirstElmLL(list); IsElmLL(e) != 0; e = NextElmLL(e))
+    for (void *e = FirstElmLL(list); IsElmLL(e) != 0; e = NextElmLL(e)) {
         outcome += '|' + std::string(static_cast<const char *>(e), IsElmLL(e) - 1);
+    }
     DestLL(list);
     return outcome + message;
 }
@@ -44,6 +45,11 @@ struct Ini : testing::Test {
     const s_INI_PLACES previous = gIniPlaces;
     void TearDown() override { gIniPlaces = previous; }
 };
+
+TEST_F(Ini, DefaultPlacesOfTheCentralFile) {
+    EXPECT_EQ(previous.cpCentral[0], std::string("/etc/opt/vorna/vorna.ini"));
+    EXPECT_EQ(previous.cpCentral[1], std::string("/etc/vorna2000.ini"));
+}
 
 TEST_F(Ini, ValueOfAKeyInASection) {
     const std::string key_missing = kReader + "KEY NOT FOUND: k", large(1 << 20, 'x');
@@ -85,8 +91,9 @@ TEST_F(Ini, ValueOfAKeyInASection) {
             << c.content.substr(0, 80);
     }
     write_file(file, "x=0\n[B]\nx=1\n[C]\nK=2\nk=3\n");
-    for (const char *section : {"", static_cast<const char *>(nullptr)})
+    for (const char *section : {"", static_cast<const char *>(nullptr)}) {
         EXPECT_EQ(read(i_GetPrivateProfileString, file.c_str(), section, "k"), "=2");
+    }
 }
 
 TEST_F(Ini, OutcomesAreCutToTheCallersBuffers) {
@@ -121,8 +128,9 @@ TEST_F(Ini, NothingButARegularFileIsRead) {
         EXPECT_EQ(read(i_GetPrivateProfileString, path.c_str(), "[A]", "k"), outcome);
         EXPECT_EQ(read_list(i_GetPrivateProfileList, path.c_str(), "[A]", "k"), outcome);
     }
-    for (const char *path : {"", static_cast<const char *>(nullptr)})
+    for (const char *path : {"", static_cast<const char *>(nullptr)}) {
         EXPECT_EQ(read(i_GetPrivateProfileString, path, "[A]", "k"), "!" + reason + ".");
+    }
 }
 
 TEST_F(Ini, IdentifierIsLookedUpInTheCentralFiles) {
@@ -172,8 +180,9 @@ TEST_F(Ini, VariableThatDoesNotFitIsNamed) {
 }
 
 TEST_F(Ini, WithoutIdentifierTheMainFileIsRead) {
-    for (const char *identifier : {"VN_INI", "", static_cast<const char *>(nullptr)})
+    for (const char *identifier : {"VN_INI", "", static_cast<const char *>(nullptr)}) {
         EXPECT_EQ(read(i_READ_INI, identifier, "[SETUP]", "lang"), "=en");
+    }
     EXPECT_EQ(read(i_READ_INI, "VTPD_INI", "[VTPD_Server]", "vtpd_port"), "=11001");
     EXPECT_EQ(read(i_READ_INI, "VN_INI", "[q]", "%s%n"), kReader + "SECTION NOT FOUND: [q].");
 }
@@ -197,8 +206,9 @@ TEST_F(Ini, ListHoldsAllLinesOfAKey) {
                  {"[Q]", "drive#", kList + "SECTION NOT FOUND: [q]."},
                  {"[T]", "b#", "1|1|3"}, // a value whose reference fails is left out
                  {"[T]", "c#", kReader + "KEY NOT FOUND: c1"}};
-    for (const auto &c : cases)
+    for (const auto &c : cases) {
         EXPECT_EQ(read_list(i_GetPrivateProfileList, file.c_str(), c.section, c.key), c.outcome);
+    }
 
     EXPECT_EQ(read_list(i_READ_INI_LIST, file.c_str(), "[S]", "drive"), "3" + drives);
     EXPECT_EQ(read_list(i_READ_INI_LIST, file.c_str(), "[T]", "my_d#"), "2|d1:a|D2:%s%n");

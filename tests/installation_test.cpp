@@ -55,8 +55,9 @@ TEST(InstallationFixture, IsCompleteAndLeavesNothing) {
         EXPECT_EQ(installation.get_glbv("gv_prot"), dir + "/rw/prot/vorna.prot");
         // Every directory of the main INI file is there and ends with "/".
         for (const std::string &line : lines_of(*read_file(installation.path("rw/ini/vn.ini")))) {
-            if (!line.starts_with("gv_r"))
+            if (!line.starts_with("gv_r")) {
                 continue;
+            }
             const std::string value = line.substr(line.find('=') + 1);
             EXPECT_TRUE(value.ends_with('/') && std::filesystem::is_directory(value)) << line;
         }

@@ -20,8 +20,9 @@ using Texts = std::vector<std::string>;
 
 Texts texts_of(t_LL list) {
     Texts texts;
-    for (void *element = FirstElmLL(list); IsElmLL(element) != 0; element = NextElmLL(element))
+    for (void *element = FirstElmLL(list); IsElmLL(element) != 0; element = NextElmLL(element)) {
         texts.emplace_back(static_cast<const char *>(element), IsElmLL(element));
+    }
     return texts;
 }
 
@@ -111,8 +112,9 @@ TEST(StringHelpers, WorkInPlace) {
 
 Texts tokens_of(const std::string &text, int delimiter) {
     Texts tokens;
-    for (char *t = cm_strtok(text.c_str(), delimiter); t; t = cm_strtok(nullptr, delimiter))
+    for (char *t = cm_strtok(text.c_str(), delimiter); t; t = cm_strtok(nullptr, delimiter)) {
         tokens.emplace_back(t);
+    }
     EXPECT_EQ(cm_strtok(nullptr, delimiter), nullptr);
     return tokens;
 }
@@ -172,8 +174,9 @@ TEST(CallParameters, AreQuotedUntilTheBufferIsFull) {
     };
     for (const auto &c : cases) {
         std::vector<char *> argv;
-        for (const std::string &argument : c.arguments)
+        for (const std::string &argument : c.arguments) {
             argv.push_back(const_cast<char *>(argument.c_str()));
+        }
         EXPECT_EQ(GET_CALL_PARAM(static_cast<int>(argv.size()), argv.data()), c.text);
     }
 }

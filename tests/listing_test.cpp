@@ -32,8 +32,9 @@ TEST(EntryList, SortsAndAppends) {
     vOutput();
     vDelete();
     std::string numbers;
-    for (const std::string &text : lines_of(testing::internal::GetCapturedStdout()))
+    for (const std::string &text : lines_of(testing::internal::GetCapturedStdout())) {
         numbers += text.substr(text.find("   ") + 2, 3);
+    }
     EXPECT_EQ(numbers, " 5  11 3  1  0  4  2  9  7  8  10");
 }
 
@@ -69,14 +70,17 @@ std::string line(const std::string &path, const std::string &kind, const std::st
 TEST(Listing, EntriesMountsAndApplications) {
     Installation in;
     const std::string r = in.path("m/"), table = in.path("mounts");
-    for (const char *name : {"m/data/deep", "m/z", "m/smb", "m/part", "etc/init.d"})
+    for (const char *name : {"m/data/deep", "m/z", "m/smb", "m/part", "etc/init.d"}) {
         fs::create_directories(in.path(name));
-    for (const char *name : {"etc/oratab", "etc/init.d/mysqld"})
+    }
+    for (const char *name : {"etc/oratab", "etc/init.d/mysqld"}) {
         write_file(in.path(name), "");
+    }
     std::set<std::string> names = {"-rf",       "A",    "a\n\"b\" 'c' $(d)",
                                    "b\xff\xfe", "%s%n", std::string(255, 'n')};
-    for (const std::string &name : names)
+    for (const std::string &name : names) {
         write_file(r + name, name);
+    }
     fs::create_symlink("A", r + "o");
     fs::create_symlink("z", r + "l");
     fs::create_symlink("nowhere", r + "dangling"); // is no entry
@@ -85,12 +89,15 @@ TEST(Listing, EntriesMountsAndApplications) {
                           std::string(2047, 'x') + "s:/x " + r + "part nfs\ns:/x " + r +
                           "data nfs rw,hard 0 0\n//s/z " + r + "smb smbfs ro 0 0\ns:/y " + r +
                           "gone nfs rw 0 0\ns:/y " + r + "data/deep nfs rw 0 0\ns:/t /tmp nfs rw");
+    const s_LISTING_PLACES machine = gListingPlaces;
+    EXPECT_EQ(machine.cpMarkers + std::string("|") + machine.cpMounts, "|/proc/mounts");
     gListingPlaces = {in.dir.c_str(), table.c_str()};
     std::string entries = line(r + "data", "dm", "s:/x,nfs,rw,hard") + line(r + "l", "dl") +
                           line(r + "part", "d_") + line(r + "smb", "dm", "//s/z,smbfs,ro") +
                           line(r + "z", "d_");
-    for (const std::string &name : names)
+    for (const std::string &name : names) {
         entries += line(r + name, "f_");
+    }
     entries += line(r + "o", "fl") + line(r + "p", "fp");
     EXPECT_EQ(list(in.path("m")), entries);
     EXPECT_EQ(list(r), "\"ORACLE\" fb 0 0 0 - ,\n\"MySQL\" db 0 0 0 - ,\n" + entries);
@@ -98,7 +105,7 @@ TEST(Listing, EntriesMountsAndApplications) {
     const std::string all = list("/");
     EXPECT_NE(all.find("\"/tmp\" dm "), std::string::npos);
     EXPECT_EQ(all.find("\"proc\" dm "), std::string::npos); // has no "/", lies in no directory
-    gListingPlaces = {"", "/proc/mounts"};
+    gListingPlaces = machine;
 }
 
 TEST(Listing, ProgramsListPseudoRoots) {
@@ -124,8 +131,9 @@ TEST(Listing, WhatIsMissingIsTold) {
     // longer.
     std::string deep = in.path("deep/");
     deep += std::string(220, 'd');
-    while (deep.size() < 3790)
+    while (deep.size() < 3790) {
         deep += "/" + std::string(199, 'd');
+    }
     deep += "/" + std::string(4000 - deep.size() - 1, 'd');
     fs::create_directories(deep);
     fs::current_path(deep);
@@ -139,8 +147,9 @@ TEST(Listing, WhatIsMissingIsTold) {
     fs::current_path("/");
 
     const pid_t child = fork();
-    if (child == 0)
+    if (child == 0) {
         _exit(0);
+    }
     siginfo_t info;
     waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
     const std::string gone = "/proc/" + std::to_string(child) + "/net"; // cannot be read

@@ -123,8 +123,9 @@ TEST(ChildEnvironment, ProgramsGetTheirDirectories) {
         {"/o/vn_vns_interface x", bin + ":<dir>/ro/vns/"},
         {"x vn_vns_interface y", bin},
     };
-    for (const auto &[command, path] : cases)
+    for (const auto &[command, path] : cases) {
         EXPECT_EQ(prepared(in, command, "/bin"), path + " 5432 /lib") << command;
+    }
     EXPECT_EQ(prepared(in, "/o/NetWare_x", in.dir + "/ro/bin/sub"), // in PATH as part of another
               "1 check LD_LIBRARY_PATH=/lib\nset LD_LIBRARY_PATH=/lib:/opt/novell/lib\n"
               "<dir>/ro/bin/sub 5432 /lib:/opt/novell/lib");

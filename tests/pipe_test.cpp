@@ -21,10 +21,13 @@ int read_one(bool error, DB_PROC_PIP *pipe, int max, std::string *text) {
 // All that the child still gives, as "<output> <errors> <exit code>".
 std::string read_all(DB_PROC_PIP pipe, int max = 1023) {
     std::string text[2];
-    while (pipe.iMax_read != 0)
-        for (const int error : {0, 1})
-            if (const int fd = error ? pipe.ifdErr : pipe.ifdOut; FD_ISSET(fd, &pipe.fdset_read))
+    while (pipe.iMax_read != 0) {
+        for (const int error : {0, 1}) {
+            if (const int fd = error ? pipe.ifdErr : pipe.ifdOut; FD_ISSET(fd, &pipe.fdset_read)) {
                 read_one(error, &pipe, max, &text[error]);
+            }
+        }
+    }
     return text[0] + ' ' + text[1] + ' ' + std::to_string(iPIPE_CLOSE(&pipe));
 }
 
@@ -42,13 +45,15 @@ TEST(Pipe, GivesLinesPiecesAndExitCode) {
         {"echo a; kill -9 $$", 80, "a;. . 0"},
         {"exec 2>&-; echo a; exit 255", 80, "a;. . 255"},
         {"exec >&-; echo b >&2", 80, ". b;. 0"}};
-    for (const auto &[command, max, told] : cases)
+    for (const auto &[command, max, told] : cases) {
         EXPECT_EQ(read_all(open(command), max), told) << command;
+    }
     const std::string mega = read_all(open("head -c 10000000 /dev/zero | tr '\\0' x"));
     EXPECT_EQ(mega.size(), 10000000U + 9775 + std::string(". . 0").size());
     std::string lines;
-    for (int i = 1; i <= 20000; i++)
+    for (int i = 1; i <= 20000; i++) {
         lines += std::to_string(i) + ';';
+    }
     EXPECT_EQ(read_all(open("for i in $(seq 20000); do echo $i; echo $i >&2; done")),
               lines + ". " + lines + ". 0");
 }
@@ -61,8 +66,9 @@ TEST(Pipe, LeavesAnUnfinishedLineToTheCallerAndAGrandchildAlone) {
     std::string out, err;
     while (read_one(true, &pipe, 80, &err) == -1) {
     }
-    for (int i = 0; i < 2; i++) // the other channel has data, the beginning is not repeated
+    for (int i = 0; i < 2; i++) { // the other channel has data, the beginning is not repeated
         EXPECT_EQ(read_one(false, &pipe, 80, &out), -1);
+    }
     EXPECT_EQ(read_one(true, &pipe, 80, &err), 1);
     vn_test::write_file(in.path("go"), "tial\n");
     EXPECT_EQ(read_one(false, &pipe, 80, &out), 1);

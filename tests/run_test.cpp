@@ -50,9 +50,10 @@ TEST(Run, AbnormalEndsAreTold) {
     for (const auto &[run, command, result, err, events] : cases) {
         EXPECT_EQ(told(run, command, result), err) << command;
         const std::string subject = run == exec ? "Error: start_exe: " : "Error: start_system: ";
-        for (const std::string &text : lines_of(events))
+        for (const std::string &text : lines_of(events)) {
             protocol.push_back("<time> E008-BASICS [<pid>]: Error in command execution " +
                                (subject + command).substr(0, 1023) + ": " + text);
+        }
     }
     EXPECT_EQ(in.protocol(), protocol);
 }

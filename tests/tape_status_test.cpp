@@ -30,8 +30,9 @@ struct Devices : testing::Test {
         testing::internal::CaptureStderr();
         const int result = i_TAPE_STATUS_LOCAL(node.c_str(), szSts, szMsg, ident.c_str(), {});
         testing::internal::GetCapturedStderr();
-        for (const auto &entry : fs::recursive_directory_iterator(in.dir))
+        for (const auto &entry : fs::recursive_directory_iterator(in.dir)) {
             EXPECT_EQ(entry.path().string().find("mt_status"), std::string::npos) << entry;
+        }
         return std::to_string(result) + " " + szSts + "|" + szMsg;
     }
     std::string check_mount(const std::string &mount, const std::string &node) const {
@@ -124,8 +125,9 @@ TEST_F(Devices, MountOfItsOwnName) {
              {"/a.b", "/dev/vdb", "1"},
              {"/a", "/dev/vdb", "0"},
              {"/axb", "/dev/vdb", "0"},
-             {"/x", "/dev/da10", "0"}})
+             {"/x", "/dev/da10", "0"}}) {
         EXPECT_EQ(check_mount(mount, node).substr(0, 2), found + " ") << mount << " " << node;
+    }
     write_file(list, "");
     EXPECT_EQ(check_mount("/x", "/dev/sda10"), "0 /dev/sda10 /x");
 }
@@ -136,8 +138,9 @@ TEST_F(Devices, Mount) {
               "-1  " + in.path("rw/work/diskmnt/b 1/$x"));
     EXPECT_TRUE(fs::is_directory(in.path("rw/work/diskmnt/b 1/$x")));
     EXPECT_EQ(check_mount("c:\\b", "/nosuch"), "-1  c:/b");
-    if (check_mount("", "/dev/null") == "-1  /before")
+    if (check_mount("", "/dev/null") == "-1  /before") {
         GTEST_SKIP() << "no udevadm that knows this machine's devices";
+    }
     EXPECT_EQ(check_mount("/no.mount*(", "/dev/null"), "0 /dev/null /no.mount*(");
     EXPECT_EQ(check_mount("NULL", "/dev/null"), "0 /dev/null /before");
     std::ifstream mounts("/proc/mounts");
@@ -160,8 +163,9 @@ TEST_F(Devices, MediaServer) {
     EXPECT_EQ(i_CHECK_VNS(0, {}), 0);
     for (const int flag : {1, 2}) {
         EXPECT_EQ(i_CHECK_VNS(flag, {}), 0);
-        for (int i = 0; i < 1000 && !read_file(log).value_or("").ends_with("\n"); ++i)
+        for (int i = 0; i < 1000 && !read_file(log).value_or("").ends_with("\n"); ++i) {
             wait_msec(10); // the alarm is raised in the background
+        }
         EXPECT_EQ(read_file(log), "vn_alarm [CHECK_VNS] [restart of data-server failed - VNS not "
                                   "available]\n");
         fs::remove(log);

@@ -77,8 +77,8 @@ struct Installation {
     // when it is that process's, by "<parent>" and the installation's directory by "<dir>".
     std::string normalised(std::string_view text) const;
     // The same, and what differs from machine to machine: the agent's path by "<agent>", the user
-    // by
-    // "<user>", identifiers of 14 digits by "<id>", times of files by "<date>".
+    // by "<user>", identifiers of 14 digits by "<id>", times of files by "<date>". The work
+    // directory becomes "<work>".
     std::string comparable(std::string_view text) const;
 
 private:

@@ -134,6 +134,8 @@ std::string Installation::comparable(std::string_view text) const {
     replace_pids(result, "kill -2 ", ";");
     replace_pids(result, "kill -9 ", ";");
     replace_all(result, VN_CLIENT_PROGRAM, "<agent>");
+    const std::string work = "<dir>/rw/work";
+    replace_all(result, work + "/", "<work>/");
     replace_forms(result, "00000000000000", "<id>");
     replace_forms(result, "0000.00.00 00:00:00", "<date>");
     if (const passwd *user = getpwuid(geteuid())) {

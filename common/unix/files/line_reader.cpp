@@ -8,6 +8,7 @@
 #include <cstring>
 #include <unistd.h>
 
+// cppcheck-suppress uninitMemberVar ; the buffers hold nothing before they are filled
 line_reader::line_reader(const char *path) : file_(open_regular(path)) {}
 
 // Reads behind what is buffered; false when nothing more comes or the buffer is full.

@@ -34,7 +34,7 @@ bool format_whole(std::string *text, const char *cpFormat, va_list arguments) {
 std::string format_cut(const char *cpFormat, std::size_t iLimit) {
     constexpr char kConversions[] = "diouxXeEfFgGaAcspnm%";
     std::size_t end = 0;
-    for (std::size_t i = 0; cpFormat[i] != '\0' && i < iLimit; ++i) {
+    for (std::size_t i = 0; i < iLimit && cpFormat[i] != '\0'; ++i) {
         if (cpFormat[i] == '%') {
             i += 1 + std::strcspn(cpFormat + i + 1, kConversions);
             if (cpFormat[i] == '\0' || i >= iLimit) {
