@@ -181,6 +181,7 @@ TEST_F(RemoteCall, RefusesACommandThatWouldBeCut) {
 TEST(RemoteExitCode, ComesThroughTheSignalHandler) {
     const Listener listener(1), sender(-1);
     connect(sender.fd, reinterpret_cast<const sockaddr *>(&listener.address), listener.length);
+    reset_exit_code();
     g_hSocket1 = accept(listener.fd, nullptr, nullptr);
     g_hSocket2 = 0;
     signal_handler(SIGURG);
