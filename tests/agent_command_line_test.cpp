@@ -74,8 +74,9 @@ TEST(CommandLine, RequestsAndTheirResults) {
         {"-i 7 -f G -y", 1, "wrong option ? in command line"},
         {"G -i 7 -n", 1, "wrong option : in command line"},
     };
-    for (const auto &c : cases)
+    for (const auto &c : cases) {
         expect_end(in, c.line, c.status, c.message, c.delivered);
+    }
     for (const std::vector<std::string> &empty :
          {std::vector<std::string>{"-f", "", "-i", "7"}, {"", "-i", "7"}}) {
         const std::string unknown = record("7", 1, "unknown keyword");
@@ -99,8 +100,9 @@ TEST(CommandLine, Help) {
     EXPECT_EQ(help, (CallResult{1, help.out, ""}));
     const std::vector<std::string> lines = lines_of(help.out);
     ASSERT_EQ(lines.size(), 43u);
-    for (size_t i = 1; i < lines.size(); i++) // behind the version
+    for (size_t i = 1; i < lines.size(); i++) { // behind the version
         EXPECT_EQ(lines[i].size(), 79u) << lines[i];
+    }
     EXPECT_TRUE(lines[41].starts_with(R"(<device> is the HW device, e.g. "\.\Tape0" or "/dev/n)"));
 }
 
@@ -127,8 +129,9 @@ TEST(CommandLine, TheFirstMissingSettingIsReported) {
     expect_end(in, "-f t -i 7", 1, "missing gv_ro_vns in INI");
     for (const auto &[key, name] : keys) { // each is missing together with those before
         in.remove_ini(ini, "Pathes", key);
-        if (name == "gv_rw_ini")
+        if (name == "gv_rw_ini") {
             fatal = "FATAL: SET_LOG_MAIN: gv_rw_ini not set\n";
+        }
         expect_end(in, "-f r -i 7", 1, "missing " + name + " in INI", BOTH, fatal);
     }
     expect_end(in, "-i 7", 1, "missing gv_ro in INI", PRINTED, fatal);
@@ -208,8 +211,9 @@ TEST(Record, WaitsForAStandardErrorThatWouldBlock) {
     int ends[2];
     ASSERT_EQ(pipe2(ends, O_NONBLOCK), 0);
     std::string filling(1 << 16, '.'), read;
-    while (write(ends[1], filling.data(), filling.size()) > 0)
+    while (write(ends[1], filling.data(), filling.size()) > 0) {
         ;
+    }
     const auto call_with_pipe = [&] {
         return run_program({"/bin/sh", "-c", "exec \"$0\" -f r -i 7 2>&" + std::to_string(ends[1]),
                             VN_CLIENT_PROGRAM},
@@ -219,13 +223,15 @@ TEST(Record, WaitsForAStandardErrorThatWouldBlock) {
     EXPECT_EQ(call_with_pipe(), 0); // nobody reads
     std::thread reader([&] {
         usleep(200000);
-        for (ssize_t got = 0; (got = ::read(ends[0], filling.data(), filling.size())) > 0;)
+        for (ssize_t got = 0; (got = ::read(ends[0], filling.data(), filling.size())) > 0;) {
             read.append(filling.data(), static_cast<size_t>(got));
+        }
     });
     EXPECT_EQ(call_with_pipe(), 0);
     reader.join();
-    for (ssize_t got = 0; (got = ::read(ends[0], filling.data(), filling.size())) > 0;)
+    for (ssize_t got = 0; (got = ::read(ends[0], filling.data(), filling.size())) > 0;) {
         read.append(filling.data(), static_cast<size_t>(got));
+    }
     EXPECT_EQ(read.substr(read.find_last_of('.') + 1), record("7", 0, ""));
     close(ends[0]);
     close(ends[1]);
@@ -254,8 +260,9 @@ TEST(Record, TellsALackOfMemory) {
     int ended = 0;
     for (int kilobytes = 3000; kilobytes < 8000; kilobytes += 40) {
         const CallResult result = limited(kilobytes, "r");
-        if (result.status == 127) // not even loaded
+        if (result.status == 127) { // not even loaded
             continue;
+        }
         const std::string early = "ID=\nSTATUS=ERROR MSG=out of memory\n";
         EXPECT_TRUE(result == (CallResult{2, "", early}) || result == (CallResult{2, "", told}) ||
                     result == (CallResult{0, "", record("7", 0, "")}))
@@ -274,13 +281,15 @@ TEST(BadInstallation, WithoutConfiguration) {
     const bool elsewhere =
         fs::exists("/etc/opt/vorna/vorna.ini") || fs::exists("/etc/vorna2000.ini");
     for (const std::string file : {"rw/ini/vn.ini", "vorna.ini"}) {
-        if (file == "vorna.ini" && elsewhere)
+        if (file == "vorna.ini" && elsewhere) {
             break; // a real installation answers in its place
+        }
         Installation in;
         const auto expect_refusal = [&] {
             CallResult result = call(in, "-ri7 -fG");
-            if (result.err.starts_with(fatal))
+            if (result.err.starts_with(fatal)) {
                 result.err.erase(fatal.size(), 8); // the time, not at the beginning of a line
+            }
             EXPECT_EQ(result, (CallResult{1, "", fatal + rest})) << file;
         };
         write_file(in.path(file), std::string(1 << 20, '\0') + "\n[Pathes");
@@ -295,8 +304,10 @@ TEST(BadInstallation, WithoutConfiguration) {
 TEST(BadInstallation, WhatIsMissingOrFullDoesNotStopTheCall) {
     Installation in;
     in.set_glbv("a", "value");
-    for (const char *name : {"rw/ini/debug.ini", "rw/ini/vtpd.ini", "rw/lgc", "rw/prot", "rw/work"})
+    for (const char *name :
+         {"rw/ini/debug.ini", "rw/ini/vtpd.ini", "rw/lgc", "rw/prot", "rw/work"}) {
         fs::remove_all(in.path(name));
+    }
     expect_end(in, "-f G -i 7 -n a", 0, "value");
     fs::create_directory(in.path("rw/lgc"));
     fs::create_symlink("/dev/full", in.path("rw/lgc/vn_client_.lgc"));
@@ -380,8 +391,9 @@ TEST(BadInput, TheLastValueDecidesWhetherAnOptionIsWhole) {
 TEST(BadInput, WhatIsOnlyTracedIsCut) {
     Installation in;
     std::string line = "-r -v -f r";
-    for (const char letter : std::string("bCcdilmnstu"))
+    for (const char letter : std::string("bCcdilmnstu")) {
         line += std::string(" -") + letter + " " + std::string(5000, letter);
+    }
     const std::string err = call(in, line + " " + std::string(5000, 'z')).err;
     const std::string i(255, 'i'), c(159, 'c'), C(159, 'C'), s(511, 's'), d(511, 'd'), t(511, 't');
     for (const std::string &part :
@@ -389,8 +401,9 @@ TEST(BadInput, WhatIsOnlyTracedIsCut) {
           "<time># ID=" + i + " Function=r   RemoteFlag=1  ClientHost=" + c + "   CtrlHost=" + C +
               "\n",
           "<time># Options: m=mm s=" + s + " l=" + std::string(255, 'l') + " d=" + d +
-              " b=" + std::string(15, 'b') + " t=" + t + " \n"})
+              " b=" + std::string(15, 'b') + " t=" + t + " \n"}) {
         EXPECT_NE(err.find("\n" + part), std::string::npos) << part;
+    }
 }
 
 } // namespace

@@ -28,11 +28,13 @@ struct Catalogue : testing::Test {
         text_copy(text, flag);
         std::string told = iDB_ACCESS(statement.c_str(), text, &list, {}) == 1 ? "1 " : "0 ";
         told += text;
-        for (auto *record = list.pstrFirstRec; record != nullptr; record = record->pstrNextRec)
+        for (auto *record = list.pstrFirstRec; record != nullptr; record = record->pstrNextRec) {
             told += std::string(" ") + record->cpData;
+        }
         vDB_SEL_FREE(&list);
-        if (const auto events = in.protocol(); !events.empty())
+        if (const auto events = in.protocol(); !events.empty()) {
             told += " " + events.back().substr(7, 4) + events.back().substr(27);
+        }
         write_file(in.path("rw/prot/vorna.prot"), "");
         EXPECT_EQ(read_file(in.path("rw/work/sem/ctrl_db.sem")).value_or(""), ""); // released
         return in.normalised(told);
@@ -75,8 +77,9 @@ TEST_F(Catalogue, JudgesTheToolsOutput) {
     const std::string max = "select max(a) from t", del = "delete from t", x(1022, 'x'),
                       xxx = x + x + x;
     std::string columns;
-    for (int i = 0; i < DB_MAX_COLUMNS; i++)
+    for (int i = 0; i < DB_MAX_COLUMNS; i++) {
         columns += "c\t";
+    }
     const std::string no_value = " E012 t SQL pipe doesn't return the expected characters";
     const std::string list = "OA_MAKE_DB_REC_LIS t: ", sql_error = " OA_DO_SQL t: error from ";
     const std::tuple<std::string, std::string, std::string> cases[] = {
@@ -123,8 +126,9 @@ TEST_F(Catalogue, JudgesTheToolsOutput) {
     for (const std::string printed : {"", "DAMISQL\n", "SQL-1>", "SQL-1>\n\n", "missing"}) {
         write_file(output, printed);
         chmod(program.c_str(), printed == "missing" ? 0 : 0755);
-        for (const std::string &statement : {select, max, del})
+        for (const std::string &statement : {select, max, del}) {
             EXPECT_EQ(sql(statement)[0], '0') << statement << printed;
+        }
     }
 }
 

@@ -38,14 +38,17 @@ struct Dispatcher : testing::Test {
         told += std::string(" ") + request->szSts + '|' + request->szMsg + '|';
         for (t_LL list : {request->LL_Stdout, request->LL_Stderr}) {
             for (void *line = list ? FirstElmLL(list) : nullptr; line && IsElmLL(line) != 0;
-                 line = NextElmLL(line))
+                 line = NextElmLL(line)) {
                 told += static_cast<const char *>(line) + std::string(";");
+            }
             told += '|';
-            if (list)
+            if (list) {
                 DestLL(list);
+            }
         }
-        for (const std::string &line : in.protocol())
+        for (const std::string &line : in.protocol()) {
             told += '\n' + line.substr(7);
+        }
         std::remove(in.path("rw/prot/vorna.prot").c_str());
         *request = {};
         return told;
@@ -198,8 +201,9 @@ TEST_F(Dispatcher, SearchesOutput) {
         char text[512];
         text_copy(text, search);
         t_LL list = ConsLL();
-        for (const std::string &line : lines)
+        for (const std::string &line : lines) {
             InsLastLLf(list, line.size() + 1, line.c_str());
+        }
         const int got = i_LL_search(list, text, {});
         EXPECT_EQ(got < 0 ? -1 : got, result) << search;
         EXPECT_EQ(text, after);
@@ -256,8 +260,9 @@ TEST_F(Dispatcher, RunsThroughSsh) {
     }
     const int port = Listener(-1).port();
     const std::string dir = in.dir + '/', at = "Port " + std::to_string(port) + "\n";
-    for (const char *key : {"host", "user"})
+    for (const char *key : {"host", "user"}) {
         ASSERT_EQ(system(("ssh-keygen -q -t ed25519 -N '' -f " + dir + key).c_str()), 0);
+    }
     // The environment file of a client's installation is not on this machine: it is left out. The
     // shell takes itself for one below another, which reads no start files.
     write_file(dir + "sshd", at + "ListenAddress 127.0.0.1\nHostKey " + dir + "host\n" +

@@ -30,8 +30,9 @@ struct Process {
     // The signal that has ended it, else this one ends it.
     int end(int with = SIGTERM) {
         int status = 0;
-        if (pid > 0 && kill(pid, with) == 0)
+        if (pid > 0 && kill(pid, with) == 0) {
             waitpid(pid, &status, 0);
+        }
         pid = -1;
         return WTERMSIG(status);
     }
@@ -77,8 +78,9 @@ TEST_F(Kill, KeywordsAreTexts) {
         EXPECT_TRUE(other.end() == SIGTERM && another.end() == SIGTERM) << word;
     }
     Process vbc("vbc s " + own), agent("vn_vbc s x" + own);
-    for (const std::string &word : {own + "\nvbc", "\n" + own, "y" + own, "x" + own})
+    for (const std::string &word : {own + "\nvbc", "\n" + own, "y" + own, "x" + own}) {
         EXPECT_EQ(stop(word), "2 There are no vbc processes") << word;
+    }
     EXPECT_TRUE(vbc.end() == SIGTERM && agent.end() == SIGTERM && !fs::exists("x"));
 }
 
@@ -111,8 +113,9 @@ TEST_F(Kill, TwoCallsAtOnce) {
     pid_t calls[2];
     for (pid_t &call : calls) {
         call = fork();
-        if (call == 0)
+        if (call == 0) {
             _exit(stop(own, {20, 50}).starts_with("1 ") ? 0 : 1);
+        }
     }
     for (const pid_t call : calls) {
         int status = -1;
@@ -121,8 +124,9 @@ TEST_F(Kill, TwoCallsAtOnce) {
     }
     EXPECT_EQ(vbc.end(), SIGKILL);
     const std::string lock = in.path("rw/work") + "/sem/kill_list.sem";
-    for (const auto &entry : fs::directory_iterator(in.path("rw/work") + "/sem"))
+    for (const auto &entry : fs::directory_iterator(in.path("rw/work") + "/sem")) {
         EXPECT_TRUE(entry.path() == lock || entry.path().filename() == "ctrl_db.sem") << entry;
+    }
     fs::remove(lock);
     fs::create_directory(lock);
     str_log strLog = {};

@@ -24,8 +24,9 @@ struct Semaphore : testing::Test {
     pid_t start(char letter) const {
         const pid_t pid = fork();
         SCT_SEMA sema = {"s", "holder %s", "", 0};
-        if (pid == 0)
+        if (pid == 0) {
             _exit(i_SEMA(letter, &sema, {}) == 0 && write(told[1], &letter, 1) == 1 ? pause() : 1);
+        }
         return pid;
     }
     bool is_told(int milliseconds = 20000) const {
@@ -164,19 +165,23 @@ TEST_F(Semaphore, LetsOneOfFiftyProcessesInAtATime) {
     const std::string counter = in.path("counter");
     write_file(counter, "0");
     for (int i = 0; i < 50; i++) {
-        if (fork() != 0)
+        if (fork() != 0) {
             continue;
+        }
         SCT_SEMA sema = {"s", "counter", "", 0};
         for (int n = 0;; n++) {
-            if (n == 50 || i_SEMA('+', &sema, {}) != 0)
+            if (n == 50 || i_SEMA('+', &sema, {}) != 0) {
                 _exit(n - 50);
+            }
             write_file(counter, std::to_string(std::stoi(*read_file(counter)) + 1));
-            if (i_SEMA('-', &sema, {}) != 0)
+            if (i_SEMA('-', &sema, {}) != 0) {
                 _exit(1);
+            }
         }
     }
-    for (int state = 0; wait(&state) > 0;)
+    for (int state = 0; wait(&state) > 0;) {
         EXPECT_EQ(state, 0);
+    }
     EXPECT_EQ(read_file(counter), "2500");
 }
 
