@@ -35,9 +35,9 @@ std::size_t quoted_end(std::string_view sql, std::size_t iBegin) {
     const char quote = sql[iBegin];
     const bool bEscapes = begins_escapes(sql, iBegin);
     for (std::size_t i = iBegin + 1; i < sql.size(); ++i) {
-        if (bEscapes && sql[i] == '\\') {
-            ++i;
-        } else if (sql[i] == quote && i + 1 < sql.size() && sql[i + 1] == quote) {
+        const bool bEscaped = bEscapes && sql[i] == '\\';
+        const bool bDoubled = sql[i] == quote && i + 1 < sql.size() && sql[i + 1] == quote;
+        if (bEscaped || bDoubled) {
             ++i;
         } else if (sql[i] == quote) {
             return i + 1;
