@@ -38,8 +38,8 @@ constexpr short kUrgentEvents = POLLPRI;
 #endif
 
 // The exit code behind a refusal; it may come a little later than its text. 0 when none comes.
-int urgent_code(int fd) {
-    const s_LIMIT limit = limit_in(gCtrlPolicy.iUrgent);
+int urgent_code(int fd, const s_LIMIT &answer) {
+    const s_LIMIT limit = earlier_limit(answer, limit_in(gCtrlPolicy.iUrgent));
     char code = 0;
     while (::recv(fd, &code, 1, MSG_OOB | MSG_DONTWAIT) != 1) {
         if ((wait_ready(fd, kUrgentEvents, limit) & POLLPRI) == 0 || limit_reached(limit)) {
@@ -67,7 +67,7 @@ int read_refusal(int fd, const s_LIMIT &limit) {
             text += part.substr(0, iFeed);
         }
     }
-    const int iCode = urgent_code(fd);
+    const int iCode = urgent_code(fd, limit);
     vn_processerror(text.c_str());
     return vn_ctrl_cleanup(iCode == 0 ? VN_CTRL_FAILED : iCode);
 }

@@ -61,6 +61,11 @@ s_ENTRY entry_of(char cBaseType, char cType, std::string_view name, std::string_
             static_cast<double>(status.st_size)};
 }
 
+entry_list::entry_list() {
+    constexpr std::size_t kLongestLine = 8192;
+    lines_.reserve(kBlock + kLongestLine);
+}
+
 bool entry_list::grow() {
     const std::size_t iRoom = std::max(2 * room_, kFirstRoom);
     void *nodes = std::realloc(nodes_.get(), iRoom * sizeof(s_NODE));
@@ -152,31 +157,29 @@ entry_list::s_KEY *entry_list::sort(s_KEY *keys) const {
     });
 }
 
-int entry_list::print_nodes(const s_KEY *begin, const s_KEY *end) const {
+int entry_list::print_nodes(const s_KEY *begin, const s_KEY *end) {
     time_texts changed;
     time_texts modified;
-    std::string lines;
-    lines.reserve(kBlock + 8192);
     for (const s_KEY *key = begin; key < end; ++key) {
         const s_NODE &node = nodes_.get()[key->iNode];
-        append_entry_line(&lines, {node.cBaseType,
-                                   node.cType,
-                                   {node.cpName, node.iNameLength},
-                                   changed.text(node.lChanged),
-                                   modified.text(node.lModified),
-                                   node.dSize,
-                                   node.cpInfo == nullptr ? "" : node.cpInfo});
-        if (lines.size() >= kBlock || key + 1 == end) {
-            if (std::fwrite(lines.data(), 1, lines.size(), stdout) < lines.size()) {
+        append_entry_line(&lines_, {node.cBaseType,
+                                    node.cType,
+                                    {node.cpName, node.iNameLength},
+                                    changed.text(node.lChanged),
+                                    modified.text(node.lModified),
+                                    node.dSize,
+                                    node.cpInfo == nullptr ? "" : node.cpInfo});
+        if (lines_.size() >= kBlock || key + 1 == end) {
+            if (std::fwrite(lines_.data(), 1, lines_.size(), stdout) < lines_.size()) {
                 return errno;
             }
-            lines.clear();
+            lines_.clear();
         }
     }
     return std::fflush(stdout) == 0 ? 0 : errno;
 }
 
-int entry_list::print() const {
+int entry_list::print() {
     const unique_memory<s_KEY> keys(
         static_cast<s_KEY *>(std::malloc((count_ + 1) * sizeof(s_KEY))));
     return keys ? print_nodes(keys.get(), sort(keys.get())) : ENOMEM;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <string_view>
 #include <sys/stat.h>
 #include <vector>
@@ -27,13 +28,15 @@ s_ENTRY entry_of(char cBaseType, char cType, std::string_view name, std::string_
 // Entries are gathered as they come; their order is found when they are printed.
 class entry_list {
 public:
+    entry_list();
+
     // Takes a copy of the entry. False when there is no memory for it.
     bool insert(const s_ENTRY &entry);
 
     // Prints all entries on standard output, in the order of base type and full name, byte by byte;
     // of equal ones that which came first. 0, or the error number of what ended it before: no
     // memory to sort them, or standard output that does not take them.
-    int print() const;
+    int print();
 
 private:
     struct s_NODE {
@@ -53,7 +56,7 @@ private:
     std::size_t common_length() const;
     s_KEY key_of(std::size_t iNode, std::size_t iCommon) const;
     s_KEY *sort(s_KEY *keys) const;
-    int print_nodes(const s_KEY *begin, const s_KEY *end) const;
+    int print_nodes(const s_KEY *begin, const s_KEY *end);
 
     // From malloc, not from new: without memory the listing says what is missing and goes on.
     unique_memory<s_NODE> nodes_;
@@ -61,4 +64,5 @@ private:
     std::size_t room_ = 0;
     std::vector<unique_memory<char>> chunks_; // the texts
     std::size_t chunk_used_ = 0;              // bytes of the last chunk
+    std::string lines_; // what is printed at once; has its room before memory can be short
 };

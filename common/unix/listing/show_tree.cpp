@@ -101,7 +101,9 @@ bool insert_entry(entry_list *list, int iDirectory, const char *cpName, std::str
 
 // Inserts the directory's entries. A name that no path can hold is left out and counts as an error.
 void insert_entries(entry_list *list, DIR *directory, sFormat *cpInfo) {
-    std::string full = cpInfo->szCurRoot;
+    std::string full;
+    full.reserve(2 * sizeof cpInfo->szCurRoot);
+    full = cpInfo->szCurRoot;
     if (full.empty() || full.back() != '/') {
         full += '/';
     }
