@@ -83,6 +83,11 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"u -n old", 2, "", ""},
         {"u -m d -n f -t 0x", 0, "", "f successfully deleted"},
         {"u -m d -n f", 2, "", "f is not deleted"},
+        {"u", 1, "", "missing filename via -n"},
+        {"u -m m -n none -s 7 2>&-", 2, "", ""},
+        {"u -m f -n none -s x", 2, "", "none not found"},
+        {"u -m x -n none", 2, "", "none not found"},
+        {"D", 1, "", "missing directory via -n"},
         {"D -n .", 0, "", "."},
         {"D -n 'a  b/c/'", 0, "", "a  b/c newly created"},
         {"D -n in/x", 1, "", "Not a directory"}};
@@ -130,6 +135,49 @@ TEST(AgentFiles, AListingThatIsNotWholeIsAnError) {
     }
     EXPECT_EQ(in.agent({"d", "/Zarafa"}, {"", {"PATH=" + in.dir + ":/usr/bin:/bin"}, ""}),
               (CallResult{0, "", stores}));
+    for (const std::string root : {"/Zarafa", "/MySQL"}) { // a descriptor is left, a pipe takes two
+        const std::string reason =
+            root == "/Zarafa" ? "Could not find zarafa-admin -l.\n"
+                              : "ERROR: listing of /MySQL is incomplete: Too many open files\n";
+        EXPECT_EQ(run_program({"/bin/sh", "-c", "exec 3>&-; ulimit -n 4; exec \"$0\" d " + root,
+                               VN_CLIENT_PROGRAM},
+                              {"VORNA_INI=" + in.path("vorna.ini")}, {}),
+                  (CallResult{2, "", reason}));
+    }
+    write_file(in.path("zarafa-admin"), "exit 3\n");
+    EXPECT_EQ(in.agent({"d", "/Zarafa"}, {"", {"PATH=" + in.dir + ":/usr/bin:/bin"}, ""}),
+              (CallResult{2, "",
+                          lines_of(stores)[0] +
+                              "\nERROR: listing of /Zarafa is incomplete: exit status 3\n"}));
+}
+
+TEST(AgentFiles, NetWareIsHandedOver) {
+    Installation in;
+    write_file(in.path("ro/bin/vn_sho"), "#!/bin/sh\nprintf '[%s]' \"$@\"; exit 5\n");
+    write_file(in.path("ro/bin/vbc_vndr"), "#!/bin/sh\necho vbc_vndr\n");
+    for (const char *program : {"ro/bin/vn_sho", "ro/bin/vbc_vndr"}) {
+        fs::permissions(in.path(program), fs::perms(0755));
+    }
+    EXPECT_EQ(in.agent({"-f", "d", "/NetWare a/x", "b"}),
+              (CallResult{0, "[-f][d][/NetWare a/x][b]", ""}));
+    EXPECT_EQ(in.agent({"d", "-r", "/NetWare"}), (CallResult{0, "[d][-r][/NetWare]", ""}));
+    EXPECT_EQ(in.agent({"d", "/NetWare"}), (CallResult{0, "vbc_vndr\n", ""})); // the third word
+    EXPECT_EQ(in.agent({"-f", "d", "-r", "/NetWare"}), (CallResult{0, "vbc_vndr\n", ""}));
+}
+
+TEST(AgentFiles, AFullDiskStopsTheServices) {
+    Installation in;
+    for (const std::string tool : {"ro/bin/vn_alarm", "ro/bin/vn_os_startup"}) {
+        write_file(in.path(tool), "#!/bin/sh\necho \"${0##*/} $*\" >&2\n");
+        fs::permissions(in.path(tool), fs::perms(0755));
+    }
+    EXPECT_EQ(
+        in.agent({"-r", "-i", "7", "-f", "u", "-m", "c", "-n", "/dev/full", "-s", "x"}),
+        (CallResult{2, "",
+                    "\nFILE_CLOSE error: No space left on device\n"
+                    "vn_alarm FILE_SYSTEM No space left on device\nvn_os_startup STOP\n\n\n"
+                    "SHUTDOWN vorna2000 - problems with file system (No space left on device) \n\n"
+                    "ID=7\nSTATUS=ERROR MSG=write to /dev/full: No space left on device\n"}));
 }
 
 TEST(AgentFiles, TheBackupClientGetsEveryNameAsItIs) {
@@ -155,6 +203,8 @@ TEST(AgentFiles, TheBackupClientGetsEveryNameAsItIs) {
     expect(in, "f -m pd -s 's p' -n a", 2, "",
            "a is on the server, but not deleted here: No such file or directory");
     expect(in, "f -m g -n a -t no", 1, "", "FILE_COPY \"get\" cannot change dir to no");
+    expect(in, "f -n a", 1, "", "missing mode argument in -m : may be g | p[d]");
+    expect(in, "f -m g", 1, "", "missing file name in -n");
     expect(in, "f -m x -n a", 1, "", "Wrong option x - only 'g,p' are allowed");
     EXPECT_FALSE(fs::exists(dir + "x"));
 }
