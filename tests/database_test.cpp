@@ -3,11 +3,10 @@
 #include "common/common/text.h"
 #include "common/unix/cm_db.h"
 #include "common/unix/cm_file_util.h"
-#include "tests/support/installation.h"
+#include "tests/support/service.h"
 
 #include <csignal>
 #include <fstream>
-#include <gtest/gtest.h>
 #include <new>
 #include <set>
 #include <sys/resource.h>
@@ -20,6 +19,7 @@ namespace {
 
 struct Catalogue : testing::Test {
     Installation in;
+    const std::string lock = in.path("rw/work") + "/sem/ctrl_db.sem";
 
     // The result, the message, the records, and the number and text of the last event.
     std::string sql(const std::string &statement, const char *flag = "") const {
@@ -36,7 +36,7 @@ struct Catalogue : testing::Test {
             told += " " + events.back().substr(7, 4) + events.back().substr(27);
         }
         write_file(in.path("rw/prot/vorna.prot"), "");
-        EXPECT_EQ(read_file(in.path("rw/work/sem/ctrl_db.sem")).value_or(""), ""); // released
+        EXPECT_EQ(read_file(lock).value_or(""), ""); // released
         return in.normalised(told);
     }
     // Puts a tool in place of the sandbox's: a script.
@@ -208,16 +208,39 @@ TEST_F(Catalogue, ToolIsThatOfTheVariableOrTheKey) {
 }
 
 #ifndef __SANITIZE_ADDRESS__ // which needs more address space than there is
+// Leaves this process that much more memory than it has.
+void limit_memory(rlim_t more) {
+    long pages = 0;
+    std::ifstream("/proc/self/statm") >> pages;
+    const rlim_t bytes = static_cast<rlim_t>(pages * getpagesize()) + more;
+    const rlimit limit = {bytes, bytes};
+    setrlimit(RLIMIT_AS, &limit);
+}
+
+TEST_F(Catalogue, TellsOfARecordOrAStatementWithoutMemory) {
+    const auto use = [](const str_log &) {
+        const std::string large(64 << 20, 'x');
+        limit_memory(16 << 20);
+        for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
+            eLang = language;
+            DB_REC_LIS rl = {"t", 0, 0, nullptr, nullptr};
+            char text[DB_MESSAGE_SIZE] = "";
+            std::printf("%d", iDB_SEL_FIRST(&rl, large.c_str()));
+            std::printf("%d", iDB_SEL_FIRST(&rl, "|a=1|"));
+            std::printf("%d", iDB_SEL_ALLOC(&rl, large.c_str()));
+            std::printf(" %d %s", rl.iRows, rl.pstrLastRec->cpData);
+            std::printf(" %d %s\n", iDB_ACCESS(large.c_str(), text, &rl, {}), text);
+        }
+    };
+    expect_file("database_memory.txt", service(in, "no memory", 0, use));
+}
+
 TEST_F(Catalogue, TellsWhenMemoryRunsOut) {
     const std::string x(1000, 'x');
     use_tool("printf 'SQL-1>\\n\\na\\t\\n'; yes " + x + " | head -n 40000");
     const auto run_short = [&] {
         std::set_new_handler([] { _exit(3); }); // is for others
-        long pages = 0;
-        std::ifstream("/proc/self/statm") >> pages;
-        const rlim_t bytes = static_cast<rlim_t>(pages * getpagesize()) + (16 << 20);
-        const rlimit limit = {bytes, bytes};
-        setrlimit(RLIMIT_AS, &limit);
+        limit_memory(16 << 20);
         DB_REC_LIS list = {"t", 0, 0, nullptr, nullptr};
         char text[DB_MESSAGE_SIZE] = "";
         const int result = iDB_ACCESS("select a from t", text, &list, {});
@@ -243,6 +266,201 @@ TEST_F(Catalogue, RefusesARepairThatWouldHideTheWhere) {
                                       refused + ": " + statement);
     }
     EXPECT_FALSE(read_file(in.path("called")));
+}
+
+// Whole traces, at the level at which the tool traces too, of what a tool prints.
+TEST_F(Catalogue, IsTracedWhole) {
+    const std::string rows = "SQL-1>\\n\\n", row = "\\n1\\t2\\nRows selected = 1\\n";
+    const std::string t29(29, 't'), c64(64, 'c'), v511(511, 'v'), m300(300, 'm'), many(101, 'c');
+    std::string columns;
+    for (const char letter : many)
+        columns += std::string(1, letter) + "\\t";
+    const std::string name = t29 + "t", list = rows + "a\\tb\\t(9)\\tc" + row;
+    const std::tuple<int, std::string, std::string, std::string> cases[] = {
+        {2, "", "select a from t;", list},
+        {1, "", "SELECT A FROM " + name + "(b)", rows + c64 + "\\t\\t\\nv" + v511 + "\\n\\n"},
+        {2, "", "select count(*) from t where a='x'y'", rows + "count\\n12\\t\\n"},
+        {1, "", "select max(a) from t", rows + "max\\nRows selected = 0\\n"},
+        {2, "", "update t set a=\"b", rows + "Rows affected = 3 rows\\nElapsed time\\n"},
+        {1, "", "insert into t values(1)", "x\\nSQL-1>\\nElapsed time\\n"},
+        {1, "", "delete from t", rows + "Message: no, " + m300 + "\\n"},
+        {2, "", "drop t", "x Error: unknown " + m300 + "\\n"},
+        {1, "", "select a from t where b=1", "x Error: y Invalid nested z\\n"},
+        {1, "", "select a from t where b=2", "SQL-1>\\nError while prepar\\nx\\nMessage: " + m300},
+        {1, "", "select a from t where b=3", rows + "a\\nx, NativeError = 7\\nMessage: z\\n"},
+        {1, "", "select a from t where b=4", rows + columns + "\\n"},
+        {4, "", "select a", "SQL-1>\\n"},
+        {1, "", "select a from", "SQL-1>\\n"},
+        {2, "export", "select a from t;", list},
+        {1, "export", "select a from t", rows + columns + "\\n"},
+        {1, "export", "select a from t", rows + "a\\nx, NativeError = 7\\nMessage: z\\n"},
+        {1, "export", "select a from no/dir", list},
+        {1, "no list", "select a from t", list},
+        {1, "no list", "delete from t", rows + "Rows affected = 1\\n"},
+        {1, "", "NAME", ""},
+        {1, "", "update t set a='x where b=1", ""}};
+    for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
+        std::string all;
+        for (const auto &[level, flag, statement, printed] : cases) {
+            use_tool("cat " + lock + " >" + in.path("holder") + "; printf '" + printed + "'");
+            const auto use = [&](const str_log &log) {
+                eLang = language;
+                DB_REC_LIS rl = {"t", 7, 7, nullptr, nullptr};
+                char text[DB_MESSAGE_SIZE] = "old";
+                text_copy(text, flag);
+                const bool list_given = flag != "no list";
+                const int result =
+                    iDB_ACCESS(statement.c_str(), text, list_given ? &rl : nullptr, log);
+                std::printf("%d '%s' %d %zu\n", result, text, rl.iRows, rl.iSize);
+                for (auto *record = rl.pstrFirstRec; record; record = record->pstrNextRec)
+                    std::printf("%d %s\n", record->iRow, record->cpData);
+                const std::string holder = read_file(in.path("holder")).value_or("");
+                const std::string me = std::to_string(getpid()) + " OA_DO_SQL ";
+                std::printf("held: %d\n", holder == me + (list_given ? "t" : "NULL"));
+            };
+            const bool english = language == LANG_EN;
+            const std::string told = service(in, flag + " " + statement, english ? level : 0, use);
+            all += english || told.find("-DATABAS") != told.npos ? told : "";
+            all += english ? read_file(in.path("rw/work") + "/t.exp").value_or("") : "";
+            std::filesystem::remove(in.path("rw/work") + "/t.exp");
+            std::filesystem::remove(in.path("holder"));
+        }
+        expect_file("database_" + std::to_string(language) + ".txt", all);
+    }
+}
+
+TEST_F(Catalogue, KeepsTheSemaphoreWhenNoProcessCanBeMade) {
+    const auto use = [&](const str_log &log) {
+        forbid_processes(in);
+        for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
+            eLang = language;
+            DB_REC_LIS rl = {"t", 0, 0, nullptr, nullptr};
+            char text[DB_MESSAGE_SIZE] = "";
+            std::printf("%d ", iDB_ACCESS("select a from t", text, &rl, log));
+            const std::string me = std::to_string(getpid()) + " OA_DO_SQL t";
+            std::printf("'%s' %d\n", text, read_file(lock) == me);
+        }
+    };
+    expect_file("database_no_pipe.txt", service(in, "no pipe", 1, use));
+    std::filesystem::remove(lock);
+    std::filesystem::create_directory(lock);
+    const auto fail = [](const str_log &log) {
+        char text[DB_MESSAGE_SIZE] = "";
+        std::printf("%d ", iDB_ACCESS("delete from t", text, nullptr, log));
+        std::printf("'%s'\n", text);
+    };
+    expect_file("database_no_semaphore.txt", service(in, "no semaphore", 1, fail));
+}
+
+// The list, and what is asked of it; the events in the three languages.
+TEST_F(Catalogue, ListAnswersForItsRecords) {
+    const auto use = [](const str_log &log) {
+        str_log trace = log;
+        DB_REC_LIS rl = {"me %s", 0, 0, nullptr, nullptr};
+        char text[DB_MESSAGE_SIZE] = "", a[512] = "", b[512] = "";
+        for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
+            eLang = language;
+            const auto get = [&](DB_REC_LIS *list, int row, const char *column, char *value) {
+                text_copy(text, "");
+                const int result = iDB_SEL_GET(list, row, text, &trace, column, value, "b", b,
+                                               static_cast<const char *>(nullptr));
+                std::printf("get %d %s: %d '%s' '%s' '%s'\n", row, column, result, text, a, b);
+                text_copy(a, "");
+                text_copy(b, "");
+            };
+            std::printf("alloc %d\n", iDB_SEL_ALLOC(&rl, "|x=1|"));
+            get(nullptr, 1, "a", a);
+            get(&rl, 1, "a", a);
+            std::printf("first %d\n", iDB_SEL_FIRST(&rl, "|b=0|"));
+            std::printf("first %d", iDB_SEL_FIRST(&rl, "|aa=0|a=1|b=|"));
+            std::printf(" alloc %d", iDB_SEL_ALLOC(&rl, "|a=3|b=4"));
+            std::printf(" alloc %d: %d\n", iDB_SEL_ALLOC(&rl, "|a=5|c=6|"), rl.iRows);
+            for (const int row : {0, 1, 2, 3, 4})
+                get(&rl, row, "a", a);
+            get(&rl, 1, "nosuch", a);
+            get(&rl, 1, "a", nullptr);
+            std::free(rl.pstrLastRec->cpData);
+            rl.pstrLastRec->cpData = nullptr;
+            get(&rl, 3, "a", a);
+            const auto next = [](const DB_REC_LIS_ELEMENT *record, void *rows) {
+                return record->iRow < *static_cast<int *>(rows) ? 1 : 0;
+            };
+            for (int rows : {1, 2, 9})
+                std::printf("loop %d\n", DB_SEL_LOOP_RECORDS(&rl, next, &rows));
+            for (const char *name : {"a", "c"}) {
+                col column = {"", "old"};
+                text_copy(column.szName, name);
+                const int result = iDB_SEL_WRITE_VALUE(&rl, rl.pstrFirstRec->cpData, &column);
+                std::printf("value %d '%s'\n", result, column.szValue);
+            }
+            vDB_SEL_FREE(&rl);
+            std::printf("free %d %d\n", rl.iRows, rl.pstrFirstRec == nullptr);
+        }
+        for (const size_t size : {511U, 512U}) { // a value's buffer
+            iDB_SEL_FIRST(&rl, ("|a=" + std::string(size, 'v') + "|").c_str());
+            EXPECT_EQ(iDB_SEL_GET(&rl, 1, text, &trace, "a", a, static_cast<char *>(nullptr)), 1);
+            EXPECT_EQ(std::string(a), std::string(511, 'v'));
+        }
+        vDB_SEL_FREE(&rl);
+    };
+    expect_file("database_list.txt", service(in, "list", 1, use));
+}
+
+TEST_F(Catalogue, DatesAreThoseOfTheDatabase) {
+    const auto use = [&](const str_log &) {
+        const auto show = [](const char *what, std::string date) {
+            for (char &letter : date)
+                letter = isdigit(static_cast<unsigned char>(letter)) ? '9' : letter;
+            std::printf("%s %s\n", what, date.c_str());
+        };
+        for (const char *type : {"ORACLE", "OpenAccess", "postgres", "oracle", ""}) {
+            in.set_glbv("gv_db_type", type);
+            std::printf("type [%s]\n", type);
+            show("DATE", cpDB_DATE());
+            show("VORNA", cpDB_DATE_VORNA());
+            show("TIME", cpDB_DATE_TIME_VORNA());
+            show("MAX", cpDB_MAX_COL_NAME("a"));
+        }
+        for (const char *key : {"DATE", "DATE_VORNA", "DATE_TIME_VORNA", "DATE_", "A", "AA"}) {
+            for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
+                eLang = language;
+                char text[DB_MESSAGE_SIZE] = "";
+                std::printf("%d ", iDB_CONVERT_DATE_TIME(key, text));
+                show(key, text);
+            }
+        }
+        char text[DB_MESSAGE_SIZE] = "";
+        char before[32] = ".", after[32] = "."; // "YYYY-MM-DD HH:MM:SS"
+        time_get(before);
+        EXPECT_EQ(iDB_ACCESS("DATE_TIME_VORNA", text, nullptr, {}), 1);
+        time_get(after);
+        EXPECT_TRUE(before <= std::string(text) && text <= std::string(after)) << text;
+    };
+    expect_file("database_date.txt", service(in, "dates", 0, use));
+}
+
+// Every word that may stand right behind a value, and one that is none.
+TEST_F(Catalogue, WordsOfSqlEndAValue) {
+    const std::string words =
+        "all and as asc between by case collate desc distinct else end escape from group having in "
+        "into is like limit not offset on or order returning select set then union using values "
+        "when where AND words";
+    const auto use = [&](const str_log &) {
+        for (size_t begin = 0, end; begin < words.size(); begin = end + 1) {
+            end = std::min(words.find(' ', begin), words.size());
+            const std::string sql = "a='b'" + words.substr(begin, end - begin) + " c";
+            char buffer[64];
+            text_copy(buffer, sql);
+            if (CLEANUP_QUOTA(buffer, sizeof buffer) != sql)
+                std::printf("%s\n", buffer);
+        }
+        char name[64] = "a=\"b", full[8] = "a='b'c'";
+        CLEANUP_QUOTA(name, sizeof name);
+        CLEANUP_QUOTA(full, sizeof full); // does not fit
+        std::printf("%s %s\n", name, full);
+    };
+    EXPECT_EQ(service(in, "words", 0, use), "== words\n--- standard output\na='b''words c\na=b "
+                                            "a='b'c'\n");
 }
 
 TEST(Statement, IsNormalised) {

@@ -169,11 +169,4 @@ TEST(ChildEnvironment, PathIsNotCut) {
     EXPECT_TRUE(refused.starts_with("0 iStrLenRoBin = 3 (0 means") && refused.ends_with(end));
 }
 
-TEST(ParentInfo, EndsWithTheParentsNumber) {
-    char info[512];
-    ASSERT_EQ(get_parent_info(info, sizeof info), 1);
-    const std::string end = " (PPID=" + std::to_string(getppid()) + ")";
-    EXPECT_TRUE(std::string(info).ends_with(end) && info != end) << info;
-}
-
 } // namespace

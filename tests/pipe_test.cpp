@@ -1,9 +1,10 @@
 // Pipes to child processes: real shells, both channels read from one loop as the agent does it.
 #include "common/unix/cm_hal_pipe.h"
 #include "common/unix/cm_trace.h"
-#include "tests/support/installation.h"
+#include "tests/support/service.h"
 
-#include <gtest/gtest.h>
+#include <csignal>
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -137,8 +138,111 @@ TEST(Pipe, FeedsAFileThatStaysTheCallersInput) {
     EXPECT_STREQ(text, "Mode \"r\" is not allowed! Use mode with \"w\".");
     for (const char *name : {file.c_str(), "STDIN", "-"}) {
         EXPECT_EQ(iPIPE_OPEN_STDIN("cat", "rw", name, text, sizeof text, &pipe), 0);
-        EXPECT_EQ(read_all(pipe) + std::to_string(lseek(0, 0, SEEK_SET)), "one;.  00");
+        EXPECT_EQ(read_all(pipe), "one;.  0");
+        EXPECT_EQ(lseek(0, 0, SEEK_SET), 0); // the child has moved it
     }
+}
+
+// Until the child has ended: what it has written is there, and its pipes are at their end.
+void await(const DB_PROC_PIP &pipe) {
+    siginfo_t info;
+    waitid(P_PID, static_cast<id_t>(pipe.iChildPid), &info, WEXITED | WNOWAIT);
+}
+
+int go = -1;
+
+void write_go(int) {
+    static int ticks = 0;
+    if (++ticks == 4) {
+        (void)!write(go, "go\n", 3);
+    }
+}
+
+TEST(Pipe, IsTracedWhole) {
+    vn_test::Installation in;
+    const std::string fifo = in.path("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const auto use = [&](const str_log &) {
+        DB_PROC_PIP pipe;
+        char text[80] = "";
+        const auto open = [&](const char *command, const char *mode) {
+            std::printf("open %d ", iPIPE_OPEN(command, mode, text, sizeof text, &pipe));
+            await(pipe);
+        };
+        const auto show = [&] { std::printf("%s\n", read_all(pipe).c_str()); };
+        open("echo a; echo b >&2; exit 3", "re");
+        show();
+        open("echo a; kill -9 $$", "r");
+        show();
+        open("echo b >&2", "e");
+        std::string none;
+        EXPECT_EQ(read_one(false, &pipe, 79, &none), 0);
+        show();
+        open("exit 4", "w");
+        show();
+        for (const char *name : {"nosuch", "-", "r"}) {
+            const int result = iPIPE_OPEN_STDIN("exit 5", *name == 'r' ? name : "rw", name, text,
+                                                sizeof text, &pipe);
+            std::printf("%s: %d [%s] %d %d\n", name, result, text, pipe.iChildPid > 0, pipe.ifdOut);
+            if (result == 0) {
+                show();
+            }
+        }
+        pipe = {}; // a handle whose input was kept, and one that cannot be read
+        pipe.iFdOldStdin = 999;
+        std::printf("close %d\n", iPIPE_CLOSE(&pipe));
+        pipe.ifdOut = 998;
+        std::printf("read %d\n", iPIPE_READ(&pipe, text, 79));
+    };
+    const auto wait = [&](const str_log &) { // signals interrupt it, the last lets the child go on
+        struct sigaction action = {};
+        action.sa_handler = write_go;
+        sigaction(SIGALRM, &action, nullptr);
+        go = ::open(fifo.c_str(), O_RDWR);
+        auto pipe = open("exec cat " + fifo);
+        std::string line;
+        ualarm(50000, 50000);
+        EXPECT_EQ(read_one(false, &pipe, 79, &line), 1);
+        ualarm(0, 0);
+        std::printf("%s\n", line.c_str());
+        kill(pipe.iChildPid, SIGKILL);
+        await(pipe);
+        std::printf("%s\n", read_all(pipe).c_str());
+    };
+    std::string all = vn_test::service(in, "pipes", 2, use);
+    std::string last; // of the interruptions one line
+    for (const std::string &line : vn_test::lines_of(vn_test::service(in, "waits", 2, wait))) {
+        all += line == last ? "" : line + "\n";
+        last = line;
+    }
+    vn_test::expect_file("pipe.txt", all);
+}
+
+// Of 3000 returns for the other channel one is traced.
+TEST(Pipe, TracesOneReturnIn3000) {
+    vn_test::Installation in;
+    const auto use = [&](const str_log &log) {
+        auto pipe = open("echo b >&2; exec sleep 60");
+        const auto is_traced = [&] {
+            std::string line;
+            EXPECT_EQ(read_one(false, &pipe, 79, &line), -1);
+            const std::string trace = *vn_test::read_file(log.szFile);
+            std::filesystem::remove(log.szFile);
+            return trace.find("data for other channel > return -1\n") != std::string::npos;
+        };
+        int first = 0;
+        while (!is_traced()) { // others may have counted
+            first++;
+        }
+        int quiet = 0;
+        while (!is_traced()) {
+            quiet++;
+        }
+        std::printf("%d %d\n", first < 3000, quiet);
+        kill(pipe.iChildPid, SIGKILL);
+    };
+    const std::string told = vn_test::service(in, "reads", 2, use);
+    EXPECT_NE(told.find("\n1 2999\n"), std::string::npos) << told;
 }
 
 } // namespace

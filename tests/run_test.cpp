@@ -1,21 +1,18 @@
 // Running programs: what the caller gets, and how every abnormal end is told.
 #include "common/common/cm_message.h"
 #include "common/unix/cm_hal_unix.h"
-#include "tests/support/installation.h"
+#include "tests/support/service.h"
 
-#include <gtest/gtest.h>
-
+#include <chrono>
 #include <csignal>
 #include <sys/stat.h>
-#include <tuple>
-#include <unistd.h>
 
 using namespace vn_test;
 
 namespace {
 
-int exec(const char *file) {
-    const char *argv[] = {file, "-c", "kill -9 $$", nullptr};
+int exec(const char *file, const char *command) {
+    const char *argv[] = {file, "-c", command, nullptr};
     return i_cm_execvp(file, const_cast<char **>(argv));
 }
 
@@ -26,48 +23,42 @@ std::string told(int (*run)(const char *), const std::string &command, int resul
     return testing::internal::GetCapturedStderr();
 }
 
-TEST(Run, AbnormalEndsAreTold) {
-    Installation in;
-    const std::string none = "No such file or directory", of = " of a signal that was not caught: ";
-    const std::string caught = " terminated due to the receipt" + of, sh = "/bin/sh ";
-    const std::string event = "terminated due to receipt" + of, died = "terminated abnormally";
-    const std::string start = "could not start: " + none, x(2000, 'x');
-    const std::string absent = "could not start (ENOENT): " + none, end = died + " 0...\n";
-    const std::string failed = " could not start!\nstart_", is_2 = ": " + none + " (2)\n";
-    const std::tuple<int (*)(const char *), std::string, int, std::string, std::string> cases[] = {
-        {i_cm_system, "exit 126", 126, "", ""},
-        {i_cm_system, "exit 127 # %s%n" + x, 127,
-         "start_system: please check" + is_2 + "start_system: [" + absent + "]\n", absent},
-        {i_cm_system, "exit 160", 160, "exe" + caught + "32\n", event + "32"},
-        {i_cm_system, "exit 162", 162, "exe" + failed + "system" + is_2, start},
-        {i_cm_system, "kill -9 $$", 0, sh + end + "/bin/sh" + caught + "9\n",
-         sh + died + "\n" + sh + event + "9"},
-        {exec, "sh", 9, "exe " + end + "exe" + caught + "9\n", "exe " + died + "\n" + event + "9"},
-        {exec, "/nosuch", 130 * 256,
-         "start_exe (child)" + is_2 + "exe /nosuch" + failed + "exe" + is_2, start},
-    };
-    std::vector<std::string> protocol;
-    for (const auto &[run, command, result, err, events] : cases) {
-        EXPECT_EQ(told(run, command, result), err) << command;
-        const std::string subject = run == exec ? "Error: start_exe: " : "Error: start_system: ";
-        for (const std::string &text : lines_of(events)) {
-            protocol.push_back("<time> E008-BASICS [<pid>]: Error in command execution " +
-                               (subject + command).substr(0, 1023) + ": " + text);
-        }
+// Every end of a command or a program, without a process for it and without one to wait for.
+void end_abnormally(const Installation &in) {
+    const std::string stop = "echo $$ >" + in.path("pid") + "; kill -STOP $$", x(2000, 'x');
+    for (const std::string &command :
+         {std::string("exit 126"), "exit 127 # %s%n" + x, std::string("exit 128"),
+          std::string("exit 160"), std::string("exit 161"), std::string("kill -9 $$"), stop,
+          std::string(1 << 17, ' ')}) { // more than an argument may have
+        std::fprintf(stderr, "%.10s: ", command.c_str());
+        const int result = i_cm_system(command.c_str());
+        std::fprintf(stderr, "returned %d\n", result);
     }
-    EXPECT_EQ(in.protocol(), protocol);
+    kill(std::stoi(read_file(in.path("pid")).value_or("0")), SIGKILL);
+    for (const char *command : {"exit 128", "exit 130", "kill -9 $$"})
+        std::fprintf(stderr, "returned %d\n", exec("sh", command));
+    std::fprintf(stderr, "returned %d\n", exec("/nosuch", ""));
+    signal(SIGCHLD, SIG_IGN); // the system waits for the children itself
+    std::fprintf(stderr, "returned %d\n", i_cm_system("exit 0"));
+    std::fprintf(stderr, "returned %d\n", exec("sh", "exit 0"));
+    forbid_processes(in);
+    std::fprintf(stderr, "returned %d\n", i_cm_system("exit 0"));
+    exec("sh", "exit 0");
 }
 
-TEST(Run, ALostChildIsNoSuccess) {
+TEST(Run, AbnormalEndsAreToldWhole) {
     Installation in;
-    signal(SIGCHLD, SIG_IGN); // the system waits for the children itself
-    const std::string lost = "start_system: no child to wait for! No child processes (errno=10)\n";
-    EXPECT_EQ(told(i_cm_system, "exit 0", 127), lost + "/bin/sh terminated abnormally 0...\n");
-    signal(SIGCHLD, SIG_DFL);
-    eLang = LANG_DE;
-    EXPECT_EQ(told(i_cm_system, "exit 127", 127),
-              "start_system: please check: No such file or directory (2)\nstart_system: [konnte "
-              "nicht gestartet werden (ENOENT): No such file or directory]\n");
+    umask(0);
+    std::string all;
+    for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
+        const auto use = [&](const str_log &) {
+            eLang = language;
+            end_abnormally(in);
+        };
+        const int level = language == LANG_EN ? 1 : 0;
+        all += service(in, "language " + std::to_string(language), level, use);
+    }
+    expect_file("run.txt", all);
 }
 
 // Of the lines that only name the parent's id somewhere none is the parent's.
@@ -90,6 +81,40 @@ TEST(Run, TheParentIsTheLineOfItsId) {
     }
 }
 
+// The real list: the child's parent is this program, with all its arguments.
+TEST(Run, TheParentsCommandIsShown) {
+    std::string command;
+    for (const std::string &argument : testing::internal::GetArgvs())
+        command += (command.empty() ? "" : " ") + argument;
+    Installation in;
+    const std::string parent = command + " (PPID=" + std::to_string(getpid()) + ")\n";
+    const auto use = [](const str_log &) {
+        char info[1024];
+        EXPECT_EQ(get_parent_info(info, sizeof info), 1);
+        std::printf("%s\n", info);
+        EXPECT_EQ(get_parent_info(info, 5), 1); // cut to fit
+        std::printf("%s\n", info);
+    };
+    EXPECT_EQ(service(in, "", 0, use),
+              in.normalised("== \n--- standard output\n" + parent + command.substr(0, 4) + "\n"));
+    const auto fail = [&](const str_log &) {
+        forbid_processes(in);
+        for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
+            eLang = language;
+            char info[1024] = "x";
+            std::printf("%d [%s]\n", get_parent_info(info, sizeof info), info);
+        }
+    };
+    std::string told = service(in, "a list that cannot be asked", 0, fail);
+    const std::string id = "-w " + std::to_string(getpid());
+    for (size_t at; (at = told.find(id)) != told.npos;)
+        told.replace(at + 3, id.size() - 3, "<pid>");
+    const std::string cause = ": Cannot allocate memory"; // which is the C library's choice
+    for (size_t at; (at = told.find(cause)) != told.npos;)
+        told.replace(at, cause.size(), ": <cause>");
+    expect_file("parent.txt", told);
+}
+
 TEST(Run, ConventionsOfStartAndWait) {
     Installation in;
     write_file(in.path("ro/bin/prog"), "#!/bin/sh\nexit $1\n");
@@ -97,11 +122,38 @@ TEST(Run, ConventionsOfStartAndWait) {
     testing::internal::CaptureStdout();
     std::printf("a ");
     told(start_proc, "prog 4; printf 'b '", 0);
-    told(exec, "/nosuch", 130 * 256); // the child must not print what the parent had printed
+    exec("/nosuch", ""); // the child must not print what the parent had printed
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "a b ");
     told(start_proc, "nosuch prog", -3);
+    told(start_proc, "", -3);
+    told(start_proc, in.path("ro/bin/prog 5"), 5);
+    told(start_system, "exit 7", 7);
+    told(i_cm_system_state, "exit 7", 7);
+    told(i_cm_system_state, "kill -9 $$", 137);
+    EXPECT_EQ(start_proc(nullptr), 1);
+    for (const char *command : {"prog", "prog nosuch"})
+        EXPECT_EQ(bSetInterpreter(command, 0), 1);
+    for (const char *command : {"pro", "nosuch prog", "prognosuch"})
+        EXPECT_EQ(bSetInterpreter(command, 0), 0);
+    char text[9]; // cut to fit
+    EXPECT_EQ(bIsFileExecutable("/", text, sizeof text), 1);
+    EXPECT_STREQ(text, "/ is exi");
+    EXPECT_EQ(bIsFileExecutable("/!", text, sizeof text), 0);
+    EXPECT_STREQ(text, "/! not f");
+    const auto begin = std::chrono::steady_clock::now();
+    signal(SIGALRM, [](int) {}); // interrupts the rest, which goes on
+    ualarm(5000, 5000);
+    wait_msec(0);
+    wait_msec(40);
+    ualarm(0, 0);
+    const auto rest = std::chrono::steady_clock::now() - begin;
+    EXPECT_GE(rest, std::chrono::milliseconds(40));
+    EXPECT_LT(rest, std::chrono::seconds(10));
     in.remove_ini(in.path("rw/ini/vn.ini"), "Pathes", "gv_ro_bin");
-    told(exec, "sh", 999);
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(exec("sh", "exit 0"), 999);
+    EXPECT_TRUE(
+        testing::internal::GetCapturedStderr().ends_with("error occured in i_setenv_vorna\n"));
 }
 
 } // namespace

@@ -1,14 +1,14 @@
 // Named semaphores between real processes; what holds and waits is a child of the test.
+#include "common/common/text.h"
 #include "common/unix/cm_semaphore.h"
-#include "common/unix/cm_trace.h"
-#include "tests/support/installation.h"
+#include "tests/support/service.h"
 
-#include <filesystem>
-#include <gtest/gtest.h>
+#include <chrono>
+#include <csignal>
+#include <fcntl.h>
 #include <poll.h>
-#include <sys/wait.h>
+#include <sys/stat.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace vn_test;
 
@@ -138,27 +138,57 @@ TEST_F(Semaphore, HasALockFileOfItsOwnOrNone) {
     }
 }
 
-TEST_F(Semaphore, TracesItsOwnStepsAtLevelTwo) {
-    write_file(file, ""); // held by another process that does not say who it is
-    const pid_t other = start('+');
-    EXPECT_TRUE(is_told());
-    write_file(file, "");
-    for (const int level : {1, 2}) {
-        str_log log = {};
-        v_set_log_main("t.tra", "NOSUCH", &log);
-        v_set_log(level, 0, &log);
-        SCT_SEMA sema = {"s", "me", "", 0};
-        EXPECT_EQ(i_SEMA('?', &sema, log), 2);
-        const std::string trace = *read_file(in.path("rw/lgc/t.tra"));
-        const size_t own = trace.find("x_Semaphore"), error = trace.find("i_SEMA( ?, s, me)");
-        EXPECT_EQ(own == std::string::npos, level == 1) << trace;
-        EXPECT_NE(error, std::string::npos);
-        if (level == 2) { // the inquiry ends when the error has been told
-            EXPECT_NE(trace.find("inq_s.sem", error), std::string::npos) << trace;
+// What both levels show of every letter on a semaphore that is free, held here, held elsewhere,
+// left by a dead holder, and of one whose file cannot be had.
+TEST_F(Semaphore, IsTracedWhole) {
+    SCT_SEMA sema = {"s", "me", "", 0};
+    const auto use = [&](const std::string &letters, const str_log &log) {
+        for (const char letter : letters) {
+            const int code = i_SEMA(letter, &sema, log);
+            std::printf("%c %d %d %s", letter, code, sema.hSema > 0, sema.szMsg);
+            const bool dir = std::filesystem::is_directory(file);
+            const std::string text = dir ? "" : read_file(file).value_or("no file");
+            std::printf(" '%s'\n", text == std::to_string(getpid()) + " me" ? "own" : text.c_str());
         }
-        std::filesystem::remove(in.path("rw/lgc/t.tra"));
+    };
+    const auto alone = [&](const str_log &log) {
+        use("?-*", log);
+        EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0644));
+        EXPECT_EQ(fcntl(sema.hSema, F_GETFD), FD_CLOEXEC);
+        write_file(file, "");
+        use("*+S-+", log);
+        write_file(file, "");
+        use("Rx", log);
+        write_file(file, "17 gone");
+        use("?R", log);
+        std::filesystem::remove(file);
+        std::filesystem::create_directory(file);
+        use("*?", log);
+        std::filesystem::remove_all(sem);
+        use("*?-", log);
+        text_copy(sema.szSema, std::string(31, 'n')); // the inquiry's name is cut
+        std::filesystem::create_directory(sem);
+        use("?", log);
+        sema.hSema = 999; // no descriptor
+        use("-", log);
+    };
+    const auto refused = [&](const str_log &log) { use("*?-", log); };
+    umask(022);
+    std::string all;
+    for (const int level : {1, 2}) {
+        all += service(in, "alone, level " + std::to_string(level), level, alone);
+        const pid_t other = start('+');
+        EXPECT_TRUE(is_told());
+        for (const std::string holder : {"17 holder %s", ""}) {
+            write_file(file, holder);
+            const auto begin = std::chrono::steady_clock::now();
+            all += service(in, "held by [" + holder + "]", level, refused);
+            const auto end = std::chrono::steady_clock::now();
+            EXPECT_GE(end - begin, std::chrono::milliseconds(holder.empty() ? 3 * 20 * 5 : 0));
+        }
+        waitpid(other, nullptr, kill(other, SIGKILL));
     }
-    waitpid(other, nullptr, kill(other, SIGKILL));
+    expect_file("semaphore.txt", all);
 }
 
 TEST_F(Semaphore, LetsOneOfFiftyProcessesInAtATime) {
