@@ -1,11 +1,11 @@
 // From the command line to the record: options, help, the order of the checks, the dispatch, what a
 // result leaves behind, the trace of a call, and damaged installations.
-#include "tests/support/installation.h"
+#include "tests/support/expected.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <filesystem>
 #include <pwd.h>
@@ -15,6 +15,7 @@
 
 using namespace vn_test;
 namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
 
 namespace {
 
@@ -27,8 +28,8 @@ CallResult call(const Installation &in, const std::string &line) {
 }
 
 std::string record(const std::string &id, int status, const std::string &message) {
-    return "ID=" + id + "\nSTATUS=" + (status == 0 ? "SUCCESS" : "WARNING") + " MSG=" + message +
-           "\n";
+    const char *const words[] = {"SUCCESS", "WARNING", "ERROR"};
+    return "ID=" + id + "\nSTATUS=" + words[status] + " MSG=" + message + "\n";
 }
 
 enum { PRINTED = 1, STORED = 2, BOTH = 3 };
@@ -61,7 +62,22 @@ TEST(CommandLine, RequestsAndTheirResults) {
         {"-f e -i 7 -n present", 0, "present exists"}, // in the work directory
         {"-f e -i 7 -n absent", 1, "absent doesn't exist"},
         {"read_event_log -i 7", 0, ""},
+        {"-f c -i 7", 1, "missing option -d"},
+        {"-f d -i 7", 1, "missing <directory>"},
+        {"-f D -i 7", 1, "missing directory via -n"},
         {"-f e -i 7", 1, "missing option -n"},
+        {"-f f -i 7 -n f", 1, "missing mode argument in -m : may be g | p[d]"},
+        {"-f f -i 7 -m g", 1, "missing file name in -n"},
+        {"-f G -i 7", 1, "missing option -n name of GLBV"},
+        {"-f R -i 7 -s a", 1, "missing option -n name of GLBV"},
+        {"-f k -i 7", 1, "missing option -s saveset|pattern"},
+        {"-f m -i 7", 1, "missing option -s saveset"},
+        {"-f p -i 7 -s 1", 1, "missing option -d device"},
+        {"-f p -i 7 -d d", 1, "missing option -s VNS number"},
+        {"-f t -i 7 -t x", 1, "missing device via -d"},
+        {"-f t -i 7 -d x", 1, "missing device via -t"},
+        {"-f x -i 7 -s true", 2, "missing option -u user"},
+        {"-f g -i 7 -n a", 1, "unknown keyword"},                    // letters are case-sensitive
         {"-f G -i 7 end -n a", 1, "missing option -n name of GLBV"}, // options end at "end"
         {"-f W -i 7 -s x", 1, "missing option -n name of GLBV"},
         {"-f W -i 7 -n a", 1, "missing option -s string value to write"},
@@ -86,24 +102,36 @@ TEST(CommandLine, RequestsAndTheirResults) {
     }
     const std::string refused = record("", 1, "wrong option x in command line");
     EXPECT_EQ(call(in, "-x foo -i 7"), (CallResult{1, "", refused}));
-    const CallResult unnamed = call(in, "r"); // its identifier is the time
-    const std::string id = unnamed.err.substr(3, unnamed.err.find('\n') - 3);
-    EXPECT_EQ(unnamed, (CallResult{0, "", record(id, 0, "")}));
-    EXPECT_TRUE(id.size() == 14 && id.find_first_not_of("0123456789") == id.npos) << id;
-    EXPECT_EQ(in.get_glbv("gv_client_sts_" + id), "0");
 }
 
 TEST(CommandLine, Help) {
     Installation in;
     const CallResult help = call(in, "");
-    EXPECT_EQ(call(in, "-f G -h -x foo"), help);
+    expect_file("help.txt", help.out);
     EXPECT_EQ(help, (CallResult{1, help.out, ""}));
-    const std::vector<std::string> lines = lines_of(help.out);
-    ASSERT_EQ(lines.size(), 43u);
-    for (size_t i = 1; i < lines.size(); i++) { // behind the version
-        EXPECT_EQ(lines[i].size(), 79u) << lines[i];
-    }
-    EXPECT_TRUE(lines[41].starts_with(R"(<device> is the HW device, e.g. "\.\Tape0" or "/dev/n)"));
+    EXPECT_EQ(call(in, "-f G -h -x foo"), help);
+}
+
+// Without -i it is the local time of the call.
+TEST(CommandLine, TheAgentMakesAnIdentifier) {
+    Installation in;
+    const auto hour_of = [](std::time_t time) {
+        std::tm parts = {};
+        char text[32];
+        gmtime_r(&time, &parts);
+        std::strftime(text, sizeof text, "%Y%m%d%H%M%S", &parts);
+        return std::string(text);
+    };
+    const std::time_t zone = 5 * 3600;
+    const std::string from = hour_of(std::time(nullptr) + zone);
+    const CallResult result = in.agent({"r"}, {"", {"TZ=XXX-5"}, ""});
+    const std::string to = hour_of(std::time(nullptr) + zone);
+    const std::string id = result.err.substr(3, result.err.find('\n') - 3);
+    EXPECT_EQ(result, (CallResult{0, "", record(id, 0, "")}));
+    EXPECT_EQ(id.size(), 14u);
+    EXPECT_LE(from, id);
+    EXPECT_LE(id, to);
+    EXPECT_EQ(in.get_glbv("gv_client_sts_" + id), "0");
 }
 
 TEST(CommandLine, TheFirstMissingSettingIsReported) {
@@ -126,7 +154,9 @@ TEST(CommandLine, TheFirstMissingSettingIsReported) {
                                                          {"gv_ro_bin", "gv_ro_bin"},
                                                          {"gv_ro", "gv_ro"}};
     std::string fatal;
-    expect_end(in, "-f t -i 7", 1, "missing gv_ro_vns in INI");
+    for (const char *line : {"-f c -i 7", "-f m -i 7", "-f p -i 7", "-f t -i 7"}) {
+        expect_end(in, line, 1, "missing gv_ro_vns in INI");
+    }
     for (const auto &[key, name] : keys) { // each is missing together with those before
         in.remove_ini(ini, "Pathes", key);
         if (name == "gv_rw_ini") {
@@ -142,7 +172,8 @@ TEST(CallTrace, VerboseCallInWhole) {
     Installation in;
     const std::string version = lines_of(call(in, "-h").out).at(0);
     const CallResult result =
-        call(in, "-v -i 7 -c node -C srv -l x -p lp -m abc -s s -d d -b b -t t "
+        call(in, "-f k -i no -c no -C no -m no -s no -d no -b no -t no -n no " // the last counts
+                 "-v -i 7 -c node -C srv -l x -p lp -m abc -s s -d d -b b -t t "
                  "-f G -n %s%n rest of");
     std::vector<std::string> lines = {
         "<time># ",
@@ -165,21 +196,20 @@ TEST(CallTrace, VerboseCallInWhole) {
     EXPECT_EQ(lines_of(result.err), lines);
 }
 
+// The variable of the trace switch decides, whatever debug.ini says; -v is above both.
 TEST(CallTrace, SwitchedByFunctionLetter) {
     Installation in;
     in.set_glbv("a", "value");
     in.set_ini(in.path("rw/ini/debug.ini"), "", "VN_CLIENT", "1"); // holds until the switch
-    for (const auto &[value, traced] : {std::pair("tG", true), {"tR", false}, {"?G", false}}) {
-        in.set_glbv("gv_client_trace", value);
-        EXPECT_EQ(call(in, "-r -f G -i 7 -n a").err != record("7", 0, "value"), traced) << value;
-        const std::vector<std::string> lines = in.trace();
-        EXPECT_EQ(lines.size() > 3, traced) << value;
-        const std::string port =
-            "<time>#   Got VTPD_PORT 11001 from vtpd.ini section [VTPD_Server]";
-        EXPECT_EQ(std::find(lines.begin(), lines.end(), port) != lines.end(), traced) << value;
-        EXPECT_EQ(in.trace().at(2), "<time>#   v_set_log: Set loglevel 1, verbose 0");
-        fs::remove(in.path("rw/lgc/vn_client_.lgc"));
+    std::string text;
+    for (const char *letters : {"tG", "tR", "?G", "rfgi", ""}) {
+        in.set_glbv("gv_client_trace", letters);
+        text += letters + ("\n" + transcript(in, {"-f", "G", "-i", "7", "-n", "a"})) + "\n";
     }
+    in.remove_glbv("gv_client_trace");
+    text += "none\n" + transcript(in, {"-f", "G", "-i", "7", "-n", "a"}) + "\n";
+    text += transcript(in, {"G", "-i", "7", "-n", "a", "-v"});
+    expect_file("trace_switch.txt", text);
 }
 
 TEST(CommandLine, TheServerLocalIsThisHost) {
@@ -189,19 +219,91 @@ TEST(CommandLine, TheServerLocalIsThisHost) {
               (CallResult{0, "-p -S localhost:11001 x x\n", record("7", 0, "x")}));
 }
 
-TEST(CallTrace, ThePortIsNamedByItsIdentifier) {
+// The port of the transfer daemon: where it is read, what stands for a missing one, and that it
+// stays one word.
+TEST(CommandLine, ThePortOfTheTransferDaemon) {
     Installation in;
-    in.remove_ini(in.path("vorna.ini"), "", "VTPD_INI"); // the file beside the others is read
-    const auto traced = [&in](const std::string &text) {
-        const std::vector<std::string> lines = in.trace();
-        return std::find(lines.begin(), lines.end(), "<time># " + text) != lines.end();
+    const std::string ini = in.path("rw/ini/vtpd.ini");
+    write_file(in.path("ro/bin/vbc"), "#!/bin/sh\necho \"$*\"\n");
+    const auto expect = [&in](const std::string &port, const Lines &traced) {
+        CallResult copied = call(in, "-v -r -i 7 -f f -m p -s . -n x");
+        EXPECT_EQ(copied.out, "-p -S localhost:" + port + " x x\n");
+        for (const char *letter : {"f", "c", "m", "p", "t"}) {
+            fs::remove(in.path("rw/lgc/vn_client_.lgc"));
+            call(in, std::string("-v -r -i 7 -f ") + letter);
+            Lines told;
+            for (const std::string &line : in.trace()) {
+                if (line.find("VTPD") != line.npos) {
+                    told.push_back(line.substr(line.find("# ") + 2));
+                }
+            }
+            const bool other = *letter == 'f' && traced.size() > 1;
+            EXPECT_EQ(told, other ? Lines(traced.begin(), traced.end() - 2) : traced) << letter;
+        }
     };
-    call(in, "-v -r -i 7 -f r");
-    EXPECT_TRUE(traced("Got VTPD_PORT 11001 from vtpd.ini section [VTPD_Server]"));
-    fs::remove(in.path("rw/ini/vtpd.ini"));
-    call(in, "-v -r -i 7 -f p");
-    EXPECT_TRUE(traced("READ_INI: VTPD_INI [VTPD_Server] VTPD_PORT not found"));
-    EXPECT_TRUE(traced("WARNING: Using default VTPD_PORT value 11001 "));
+    const auto got = [](const std::string &port) {
+        return Lines{"Got VTPD_PORT " + port + " from vtpd.ini section [VTPD_Server]"};
+    };
+    const auto missing = [](const std::string &reason) {
+        return Lines{
+            "READ_INI: VTPD_INI [VTPD_Server] VTPD_PORT not found",
+            "WARNING: Couldn't get VTPD_PORT from vtpd.ini section [VTPD_Server]: " + reason + " ",
+            "WARNING: Using default VTPD_PORT value 11001 "};
+    };
+    const std::string reader = "i_GetPrivateProfileString: ";
+    expect("11001", got("11001"));
+    in.set_ini(ini, "VTPD_Server", "VTPD_PORT", "12x;echo $$");
+    expect("12x;echo $$", got("12x;echo $$"));
+    in.remove_ini(in.path("vorna.ini"), "", "VTPD_INI"); // the file beside the others is read
+    expect("12x;echo $$", got("12x;echo $$"));
+    in.remove_ini(ini, "VTPD_Server", "VTPD_PORT");
+    expect("", missing(reader + "KEY NOT FOUND: VTPD_PORT"));
+    fs::remove(ini);
+    expect("", missing(reader + "FILE NOT FOUND OR ACCESS PROBLEM: <dir>/rw/ini/vtpd.ini."));
+    in.set_ini(in.path("vorna.ini"), "", "VTPD_INI", in.path("no.ini"));
+    expect("", missing(reader + "FILE NOT FOUND OR ACCESS PROBLEM: <dir>/no.ini."));
+}
+
+// What a call makes anew is open to whom the caller's mask leaves it open.
+TEST(CommandLine, TheCallersMaskHolds) {
+    for (const auto &[mask, file, directory] :
+         {std::tuple(0, 0666, 0770), {027, 0640, 0750}, {077, 0600, 0700}}) {
+        Installation in;
+        std::ostringstream line;
+        line << "umask " << std::oct << mask << "; for words in '-f D -n new/dir' '-f u -m c -n "
+             << "file -s x' '-f G -n " << std::string(300, 'n') << "'; do \"$0\" -v $words; done";
+        run_program({"/bin/sh", "-c", line.str(), VN_CLIENT_PROGRAM},
+                    {"PATH=/usr/bin:/bin", "VORNA_INI=" + in.path("vorna.ini")}, {});
+        for (const char *name :
+             {"lgc/vn_client_.lgc", "prot/vorna.prot", "prot/vorna.prot.err", "work/file"}) {
+            EXPECT_EQ(fs::status(in.path("rw/") + name).permissions(), fs::perms(file)) << name;
+        }
+        EXPECT_EQ(fs::status(in.path("rw/work") + "/new/dir").permissions(), fs::perms(directory));
+    }
+}
+
+// Whatever signals and streams the caller left: children are waited for, what is started has all
+// signals as they are by default, and no file takes the place of a closed stream.
+TEST(CommandLine, TheCallersSignalsAndStreamsDoNotMatter) {
+    Installation in;
+    write_file(in.path("ro/bin/signals"),
+               "#!/bin/sh\ngrep SigIgn /proc/self/status >'" + in.path("ignored") + "'\nexit 3\n");
+    fs::permissions(in.path("ro/bin/signals"), fs::perms(0755));
+    const auto shell = [&in](const std::string &line) {
+        return run_program({"/bin/sh", "-c", line, VN_CLIENT_PROGRAM},
+                           {"PATH=/usr/bin:/bin", "VORNA_INI=" + in.path("vorna.ini")}, {});
+    };
+    const std::string failed = record("7", 2, "Program returned exit state 3");
+    for (const char *words : {"-s signals", "-- signals"}) {
+        EXPECT_EQ(shell(std::string("trap '' CHLD; \"$0\" -i 7 -f x -u root ") + words),
+                  (CallResult{2, "", failed}));
+        EXPECT_EQ(read_file(in.path("ignored")), "SigIgn:\t0000000000000000\n");
+    }
+    EXPECT_EQ(shell("\"$0\" -i 7 -f e -n / <&- >&- 2>&-"), (CallResult{0, "", ""}));
+    EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "/ exists");
+    EXPECT_EQ(shell("\"$0\" -i 7 -f u -m c -n f -s - <&- >&- 2>&-"), (CallResult{2, "", ""}));
+    EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "read from standard input: Bad file descriptor");
+    EXPECT_EQ(shell("\"$0\" -h >&-"), (CallResult{1, "", ""}));
 }
 
 // A standard error that takes nothing for a while gets the record when it does, and ends no call
