@@ -1,8 +1,9 @@
 // The functions k, m and x, and a request for every function as the server makes it: record, exit
 // status, result variables and trace. No test changes the user: a stand-in
 // for su records how it was called.
+#include "common/common/text.h"
 #include "kernel/unix_hal/vn_hal_unix.h"
-#include "tests/support/installation.h"
+#include "tests/support/expected.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -148,6 +149,53 @@ TEST_F(AgentSavesets, CommandsOfUsers) {
     in.set_ini(ini + "vn.ini", "Pathes", "gv_ro_bin", in.path("ro/bin"));
     refused("root", bin2);
     EXPECT_EQ(run("root", bin + "tool"), "0 success[tool]");
+}
+
+// What each decision leaves in the trace.
+TEST_F(AgentSavesets, DecisionsOnCommandsAreTraced) {
+    const std::string list = in.path("allow"), lgc = in.path("rw/lgc/x.lgc");
+    const char *argv[] = {"tool", "3", nullptr};
+    gcpAllowList = list.c_str();
+    std::string text;
+    const auto add = [&](const std::string &user, const std::string &cmd, bool args = false) {
+        char szMsg[256] = "";
+        str_log log = {"", 2, 0, ""};
+        text_copy(log.szFile, lgc);
+        fs::remove(lgc);
+        fs::remove(ran);
+        const int result = i_EXECUTE_USER_COMMAND(
+            user.c_str(), cmd.c_str(), args ? const_cast<char **>(argv) : nullptr, szMsg, log);
+        text += "$ " + user + ": " + cmd + "\n" + std::to_string(result) + " " + szMsg + "\n" +
+                read_file(lgc).value_or("no trace\n") + read_file(ran).value_or("nothing") +
+                " ran\n\n";
+    };
+    add("bob", "/bin/ls");
+    write_file(list, "bob *\neve /bin/echo\nroot /bin/true\n");
+    add("bob", "/bin/ls /");
+    add("eve", "/bin/echo x");
+    add("eve", "/bin/ls");
+    add("root", "/bin/true");
+    add("bob", "tool it's");
+    add("root", " tool 1");
+    add("root", "tool 3");
+    add("bob", "", true);
+    add("root", "", true);
+    add("root", "");
+    add("root", std::string(1024, 'x'));
+    expect_file("user_commands.txt", in.comparable(text));
+}
+
+TEST_F(AgentSavesets, ALineOfTheAllowListHolds255Bytes) {
+    const std::string list = in.path("allow"), end = "bob /bin/true", ok = "0 success[su][-]";
+    gcpAllowList = list.c_str();
+    for (const size_t size : {255, 256}) {
+        write_file(list, "bob " + std::string(size - 4 - end.size(), '-') + end + "\nbob /bin/tr");
+        EXPECT_EQ(run("bob", "/bin/true"), size == 255
+                                               ? ok + "[bob][-c][/bin/true]"
+                                               : "2 Command /bin/true with user bob not allowed");
+    }
+    const std::string program = "/" + std::string(300, 'p'); // and a message 255
+    EXPECT_EQ(run("bob", program), ("2 Command " + program).substr(0, 257));
 }
 
 } // namespace
