@@ -149,6 +149,13 @@ TEST_F(AgentSavesets, CommandsOfUsers) {
     in.set_ini(ini + "vn.ini", "Pathes", "gv_ro_bin", in.path("ro/bin"));
     refused("root", bin2);
     EXPECT_EQ(run("root", bin + "tool"), "0 success[tool]");
+    // A program of the directory above is not one of the directory, however long its name is.
+    const std::string cut_here = in.path("ro/") + std::string(255 - in.path("ro/").size(), '/');
+    in.set_ini(ini + "vn.ini", "Pathes", "gv_ro_bin", cut_here + "bin/");
+    write_file(bin + "tool", "#!/bin/sh\nexit 4\n");
+    EXPECT_EQ(run("root", "tool"), "2 Program returned exit state 4");
+    in.remove_ini(ini + "vn.ini", "Pathes", "gv_ro_bin");
+    EXPECT_EQ(run("root", "tool"), "2 Command tool with user root not allowed");
 }
 
 // What each decision leaves in the trace.

@@ -179,7 +179,7 @@ int result_of(int iRet, char *cpMsg, str_log *strLog) {
 // Decides and runs. Returns the call's result, with the message.
 int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cpMsg,
             str_log *strLog) {
-    char szDirectory[256];
+    char szDirectory[1024]; // a path that is cut would name another directory
     char szError[256];
     i_READ_INI("VN_INI", "[Pathes]", "gv_ro_bin", szDirectory, sizeof szDirectory, szError,
                sizeof szError);
