@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <unistd.h>
 
@@ -46,17 +47,20 @@ TEST(References, AreExpandedInPlace) {
 
 TEST(References, PathIsNoReference) {
     Installation in;
-    in.set_glbv("_tmp_x", "/elsewhere");
-    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "/tmp/x", "/elsewhere");
+    const std::string path = in.path("none"), file = in.path("x");
+    std::string variable = path; // as it would be named
+    std::replace(variable.begin(), variable.end(), '/', '_');
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", path, "/elsewhere");
+    write_file(file, "");
+    in.set_glbv(variable, file);
     for (int (*resolve)(char *, int) : {resolve_glbv, resolve_path, resolve_reference}) {
-        char name[64] = "/tmp/x";
-        resolve(name, sizeof name); // cppcheck-suppress legacyUninitvar
-        EXPECT_STREQ(name, "/tmp/x");
+        char name[256];
+        text_copy(name, path);
+        resolve(name, sizeof name);
+        EXPECT_EQ(name, path);
     }
-    write_file(in.path("x"), "");
-    in.set_glbv("_tmp_x", in.path("x"));
-    EXPECT_EQ(in.agent({"-f", "u", "-m", "d", "-i", "7", "-n", "/tmp/x"}).status, 2);
-    EXPECT_EQ(read_file(in.path("x")), "");
+    EXPECT_EQ(in.agent({"-f", "u", "-m", "d", "-i", "7", "-n", path}).status, 2);
+    EXPECT_EQ(read_file(file), "");
 }
 
 TEST(References, ExpansionThatDoesNotFitIsTold) {
