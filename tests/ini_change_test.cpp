@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
 #include <functional>
@@ -140,11 +141,79 @@ TEST(IniChange, WaitsForTheLockButNotForEver) {
     EXPECT_EQ(i_CHANGE_INI_VALUE(file.c_str(), "A", "k", "2", text, sizeof text), 0);
     EXPECT_STREQ(text, "locked by another process");
     EXPECT_EQ(read_file(file), old);
-    char msg[256];
-    EXPECT_EQ(i_READ_INI(file.c_str(), "[A]", "k", text, sizeof text, msg, sizeof msg), 1);
     close(held);
     EXPECT_EQ(i_change_ini(file.c_str(), "A", "k", "2"), 1);
     gIniLockPolicy = previous;
+}
+
+// Who holds the lock for good is waited for once, not at every read of a call.
+TEST(IniChange, ReadersWaitInVainOnlyOnce) {
+    EXPECT_EQ(gIniLockPolicy.iReadMsec, 1000);
+    EXPECT_EQ(gIniLockPolicy.iChangeMsec, 10000);
+    Installation installation;
+    const std::string file = installation.path("x.ini");
+    write_file(file, "[A]\nk=1\n");
+    const auto reads = [&] {
+        gIniLockPolicy.iReadMsec = 100;
+        const int held = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        flock(held, LOCK_EX);
+        const auto start = std::chrono::steady_clock::now();
+        for (int i = 0; i < 30; i++) {
+            char value[8], msg[256];
+            if (i_READ_INI(file.c_str(), "[A]", "k", value, sizeof value, msg, sizeof msg) != 1) {
+                _exit(2);
+            }
+        }
+        const auto spent = std::chrono::steady_clock::now() - start;
+        _exit(spent >= std::chrono::milliseconds(100) && spent < std::chrono::seconds(3) ? 0 : 1);
+    };
+    EXPECT_EXIT(reads(), testing::ExitedWithCode(0), "");
+}
+
+TEST(IniChange, KeepsTheFilesOwnerModeAndLinks) {
+    Installation installation;
+    const std::string file = installation.path("x.ini"), link = installation.path("link.ini");
+    write_file(file, "[A]\nk=1\n");
+    ASSERT_EQ(symlink("x.ini", link.c_str()), 0);
+    ASSERT_EQ(chmod(file.c_str(), 0640), 0);
+    if (geteuid() == 0) {
+        EXPECT_EQ(chown(file.c_str(), 12, 34), 0);
+    }
+    struct stat before = {}, after = {};
+    stat(file.c_str(), &before);
+    EXPECT_EQ(i_change_ini(link.c_str(), "A", "k", "2"), 1);
+    EXPECT_EQ(read_file(file), "\n[A]\nk=2\n\n");
+    EXPECT_EQ(lstat(file.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+    EXPECT_EQ(after.st_uid, before.st_uid);
+    EXPECT_EQ(after.st_gid, before.st_gid);
+    EXPECT_EQ(lstat(link.c_str(), &after), 0);
+    EXPECT_TRUE(S_ISLNK(after.st_mode));
+}
+
+// As a user without the right to write a file is read and not changed, without that to read
+// neither.
+TEST(IniChange, RightsOfTheFile) {
+    Installation installation;
+    const std::string file = installation.path("x.ini"), content = "[A]\nk=1\n";
+    ASSERT_EQ(chmod(installation.dir.c_str(), 0755), 0);
+    for (const mode_t mode : {0444, 0222, 0000}) {
+        write_file(file, content);
+        ASSERT_EQ(chmod(file.c_str(), mode), 0);
+        const auto use = [&] {
+            if (geteuid() == 0 && setuid(65534) != 0) {
+                _exit(9);
+            }
+            char value[8], msg[256];
+            const int read = i_GetPrivateProfileString(file.c_str(), "[A]", "k", value,
+                                                       sizeof value, msg, sizeof msg);
+            _exit(10 * i_change_ini(file.c_str(), "A", "k", "2") + read);
+        };
+        EXPECT_EXIT(use(), testing::ExitedWithCode(mode == 0444 ? 1 : 0), "");
+        ASSERT_EQ(chmod(file.c_str(), 0600), 0);
+        EXPECT_EQ(read_file(file), content);
+    }
 }
 
 // One process changes a value between two lengths, others read what stands around it.

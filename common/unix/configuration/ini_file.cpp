@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <ctime>
 #include <string_view>
@@ -19,15 +20,14 @@ namespace {
 // the file gives EOPNOTSUPP or the like at once.
 bool lock_within(int fd, int iOperation, int iMsec) {
     constexpr timespec kMillisecond = {0, 1000000};
-    for (;; --iMsec) {
-        if (::flock(fd, iOperation | LOCK_NB) == 0) {
-            return true;
-        }
-        if ((errno != EWOULDBLOCK && errno != EINTR) || iMsec <= 0) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(iMsec);
+    while (::flock(fd, iOperation | LOCK_NB) != 0) {
+        if ((errno != EWOULDBLOCK && errno != EINTR) || std::chrono::steady_clock::now() >= end) {
             return false;
         }
         ::nanosleep(&kMillisecond, nullptr);
     }
+    return true;
 }
 
 bool write_at(int fd, std::string_view text, std::size_t iOffset) {
@@ -71,7 +71,10 @@ private:
 } // namespace
 
 void lock_ini_for_reading(int fd) {
-    lock_within(fd, LOCK_SH, gIniLockPolicy.iReadMsec);
+    static bool bInVain = false; // a call reads dozens of values: it waits for such a holder once
+    if (!lock_within(fd, LOCK_SH, bInVain ? 0 : gIniLockPolicy.iReadMsec) && errno == EWOULDBLOCK) {
+        bInVain = true;
+    }
 }
 
 unique_fd open_ini_for_change(const char *cpFile) {

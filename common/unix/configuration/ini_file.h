@@ -15,7 +15,8 @@ struct s_INI_LOCK_POLICY {
 };
 extern s_INI_LOCK_POLICY gIniLockPolicy;
 
-// Waits until no change of the open file is under way, and keeps changes away until it is closed.
+// Waits until no change of the open file is under way, and keeps changes away until it is closed. A
+// process that has once waited in vain does not wait again.
 void lock_ini_for_reading(int fd);
 
 // Opens a regular file for a change, alone until it is closed. Owns nothing, with errno, when that
