@@ -128,14 +128,18 @@ TEST_F(Store, SaysInTheLanguageWhatIsWrongWithTheCall) {
                  {LANG_ES, "invalid service x", english},
                  {LANG_DE, "ungültiger Parameter x",
                   "Fataler Software Fehler FILE=../cm_hal_unix ZEILE=259 ("},
-                 {LANG_FR, "Le Parametre x est erroné", english}};
+                 {LANG_BY, "an Parameter x gibt's net",
+                  "Do hod's wos in da Software zrissn DATEI=../cm_hal_unix ZEIN=259 ("},
+                 {LANG_FR, "Le Parametre x est erroné", english},
+                 {LANG_PT, "invalid service x", english}};
     for (const auto &c : cases) {
         eLang = c.language;
         EXPECT_EQ(call('x', "v"), "?? " + c.letter);
         installation.remove_ini(main_file, "Pathes", "gv_rw_glbv");
-        for (int letter : {'r', 'R', 'w'}) {
+        for (int letter : {'r', 'R', 'w', 'x'}) {
             EXPECT_EQ(call(letter, "v", "lost"), "?? " + c.store + " error reading vn_ini)");
         }
+        EXPECT_EQ(call('d', "*", "kept"), "kept");
         installation.set_ini(main_file, "Pathes", "gv_rw_glbv", directory);
     }
 }

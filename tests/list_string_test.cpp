@@ -1,11 +1,13 @@
 // The list and the string helpers, and the text of a call's parameters that is built with them.
 #include "common/common/LL.h"
+#include "common/common/cm_message.h"
 #include "common/common/strlib.h"
 #include "common/unix/cm_kernel.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>
 #include <new>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <climits>
@@ -60,6 +62,14 @@ TEST(List, OutOfMemory) {
     EXPECT_EXIT(insert(), testing::ExitedWithCode(255), text);
     EXPECT_EXIT((std::set_new_handler([] { _exit(2); }), insert()), testing::ExitedWithCode(2),
                 text);
+    const auto exhaust = [] {
+        const rlimit none = {0, 0};
+        setrlimit(RLIMIT_AS, &none);
+        for (;;) {
+            ConsLL();
+        }
+    };
+    EXPECT_EXIT(exhaust(), testing::ExitedWithCode(255), "^In CreatLL: malloc returned NULL \n$");
 }
 
 TEST(StrChain, LeavesOutAndReportsWhatDoesNotFit) {
@@ -76,14 +86,25 @@ TEST(StrChain, LeavesOutAndReportsWhatDoesNotFit) {
               "FATAL: STR_CHAIN: string overflow strlen(filled_string) + strlen(new_string) > 512\n"
               "  filled_string: " +
                   filled + "\n  new_string: %s%n%s%n%s%n\n");
-    const Texts event = {"<time> E001-BASICS [<pid>]: STR_CHAIN string overflow"};
-    EXPECT_EQ(installation.protocol(), event);
-    EXPECT_EQ(installation.error_protocol(), event);
+    testing::internal::CaptureStderr();
+    for (const LANGUAGES language : {LANG_DE, LANG_BY}) {
+        eLang = language;
+        str_chain(text, 0, "x", "");
+    }
+    eLang = LANG_EN;
+    testing::internal::GetCapturedStderr();
+    const std::string head = "<time> E001-BASICS [<pid>]: STR_CHAIN ";
+    const Texts events = {head + "string overflow", head + "Zeichenkette zu lang",
+                          head + "de Zeichnkettn is z'lang"};
+    EXPECT_EQ(installation.protocol(), events);
+    EXPECT_EQ(installation.error_protocol(), events);
 }
 
 TEST(StringHelpers, WorkInPlace) {
     const auto squeeze_slash = [](char *s) { return squeeze(s, '/'); };
     const auto escape_5 = [](char *s) { return szChar2EscapeChar(s, '\'', 5); };
+    const auto escape_1 = [](char *s) { return szChar2EscapeChar(s, '\'', 1); };
+    const auto escape_0 = [](char *s) { return szChar2EscapeChar(s, '\'', 0); };
     struct {
         const char *before;
         char *(*helper)(char *);
@@ -95,6 +116,9 @@ TEST(StringHelpers, WorkInPlace) {
                        {"''", escape_5, "\\'\\'"},
                        {"a''b", escape_5, "a\\'\\"},
                        {"abcdef", escape_5, "abcd"},
+                       {"abc'", escape_5, "abc\\"},
+                       {"a'", escape_1, ""},
+                       {"a'", escape_0, "a'"},
                        {"aB-Z_z9", lowercase, "ab-z_z9"},
                        {"aB-Z_z9", uppercase, "AB-Z_Z9"},
                        {"/a\\b/", szPath2Dos, "\\a\\b\\"},
@@ -133,8 +157,10 @@ TEST(Tokenizer, ReturnsEmptyTokens) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(tokens_of(fits, ':'), Texts{fits});
     EXPECT_EQ(tokens_of(fits + ":%n", ':'), Texts{fits});
+    EXPECT_EQ(tokens_of(fits + "y", ':'), Texts{fits});
     const std::string report = "string shortend to 8191 chars bcs. of string overflow: strlen(";
-    EXPECT_TRUE(testing::internal::GetCapturedStderr().starts_with(report + fits + ":%n) > "));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              report + fits + ":%n) > 8191\n" + report + fits + "y) > 8191\n");
 }
 
 TEST(StrElem, PicksOneElement) {
@@ -144,16 +170,33 @@ TEST(StrElem, PicksOneElement) {
         std::string text;
         int found;
         std::string element;
-    } const cases[] = {
-        {1, ":a:b", 1, "b"},       {2, "a::b", 1, "b"}, {1, "a::b", 1, ""},
-        {0, "all", 1, "all"},      {0, "", 0, ""},      {0, ":", 0, ""},
-        {1, "a:", 1, ""},          {1, "::a", 1, "a"},  {0, longest + ":a", 1, longest},
-        {1, longest + ":a", 0, ""}};
+    } const cases[] = {{1, ":a:b", 1, "b"},
+                       {2, "a::b", 1, "b"},
+                       {1, "a::b", 1, ""},
+                       {0, "all", 1, "all"},
+                       {0, "", 0, ""},
+                       {0, ":", 0, ""},
+                       {1, "a:", 1, ""},
+                       {1, "::a", 1, "a"},
+                       {0, longest + ":a", 1, longest},
+                       {1, longest + ":a", 0, ""},
+                       {0, longest + "y", 1, longest},
+                       {0, ":" + longest, 1, longest},
+                       {1, longest.substr(1) + ":a", 1, ""},
+                       {-1, "a:b", 0, ""},
+                       {0, "::", 1, ""},
+                       {2, "a:b:", 1, ""},
+                       {3, "a:b:", 0, ""}};
     for (const auto &c : cases) {
         char element[768] = "stale";
         EXPECT_EQ(str_elem(c.index, ':', c.text.c_str(), element), c.found);
         EXPECT_EQ(element, c.element) << c.index << " of " << c.text;
     }
+    char same[768] = "a:b:c"; // source and destination
+    EXPECT_EQ(str_elem(2, ':', same, same), 1);
+    EXPECT_STREQ(same, "c");
+    EXPECT_EQ(str_elem(1, ' ', "x y", same), 1);
+    EXPECT_STREQ(same, "y");
 }
 
 TEST(CallParameters, AreQuotedUntilTheBufferIsFull) {

@@ -43,6 +43,22 @@ TEST(References, AreExpandedInPlace) {
     in.set_glbv(name, "/v/");
     EXPECT_EQ(expanded(resolve_glbv, name + ":f").second, "/v/f");
     EXPECT_EQ(expanded(resolve_glbv, name + "v:f"), std::pair(0, name + "v:f"));
+    // A leading ":" ends no name; the text behind the first ":" is the rest.
+    EXPECT_EQ(expanded(resolve_glbv, ":gv_rw_tmp:f").second, "/glbv/gv_rw_tmp:f");
+    EXPECT_EQ(expanded(resolve_glbv, "gv_rw_tmp:", 7).second, "/glbv/");
+    EXPECT_EQ(expanded(resolve_glbv, "gv_rw_tmp:", 6).second, "/glbv");
+    EXPECT_EQ(expanded(resolve_glbv, "gv_rw_tmp:", 1).second, "");
+    EXPECT_EQ(expanded(resolve_path, "gv_rw_tmp:f", 7).second, "/ini/f");
+    EXPECT_EQ(expanded(resolve_path, "gv_rw_tmp:" + longest, 516).second,
+              "/ini/" + longest.substr(1));
+    EXPECT_EQ(expanded(resolve_reference, "nokey:abc"), std::pair(1, std::string("nokey:abc")));
+    // A value of 1,023 characters is the longest of a line and of a path.
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "k", std::string(1021, 'p'));
+    EXPECT_EQ(expanded(resolve_path, "k:").second, std::string(1021, 'p'));
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "j", "q%(k)");
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "i", "123%(k)");
+    EXPECT_EQ(expanded(resolve_path, "j:").second, "q" + std::string(1021, 'p'));
+    EXPECT_EQ(expanded(resolve_path, "i:rest").second, "123" + std::string(1020, 'p'));
 }
 
 TEST(References, PathIsNoReference) {
@@ -96,18 +112,27 @@ TEST(References, ExpansionThatDoesNotFitIsTold) {
     }
 }
 
+// Null removes the variable.
+void set_variable(const char *name, const char *value) {
+    value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+}
+
+std::string variable(const char *name) {
+    const char *value = std::getenv(name);
+    return value != nullptr ? value : "(none)";
+}
+
 // The result, what is printed and the variables after a call with this PATH.
-std::string prepared(const Installation &in, const char *command, const std::string &path,
-                     const char *libraries = "/lib") {
+std::string prepared(const Installation &in, const char *command, const char *path,
+                     const char *libraries = "/lib", const char *port = "1") {
     const std::string before = std::getenv("PATH");
-    setenv("PATH", path.c_str(), 1);
-    setenv("PGPORT", "1", 1);
-    setenv("LD_LIBRARY_PATH", libraries, 1);
+    set_variable("PATH", path);
+    set_variable("PGPORT", port);
+    set_variable("LD_LIBRARY_PATH", libraries);
     testing::internal::CaptureStdout();
     const std::string result = std::to_string(i_setenv_vorna(command)) + ' ';
-    const std::string found = result + testing::internal::GetCapturedStdout() +
-                              std::getenv("PATH") + ' ' + std::getenv("PGPORT") + ' ' +
-                              std::getenv("LD_LIBRARY_PATH");
+    const std::string found = result + testing::internal::GetCapturedStdout() + variable("PATH") +
+                              ' ' + variable("PGPORT") + ' ' + variable("LD_LIBRARY_PATH");
     setenv("PATH", before.c_str(), 1);
     unsetenv("PGPORT");
     unsetenv("LD_LIBRARY_PATH");
@@ -118,6 +143,9 @@ TEST(ChildEnvironment, ProgramsGetTheirDirectories) {
     Installation in;
     const std::string bin = "1 /bin:<dir>/ro/bin/";
     const std::string all = bin + ":<dir>/ro/db/:<dir>/ro/pgsql/";
+    // The first 511 characters behind the blanks are looked at.
+    const std::string reach = "  " + std::string(507, 'x') + "psqlx",
+                      beyond = std::string(508, 'x') + "psql";
     const std::pair<const char *, std::string> cases[] = {
         {"cat /x/psql", bin}, // not its first word
         {"  /opt/bin/PSQL -c x", all},
@@ -126,18 +154,38 @@ TEST(ChildEnvironment, ProgramsGetTheirDirectories) {
         {"vn_db", bin},
         {"/o/vn_vns_interface x", bin + ":<dir>/ro/vns/"},
         {"x vn_vns_interface y", bin},
+        {"vn_vns_interface", bin},
+        {"", bin},
+        {nullptr, bin},
+        {reach.c_str(), all},
+        {(" " + beyond).c_str(), bin},
     };
     for (const auto &[command, path] : cases) {
         EXPECT_EQ(prepared(in, command, "/bin"), path + " 5432 /lib") << command;
     }
-    EXPECT_EQ(prepared(in, "/o/NetWare_x", in.dir + "/ro/bin/sub"), // in PATH as part of another
-              "1 check LD_LIBRARY_PATH=/lib\nset LD_LIBRARY_PATH=/lib:/opt/novell/lib\n"
-              "<dir>/ro/bin/sub 5432 /lib:/opt/novell/lib");
+    EXPECT_EQ(
+        prepared(in, "/o/NetWare_x", in.path("ro/bin/sub").c_str()), // in PATH as part of another
+        "1 check LD_LIBRARY_PATH=/lib\nset LD_LIBRARY_PATH=/lib:/opt/novell/lib\n"
+        "<dir>/ro/bin/sub 5432 /lib:/opt/novell/lib");
     // Without an old value there is no ":", which would mean the current directory.
     EXPECT_EQ(prepared(in, "psql", ""), all.substr(0, 2) + all.substr(7) + " 5432 /lib");
-    EXPECT_EQ(prepared(in, "netware", in.path("ro/bin/"), ""),
+    EXPECT_EQ(prepared(in, "netware", in.path("ro/bin/").c_str(), ""),
               "1 check LD_LIBRARY_PATH=\nset LD_LIBRARY_PATH=/opt/novell/lib\n"
               "<dir>/ro/bin/ 5432 /opt/novell/lib");
+    EXPECT_EQ(prepared(in, "netware", "/bin", nullptr, nullptr),
+              "1 check LD_LIBRARY_PATH=\ndidn't get LD_LIBRARY_PATH\n"
+              "set LD_LIBRARY_PATH=/opt/novell/lib\n/bin:<dir>/ro/bin/ 5432 /opt/novell/lib");
+    EXPECT_EQ(prepared(in, "netware", "/bin", "/x:/opt/novell/lib64", "5432"),
+              "1 check LD_LIBRARY_PATH=/x:/opt/novell/lib64\n"
+              "/bin:<dir>/ro/bin/ 5432 /x:/opt/novell/lib64");
+    EXPECT_EQ(prepared(in, "cat", nullptr), "0 error in getenv PATH\n(none) 5432 /lib");
+    const std::string fits(4095 - std::string("LD_LIBRARY_PATH=:/opt/novell/lib").size(), 'l');
+    EXPECT_TRUE(prepared(in, "netware", "/bin", fits.c_str()).ends_with(fits + ":/opt/novell/lib"));
+    const std::string refused = prepared(in, "netware", "/bin", (fits + 'l').c_str());
+    EXPECT_TRUE(refused.starts_with("0 check LD_LIBRARY_PATH=l") &&
+                refused.find("\nerror in putenv LD_LIBRARY_PATH=l") != refused.npos &&
+                refused.ends_with("\n/bin:<dir>/ro/bin/ 5432 " + fits + 'l'))
+        << refused;
 }
 
 TEST(ChildEnvironment, MissingSettings) {
@@ -167,10 +215,24 @@ TEST(ChildEnvironment, PathIsNotCut) {
     in.set_ini(ini, "Pathes", "gv_ro_bin", "/b/");
     in.set_ini(ini, "Pathes", "gv_ro_db", "/db/");
     in.set_ini(ini, "Pathes", "gv_ro_pgsql", pgsql);
-    EXPECT_EQ(prepared(in, "psql", fits), "1 " + fits + ":/b/:/db/:" + pgsql + " 5432 /lib");
-    const std::string refused = prepared(in, "psql", fits + 'x');
-    const std::string end = "length of string is not sufficient\n" + fits + "x 5432 /lib";
-    EXPECT_TRUE(refused.starts_with("0 iStrLenRoBin = 3 (0 means") && refused.ends_with(end));
+    EXPECT_EQ(prepared(in, "psql", fits.c_str()),
+              "1 " + fits + ":/b/:/db/:" + pgsql + " 5432 /lib");
+    const auto told = [](int bin, int db, int pg, int vns, size_t path) {
+        const auto line = [](const char *name, int length) {
+            return std::string("iStrLen") + name + " = " + std::to_string(length) +
+                   " (0 means that string already in PATH)\n";
+        };
+        return "0 " + line("RoBin", bin) + line("RoDb ", db) + line("RoPgsql", pg) +
+               line("RoVns", vns) + "iStrLenPath  = " + std::to_string(path) +
+               "\niSizeOfPath  = 2048\nlength of string is not sufficient\n";
+    };
+    EXPECT_EQ(prepared(in, "psql", (fits + 'x').c_str()),
+              told(3, 4, 400, 0, 2041) + fits + "x 5432 /lib");
+    in.set_ini(ini, "Pathes", "gv_ro_vns", "/vn/");
+    const std::string has_bin = "/b/" + std::string(2044 - 3, 'x');
+    EXPECT_EQ(prepared(in, "vn_vns_interface x", has_bin.c_str()),
+              told(0, 0, 0, 4, 2044) + has_bin + " 5432 /lib");
+    EXPECT_EQ(prepared(in, "cat", (has_bin + "xxxx").c_str()), "1 " + has_bin + "xxxx 5432 /lib");
 }
 
 } // namespace
