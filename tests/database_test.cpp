@@ -176,12 +176,14 @@ TEST_F(Catalogue, ExportIsWholeOrAsBefore) {
                        "killed by signal 9, its output ends before the result: " +
                            select},
         {"printf ', NativeError = 1\\nMessage: y\\n'", list},
-        {"seq 100000", "0 write to " + in.normalised(file) + ": File too large"}};
+        {"seq 100000", "0 write to " + in.normalised(file) + ": File too large"},
+        {"seq 200", "0 write to " + in.normalised(file) + ": File too large"}}; // at the last write
     write_file(file, "before\n");
     signal(SIGXFSZ, SIG_IGN); // the disk is full at 4 kB
     for (const auto &[end, told] : cases) {
         use_tool(rows + end);
-        const rlimit limit = {end[0] == 's' ? 4096 : RLIM_INFINITY, RLIM_INFINITY};
+        const rlim_t disk = end.size() == 7 ? 600 : 4096;
+        const rlimit limit = {end[0] == 's' ? disk : RLIM_INFINITY, RLIM_INFINITY};
         setrlimit(RLIMIT_FSIZE, &limit);
         EXPECT_EQ(sql(select, "export"), told);
         const rlimit none = {RLIM_INFINITY, RLIM_INFINITY};
@@ -193,6 +195,14 @@ TEST_F(Catalogue, ExportIsWholeOrAsBefore) {
     mkfifo((file + ".tmp").c_str(), 0600);
     EXPECT_EQ(sql(select, "export"), "1 clients");
     EXPECT_EQ(read_file(file), "a\n1\n");
+    std::filesystem::create_directory(file + ".tmp"); // cannot be removed, cannot be replaced
+    EXPECT_EQ(sql(select, "export"), "0 write to " + in.normalised(file) + ": File exists");
+    EXPECT_EQ(read_file(file), "a\n1\n");
+    std::filesystem::remove(file + ".tmp");
+    std::filesystem::remove(file);
+    std::filesystem::create_directory(file);
+    EXPECT_EQ(sql(select, "export"), "0 write to " + in.normalised(file) + ": Is a directory");
+    EXPECT_FALSE(read_file(file + ".tmp"));
 }
 
 TEST_F(Catalogue, ToolIsThatOfTheVariableOrTheKey) {
@@ -273,10 +283,15 @@ TEST_F(Catalogue, IsTracedWhole) {
     const std::string rows = "SQL-1>\\n\\n", row = "\\n1\\t2\\nRows selected = 1\\n";
     const std::string t29(29, 't'), c64(64, 'c'), v511(511, 'v'), m300(300, 'm'), many(101, 'c');
     std::string columns;
-    for (const char letter : many)
+    for (const char letter : many) {
         columns += std::string(1, letter) + "\\t";
+    }
     const std::string name = t29 + "t", list = rows + "a\\tb\\t(9)\\tc" + row;
-    const std::tuple<int, std::string, std::string, std::string> cases[] = {
+    struct Case {
+        int level;
+        std::string flag, statement, printed;
+    };
+    const Case cases[] = {
         {2, "", "select a from t;", list},
         {1, "", "SELECT A FROM " + name + "(b)", rows + c64 + "\\t\\t\\nv" + v511 + "\\n\\n"},
         {2, "", "select count(*) from t where a='x'y'", rows + "count\\n12\\t\\n"},
@@ -295,31 +310,37 @@ TEST_F(Catalogue, IsTracedWhole) {
         {1, "export", "select a from t", rows + columns + "\\n"},
         {1, "export", "select a from t", rows + "a\\nx, NativeError = 7\\nMessage: z\\n"},
         {1, "export", "select a from no/dir", list},
+        {1, "export", "select a from " + name, list},
+        {1, "", "select sum(a) from t", rows + "sum\\n7\\t\\n"},
+        {1, "", "select min(a) from t", rows + "min\\n7\\n"},
+        {1, "", "select count(a) from t group by b", rows + "a\\n7\\n"},
         {1, "no list", "select a from t", list},
         {1, "no list", "delete from t", rows + "Rows affected = 1\\n"},
         {1, "", "NAME", ""},
         {1, "", "update t set a='x where b=1", ""}};
     for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
         std::string all;
-        for (const auto &[level, flag, statement, printed] : cases) {
-            use_tool("cat " + lock + " >" + in.path("holder") + "; printf '" + printed + "'");
+        for (const Case &c : cases) {
+            use_tool("cat " + lock + " >" + in.path("holder") + "; printf '" + c.printed + "'");
             const auto use = [&](const str_log &log) {
                 eLang = language;
                 DB_REC_LIS rl = {"t", 7, 7, nullptr, nullptr};
                 char text[DB_MESSAGE_SIZE] = "old";
-                text_copy(text, flag);
-                const bool list_given = flag != "no list";
+                text_copy(text, c.flag);
+                const bool list_given = c.flag != "no list";
                 const int result =
-                    iDB_ACCESS(statement.c_str(), text, list_given ? &rl : nullptr, log);
+                    iDB_ACCESS(c.statement.c_str(), text, list_given ? &rl : nullptr, log);
                 std::printf("%d '%s' %d %zu\n", result, text, rl.iRows, rl.iSize);
-                for (auto *record = rl.pstrFirstRec; record; record = record->pstrNextRec)
+                for (auto *record = rl.pstrFirstRec; record; record = record->pstrNextRec) {
                     std::printf("%d %s\n", record->iRow, record->cpData);
+                }
                 const std::string holder = read_file(in.path("holder")).value_or("");
                 const std::string me = std::to_string(getpid()) + " OA_DO_SQL ";
                 std::printf("held: %d\n", holder == me + (list_given ? "t" : "NULL"));
             };
             const bool english = language == LANG_EN;
-            const std::string told = service(in, flag + " " + statement, english ? level : 0, use);
+            const std::string told =
+                service(in, c.flag + " " + c.statement, english ? c.level : 0, use);
             all += english || told.find("-DATABAS") != told.npos ? told : "";
             all += english ? read_file(in.path("rw/work") + "/t.exp").value_or("") : "";
             std::filesystem::remove(in.path("rw/work") + "/t.exp");
@@ -350,6 +371,19 @@ TEST_F(Catalogue, KeepsTheSemaphoreWhenNoProcessCanBeMade) {
         std::printf("'%s'\n", text);
     };
     expect_file("database_no_semaphore.txt", service(in, "no semaphore", 1, fail));
+    std::filesystem::remove(lock);
+    const auto full = [](const str_log &) { // the lock is granted, who holds it cannot be written
+        signal(SIGXFSZ, SIG_IGN);
+        const rlimit none = {0, 0};
+        setrlimit(RLIMIT_FSIZE, &none);
+        const int next = dup(0);
+        close(next);
+        char text[DB_MESSAGE_SIZE] = "";
+        const int result = iDB_ACCESS("delete from t", text, nullptr, {});
+        const std::string told = "writing pid into lock file failed: (27) File too large";
+        _exit(result == 0 && text == told && dup(0) == next ? 7 : 1); // the lock is released
+    };
+    EXPECT_EQ(service(in, "full", 0, full), "== full\n--- exit status\n7\n");
 }
 
 // The list, and what is asked of it; the events in the three languages.
@@ -375,8 +409,9 @@ TEST_F(Catalogue, ListAnswersForItsRecords) {
             std::printf("first %d", iDB_SEL_FIRST(&rl, "|aa=0|a=1|b=|"));
             std::printf(" alloc %d", iDB_SEL_ALLOC(&rl, "|a=3|b=4"));
             std::printf(" alloc %d: %d\n", iDB_SEL_ALLOC(&rl, "|a=5|c=6|"), rl.iRows);
-            for (const int row : {0, 1, 2, 3, 4})
+            for (const int row : {0, 1, 2, 3, 4}) {
                 get(&rl, row, "a", a);
+            }
             get(&rl, 1, "nosuch", a);
             get(&rl, 1, "a", nullptr);
             std::free(rl.pstrLastRec->cpData);
@@ -385,8 +420,9 @@ TEST_F(Catalogue, ListAnswersForItsRecords) {
             const auto next = [](const DB_REC_LIS_ELEMENT *record, void *rows) {
                 return record->iRow < *static_cast<int *>(rows) ? 1 : 0;
             };
-            for (int rows : {1, 2, 9})
+            for (int rows : {1, 2, 9}) {
                 std::printf("loop %d\n", DB_SEL_LOOP_RECORDS(&rl, next, &rows));
+            }
             for (const char *name : {"a", "c"}) {
                 col column = {"", "old"};
                 text_copy(column.szName, name);
@@ -409,8 +445,9 @@ TEST_F(Catalogue, ListAnswersForItsRecords) {
 TEST_F(Catalogue, DatesAreThoseOfTheDatabase) {
     const auto use = [&](const str_log &) {
         const auto show = [](const char *what, std::string date) {
-            for (char &letter : date)
+            for (char &letter : date) {
                 letter = isdigit(static_cast<unsigned char>(letter)) ? '9' : letter;
+            }
             std::printf("%s %s\n", what, date.c_str());
         };
         for (const char *type : {"ORACLE", "OpenAccess", "postgres", "oracle", ""}) {
@@ -451,8 +488,9 @@ TEST_F(Catalogue, WordsOfSqlEndAValue) {
             const std::string sql = "a='b'" + words.substr(begin, end - begin) + " c";
             char buffer[64];
             text_copy(buffer, sql);
-            if (CLEANUP_QUOTA(buffer, sizeof buffer) != sql)
+            if (CLEANUP_QUOTA(buffer, sizeof buffer) != sql) {
                 std::printf("%s\n", buffer);
+            }
         }
         char name[64] = "a=\"b", full[8] = "a='b'c'";
         CLEANUP_QUOTA(name, sizeof name);

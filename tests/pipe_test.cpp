@@ -93,7 +93,22 @@ TEST(Pipe, WithoutDescriptorsFailsAndLeavesNoneOpen) {
         EXPECT_STREQ(text, "PIPE_OPEN failed (24): Too many open files");
         EXPECT_EQ(dup(2), first_free);
     }
-    close(first_free);
+    const rlimit many = {1100, old.rlim_max};
+    if (setrlimit(RLIMIT_NOFILE, &many) == 0) { // select takes descriptors up to 1023
+        while (dup(2) < 1022) {
+        }
+        for (const int fits : {1, 0}) {
+            DB_PROC_PIP pipe;
+            char text[80] = "";
+            EXPECT_EQ(iPIPE_OPEN("exit 6", "r", text, sizeof text, &pipe), fits - 1);
+            EXPECT_STREQ(text, fits == 1 ? "" : "PIPE_OPEN failed (24): Too many open files");
+            if (fits == 1) {
+                EXPECT_EQ(pipe.ifdOut, 1023);
+                EXPECT_EQ(read_all(pipe), ".  6");
+            }
+            EXPECT_EQ(dup(2), 1024 - fits);
+        }
+    }
 }
 
 TEST(Pipe, TellsOfStandardStreamsThatAreNotThere) {
@@ -193,6 +208,28 @@ TEST(Pipe, IsTracedWhole) {
         std::printf("close %d\n", iPIPE_CLOSE(&pipe));
         pipe.ifdOut = 998;
         std::printf("read %d\n", iPIPE_READ(&pipe, text, 79));
+        iPIPE_OPEN("exec sleep 60", "re", text, sizeof text, &pipe);
+        close(pipe.ifdErr);
+        std::printf("wait %d\n", iPIPE_READ(&pipe, text, 79));
+        kill(pipe.iChildPid, SIGKILL);
+        iPIPE_CLOSE(&pipe);
+    };
+    const auto fail = [&](const str_log &) {
+        DB_PROC_PIP pipe;
+        char text[80] = "";
+        rlimit old = {};
+        getrlimit(RLIMIT_NOFILE, &old);
+        const int next = dup(0);
+        close(next);
+        for (const rlim_t left : {1U, 3U}) { // the trace takes one
+            const rlimit limit = {static_cast<rlim_t>(next) + left, old.rlim_max};
+            setrlimit(RLIMIT_NOFILE, &limit);
+            std::printf("%d %s\n", iPIPE_OPEN("exit 0", "re", text, sizeof text, &pipe), text);
+        }
+        setrlimit(RLIMIT_NOFILE, &old);
+        vn_test::forbid_processes(in);
+        std::printf("%d %s\n", iPIPE_OPEN("exit 0", "re", text, sizeof text, &pipe), text);
+        std::printf("%d\n", dup(0) == next);
     };
     const auto wait = [&](const str_log &) { // signals interrupt it, the last lets the child go on
         struct sigaction action = {};
@@ -210,6 +247,7 @@ TEST(Pipe, IsTracedWhole) {
         std::printf("%s\n", read_all(pipe).c_str());
     };
     std::string all = vn_test::service(in, "pipes", 2, use);
+    all += vn_test::service(in, "no pipes", 2, fail);
     std::string last; // of the interruptions one line
     for (const std::string &line : vn_test::lines_of(vn_test::service(in, "waits", 2, wait))) {
         all += line == last ? "" : line + "\n";

@@ -1,10 +1,12 @@
 // Running programs: what the caller gets, and how every abnormal end is told.
 #include "common/common/cm_message.h"
 #include "common/unix/cm_hal_unix.h"
+#include "common/unix/processes/child.h"
 #include "tests/support/service.h"
 
 #include <chrono>
 #include <csignal>
+#include <pwd.h>
 #include <sys/stat.h>
 
 using namespace vn_test;
@@ -35,8 +37,9 @@ void end_abnormally(const Installation &in) {
         std::fprintf(stderr, "returned %d\n", result);
     }
     kill(std::stoi(read_file(in.path("pid")).value_or("0")), SIGKILL);
-    for (const char *command : {"exit 128", "exit 130", "kill -9 $$"})
+    for (const char *command : {"exit 128", "exit 130", "kill -9 $$"}) {
         std::fprintf(stderr, "returned %d\n", exec("sh", command));
+    }
     std::fprintf(stderr, "returned %d\n", exec("/nosuch", ""));
     signal(SIGCHLD, SIG_IGN); // the system waits for the children itself
     std::fprintf(stderr, "returned %d\n", i_cm_system("exit 0"));
@@ -59,6 +62,19 @@ TEST(Run, AbnormalEndsAreToldWhole) {
         all += service(in, "language " + std::to_string(language), level, use);
     }
     expect_file("run.txt", all);
+}
+
+TEST(Run, StatusIsTakenApart) {
+    std::string all;
+    for (const int status : {0, 3 << 8, 128 << 8, 137 << 8, 160 << 8, 161 << 8, 9, 19 << 8 | 127}) {
+        all += std::to_string(exit_state(status)) + ' ' + std::to_string(exit_code(status)) + ' ' +
+               std::to_string(ending_signal(status)) + ' ' + std::to_string(end_signal(status)) +
+               ' ' + (ended_well(status) ? "well" : "bad") + ' ' + exit_text(status) + '\n';
+    }
+    EXPECT_EQ(all, "0 0 0 0 well exit status 0\n3 3 0 0 bad exit status 3\n"
+                   "128 128 0 0 bad exit status 128\n137 137 0 9 bad exit status 137\n"
+                   "160 160 0 32 bad exit status 160\n161 161 0 0 bad exit status 161\n"
+                   "137 0 9 9 bad killed by signal 9\n127 19 0 0 bad exit status 19\n");
 }
 
 // Of the lines that only name the parent's id somewhere none is the parent's.
@@ -84,8 +100,9 @@ TEST(Run, TheParentIsTheLineOfItsId) {
 // The real list: the child's parent is this program, with all its arguments.
 TEST(Run, TheParentsCommandIsShown) {
     std::string command;
-    for (const std::string &argument : testing::internal::GetArgvs())
+    for (const std::string &argument : testing::internal::GetArgvs()) {
         command += (command.empty() ? "" : " ") + argument;
+    }
     Installation in;
     const std::string parent = command + " (PPID=" + std::to_string(getpid()) + ")\n";
     const auto use = [](const str_log &) {
@@ -107,11 +124,13 @@ TEST(Run, TheParentsCommandIsShown) {
     };
     std::string told = service(in, "a list that cannot be asked", 0, fail);
     const std::string id = "-w " + std::to_string(getpid());
-    for (size_t at; (at = told.find(id)) != told.npos;)
+    for (size_t at; (at = told.find(id)) != told.npos;) {
         told.replace(at + 3, id.size() - 3, "<pid>");
+    }
     const std::string cause = ": Cannot allocate memory"; // which is the C library's choice
-    for (size_t at; (at = told.find(cause)) != told.npos;)
+    for (size_t at; (at = told.find(cause)) != told.npos;) {
         told.replace(at, cause.size(), ": <cause>");
+    }
     expect_file("parent.txt", told);
 }
 
@@ -131,15 +150,20 @@ TEST(Run, ConventionsOfStartAndWait) {
     told(i_cm_system_state, "exit 7", 7);
     told(i_cm_system_state, "kill -9 $$", 137);
     EXPECT_EQ(start_proc(nullptr), 1);
-    for (const char *command : {"prog", "prog nosuch"})
+    for (const char *command : {"prog", "prog nosuch"}) {
         EXPECT_EQ(bSetInterpreter(command, 0), 1);
-    for (const char *command : {"pro", "nosuch prog", "prognosuch"})
+    }
+    for (const char *command : {"pro", "nosuch prog", "prognosuch"}) {
         EXPECT_EQ(bSetInterpreter(command, 0), 0);
+    }
     char text[9]; // cut to fit
     EXPECT_EQ(bIsFileExecutable("/", text, sizeof text), 1);
     EXPECT_STREQ(text, "/ is exi");
     EXPECT_EQ(bIsFileExecutable("/!", text, sizeof text), 0);
     EXPECT_STREQ(text, "/! not f");
+    char user[64];
+    GET_USER_NAME(user, sizeof user);
+    EXPECT_STREQ(user, getpwuid(geteuid())->pw_name);
     const auto begin = std::chrono::steady_clock::now();
     signal(SIGALRM, [](int) {}); // interrupts the rest, which goes on
     ualarm(5000, 5000);

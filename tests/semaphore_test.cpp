@@ -138,6 +138,58 @@ TEST_F(Semaphore, HasALockFileOfItsOwnOrNone) {
     }
 }
 
+TEST_F(Semaphore, WaitingForEachOtherIsAFailureOfOne) {
+    SCT_SEMA first = {"s", "me", "", 0}, second = {"t", "me", "", 0};
+    EXPECT_EQ(i_SEMA('+', &first, {}), 0);
+    const pid_t other = fork();
+    if (other == 0) {
+        first.hSema = 0;
+        const bool held = i_SEMA('+', &second, {}) == 0 && write(told[1], "+", 1) == 1;
+        _exit(held ? i_SEMA('+', &first, {}) : 9);
+    }
+    EXPECT_TRUE(is_told());
+    testing::internal::CaptureStdout();
+    const int code = i_SEMA('+', &second, {});
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(i_SEMA('-', &first, {}), 0);
+    int state = 0;
+    waitpid(other, &state, 0);
+    EXPECT_EQ(code + WEXITSTATUS(state), 3);
+    if (code == 3) {
+        EXPECT_STREQ(second.szMsg, "file lock with fcntl() failed: (35) Resource deadlock avoided");
+    }
+}
+
+// Only "/tmp" is made for a lock file; seen where there is none.
+TEST_F(Semaphore, MakesTheTemporaryDirectory) {
+    const auto use = [&](const str_log &) {
+        if (chroot(in.dir.c_str()) != 0) {
+            _exit(9);
+        }
+        umask(0);
+        for (const char *path : {"/tmp/s.sem", "/nosuch/s.sem", "/nosuch/s.sem"}) {
+            SCT_SEMA sema = {"s", "me", "", 0};
+            const int code = x_Semaphore('+', path, &sema);
+            struct stat status = {};
+            stat("/tmp", &status);
+            std::printf("%s %d %d %o '%s'\n", path, code, sema.hSema > 0, status.st_mode & 0777,
+                        sema.szMsg);
+            std::filesystem::remove_all("/tmp/s.sem");
+            if (*path == '/' && path[1] == 't') {
+                rmdir("/tmp");
+            }
+        }
+    };
+    const std::string none = "(2) No such file or directory'\n";
+    const std::string text = service(in, "tmp", 0, use);
+    if (text == "== tmp\n--- exit status\n9\n") {
+        GTEST_SKIP() << "needs the right to change the root directory";
+    }
+    EXPECT_EQ(text, "== tmp\n--- standard output\n/tmp/s.sem 0 1 775 ''\n/nosuch/s.sem 1 0 775 "
+                    "'directory /tmp created >> retry creation of lock file failed: " +
+                        none + "/nosuch/s.sem 1 0 775 'failed to open lock file: " + none);
+}
+
 // What both levels show of every letter on a semaphore that is free, held here, held elsewhere,
 // left by a dead holder, and of one whose file cannot be had.
 TEST_F(Semaphore, IsTracedWhole) {

@@ -25,8 +25,9 @@ int connect_pair(int mode) {
     const int size = 16384; // the system takes twice as much
     setsockopt(kOurs, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
     int bytes = 0;
-    while (send(kOurs, "x", 1, MSG_DONTWAIT) == 1)
+    while (send(kOurs, "x", 1, MSG_DONTWAIT) == 1) {
         bytes++;
+    }
     EXPECT_EQ(iSetNonBlockmode(kOurs, mode), 0);
     return bytes;
 }

@@ -19,8 +19,9 @@ namespace vn_test {
 // The rest of this process cannot fork: another account, all files open to it, no processes.
 inline void forbid_processes(const Installation &in) {
     const std::string open = "chmod -R a+rwX " + in.dir;
-    if (std::system(open.c_str()) != 0 || (geteuid() == 0 && setuid(65534) != 0))
+    if (std::system(open.c_str()) != 0 || (geteuid() == 0 && setuid(65534) != 0)) {
         _exit(99);
+    }
     const rlimit none = {0, 0};
     setrlimit(RLIMIT_NPROC, &none);
 }
@@ -39,8 +40,9 @@ inline std::string without_runs(const std::string &line) {
 // The work directory as "<work>", the rest as always.
 inline std::string shown(const Installation &in, std::string text) {
     const std::string work = in.path("rw/work");
-    for (size_t at; (at = text.find(work)) != text.npos;)
+    for (size_t at; (at = text.find(work)) != text.npos;) {
         text.replace(at, work.size(), "<work>");
+    }
     return in.normalised(text);
 }
 
@@ -67,9 +69,11 @@ inline std::string service(const Installation &in, const std::string &title, int
     std::string all = "== " + title + "\n";
     const auto add = [&](const char *part, const std::string &text) {
         all += text.empty() ? "" : std::string("--- ") + part + "\n";
-        for (const std::string &line : lines_of(shown(in, text)))
-            if (!line.ends_with("call select()") && !line.ends_with("call read()"))
+        for (const std::string &line : lines_of(shown(in, text))) {
+            if (!line.ends_with("call select()") && !line.ends_with("call read()")) {
                 all += without_runs(line) + "\n";
+            }
+        }
     };
     add("exit status", state == 0 ? "" : std::to_string(state / 256));
     add("standard output", testing::internal::GetCapturedStdout());
