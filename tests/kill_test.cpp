@@ -1,14 +1,11 @@
 // Stopping the processes of a saveset, with real processes of this test's own: their keywords are
 // theirs alone, so that nothing else is found. Ids of others are only counted.
 #include "kernel/unix_hal/vn_hal_unix.h"
-#include "tests/support/installation.h"
+#include "tests/support/service.h"
 
 #include <csignal>
-#include <filesystem>
-#include <gtest/gtest.h>
+#include <cstring>
 #include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using namespace vn_test;
 namespace fs = std::filesystem;
@@ -102,9 +99,75 @@ TEST_F(Kill, ListOfProcesses) {
     EXPECT_EQ(read_file(in.path("precious")), "1");
     EXPECT_EQ(processes("printf 'PID\\n\\n%s' " + id, -SIGHUP), "1 1");
     EXPECT_EQ(vbc.end(), SIGHUP);
+    EXPECT_EQ(processes("echo " + me, -SIGKILL), "1 0");
+    EXPECT_EQ(processes("exit 1", KILL_COUNT_ONLY), "1 0");
+    EXPECT_EQ(processes("echo " + me + "; exit 2", KILL_COUNT_ONLY), "0 0");
     fs::remove(list);
     in.remove_ini(in.path("rw/ini/vn.ini"), "Pathes", "gv_rw_tmp");
     EXPECT_EQ(stop(own), "0 FAILURE in i_KILL_PROCESSES");
+}
+
+// Each end of a kill with its trace, what is signalled and how often is asked. The processes are
+// those that a stand-in for ps lists: for its n-th call the lines that begin with n in a file.
+TEST_F(Kill, IsTracedWhole) {
+    EXPECT_EQ(std::tuple(gKillPolicy.iRounds, gKillPolicy.iRoundMsec, gKillPolicy.iForcedRounds,
+                         gKillPolicy.iForcedRoundMsec),
+              std::tuple(30, 4000, 10, 100));
+    const std::string list = in.path("list"), lock = in.path("rw/work") + "/sem/kill_list.sem";
+    write_file(in.path("ps"), "cd " + in.dir +
+                                  "; echo n >>count\nn=$(wc -l <count)\n"
+                                  "sed -n \"s/^$n //p\" list");
+    catalogue("PS_CMD", "sh " + in.path("ps"));
+    std::string all;
+    gKillPolicy = {2, 1, 2, 1};
+    const auto stop_traced = [&](const std::string &title, const std::string &listed) {
+        write_file(list, listed);
+        fs::remove(in.path("count"));
+        const std::string text = service(in, title, 1, [&](const str_log &log) {
+            char szMsg[256] = "";
+            const int result = i_KILL_VBC("SS1", szMsg, log);
+            std::printf("%d %s\n", result, szMsg);
+        });
+        // What the catalogue does is traced elsewhere; the shell tells of its commands in any
+        // order.
+        bool database = false, shell = false;
+        for (const std::string &line : lines_of(in.comparable(text))) {
+            database = database || line.find("+++ DB_ACCESS") != line.npos;
+            shell = line.starts_with("--- ") ? line == "--- standard error" : shell;
+            all += database || (shell && !line.starts_with("vn_client: ")) ? "" : line + "\n";
+            database = database && line.find("--- DB_ACCESS") == line.npos;
+        }
+    };
+    Process vbc("a"), helper("b");
+    const std::string line = " " + std::to_string(vbc.pid) + " vbc s SS1\n",
+                      help = " " + std::to_string(helper.pid) + " vn_x SS1\n";
+    signal(SIGINT, SIG_IGN);
+    stop_traced("none", "");
+    stop_traced("by interrupt, at the second look", "1" + line + "2" + line);
+    EXPECT_EQ(vbc.end(), SIGINT);
+    Process late("a", true);
+    const std::string again = " " + std::to_string(late.pid) + " vbc_x s SS1 \n";
+    stop_traced("by force", "1" + again + "2" + again + "3" + again + "4" + again + "5" + help +
+                                "6" + again + "7" + help);
+    EXPECT_TRUE(late.end() == SIGKILL && helper.end() == SIGKILL);
+    std::string everywhere;
+    for (const char n : {'1', '2', '3', '4', '5', '6', '7', '8', '9'}) {
+        everywhere += n + std::string(" 4999999 vbc s SS1\n");
+    }
+    stop_traced("without success", everywhere);
+    fs::remove(lock);
+    fs::create_directory(lock);
+    stop_traced("without lock", "");
+    fs::remove_all(in.path("rw/tmp"));
+    stop_traced("without directory for the list", "");
+    in.remove_ini(in.path("rw/ini/vn.ini"), "Pathes", "gv_rw_tmp");
+    stop_traced("without a name of the directory", "");
+    catalogue("PS_CMD", "");
+    stop_traced("without listing command", "");
+    catalogue("PS_CMD", "BLANK");
+    change_catalogue("delete from syntaxes where command='PS_PID'");
+    stop_traced("without column", "");
+    expect_file("service_kill.txt", all);
 }
 
 // Two calls wait for the processes together; no lock is kept for a saveset.
@@ -150,6 +213,28 @@ TEST_F(Kill, Survivors) {
     write_file(script, "echo >>" + script + "n; [ $(wc -l <" + script +
                            "n) != 3 ] || kill -9 $PPID\n" + line);
     EXPECT_EQ(stop(own, {1, 1, 2, 1}), "0 FAILURE in i_KILL_PROCESSES");
+}
+
+TEST_F(Kill, ColumnsOfTheCatalogue) {
+    char szCommand[256], szPid[16], szParent[16];
+    const auto read = [&](const std::string &os) {
+        for (char *text : {szCommand, szPid, szParent}) {
+            std::memcpy(text, "old", 4);
+        }
+        v_GET_PS_POSITION(os.c_str(), szCommand, szPid, szParent, {});
+        return std::string(szCommand) + "|" + szPid + "|" + szParent;
+    };
+    const std::string longest(15, '7');
+    catalogue("PS_CMD", "BLANK");
+    catalogue("PS_PID", longest);
+    catalogue("PS_PPID", "BLANKS");
+    EXPECT_EQ(read("Linux"), " |" + longest + "|BLANKS");
+    catalogue("PS_PID", "BLANK");
+    catalogue("PS_PPID", longest);
+    EXPECT_EQ(read("Linux"), " | |" + longest);
+    catalogue("PS_PPID", longest + "7");
+    EXPECT_EQ(read("Linux"), "||");
+    EXPECT_EXIT(read("x' or '1'='1"), testing::ExitedWithCode(0), "for x' or '1'='1 not found");
 }
 
 TEST_F(Kill, ListingOfTheSystem) {

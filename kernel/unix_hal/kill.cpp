@@ -114,17 +114,23 @@ public:
     explicit list_lock(str_log *strLog) : strLog_(strLog) {
         text_copy(lock_.szSema, "kill_list");
         text_copy(lock_.szCaller, "KILL_VBC");
-        if (i_SEMA('+', &lock_, *strLog) != SEMA_SUCCESS) {
+        bHeld_ = i_SEMA('+', &lock_, *strLog) == SEMA_SUCCESS;
+        if (!bHeld_) {
             trace_log(strLog, TRACE_EVENTS, "i_KILL_PROCESSES without lock: %s", lock_.szMsg);
         }
     }
-    ~list_lock() { i_SEMA('-', &lock_, *strLog_); }
+    ~list_lock() {
+        if (bHeld_) {
+            i_SEMA('-', &lock_, *strLog_);
+        }
+    }
     list_lock(const list_lock &) = delete;
     list_lock &operator=(const list_lock &) = delete;
 
 private:
     SCT_SEMA lock_ = {};
     str_log *strLog_;
+    bool bHeld_ = false;
 };
 
 // Whether the list file is whole. A filter's 1 means that it has found nothing.
