@@ -81,6 +81,10 @@ TEST_F(AgentDevices, State) {
     write_file(in.path("rw/work/drive.states"), "2 Medium not present\n");
     expect("t -d /dev/null -t TAPE_DRIVE 2>&1 | tail -n2 | sed 's/^ //' >&2", 0,
            "No tape in drive: Medium not present ");
+    in.remove_glbv("gv_rw_work"); // its directory is configured, too
+    expect("t -d /dev/null -t TAPE_DRIVE 2>&1 | tail -n2 | sed 's/^ //' >&2", 0,
+           "No tape in drive: Medium not present ");
+    expect("t -d /nosuch -n load -t d", 2, "No tape in drive");
     play("udevadm", "echo 'N: null'");
     play("load", "printf '[%s]' \"$@\" >../args; head -c 1000000 /dev/zero | tr '\\0' y; exit $1");
     expect("t -d /dev/null -n 'load 0' -t 'd \"1$x' >o", 0, "Drive tape online");
@@ -111,30 +115,56 @@ TEST_F(AgentDevices, Figures) {
     for (const std::string arguments : {"d:3", "d -s 3 -t 3", "d -s 3 -t abc", "d -s 3 -t 2:0"}) {
         expect("p -d " + arguments, 0, a, "ID=7\n" + a + "\n");
     }
-    for (const std::string timer : {"-1:5", "0:3"}) {
+    for (const std::string timer : {"-1:5", "0:3", "-4294967295:1"}) {
         expect("p -d d:3 -t " + timer, 1, "invalid number of samples: " + timer);
     }
     const auto before = std::chrono::steady_clock::now();
     expect("p -d d:3 -t 1:9", 0, a); // the pause is one between samples
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(8));
-    expect("p -d d:4 -t 9:9", 1, "");
+    expect("p -d d:4 -t 4294967297:9", 1, "");
     expect("p -d d:3 -t 3:1 >o & until [ -s o ]; do sleep 0.02; done; vn_perf 3; wait $!; cat o", 0,
            b, "ID=7\n" + a + "\nID=7\n" + b + "\n");
     expect("p -d d:3 >/dev/full", 2, "write to standard output: No space left on device");
+    // What the drive does at the end of its medium counts while the server waits for it.
+    const auto figures = [](const std::string &status, const std::string &state) {
+        return "0 0 STATUS: " + status + " THROUGHPUT: 0.0 GB/h INFO: - " + state;
+    };
+    for (const auto &[status, state, told] :
+         std::initializer_list<std::tuple<std::string, std::string, std::string>>{
+             {"CHANGING_MEDIA", "LOAD", "LOAD"},
+             {"VNS_WRT", "LOAD", "LOAD"},
+             {"IDLE", "LOAD", "READY"},
+             {"IDLE", "a NEXT one", "a NEXT one"}}) {
+        shell("vn_perf 3 " + status);
+        in.set_glbv("gv_vns_eom_dev", state);
+        expect("p -d dev:3", 0, figures(status, told), "ID=7\n" + figures(status, told) + "\n");
+    }
+    shell("vn_perf 3");
     // A pipe where a file should be holds nobody up.
     shell("mkfifo rsh_7.tmp ../info/perf_5.log");
     expect("p -d d:5", 1, "");
     EXPECT_EQ(shell("\"$0\" -i 7 -f p -d d:3").status, 0);
     EXPECT_EQ(shell("\"$0\" -i a/../../7 -f p -d d:3").status, 0);
     EXPECT_EQ(read_file(in.path("rw/work/rsh_a_.._.._7.tmp")), "ID=a/../../7\n" + b + "\n");
+    in.remove_glbv("gv_rw_work"); // its directory is configured, too
+    EXPECT_EQ(shell("\"$0\" -i 8 -f p -d d:3").status, 0);
+    EXPECT_EQ(read_file(in.path("rw/work") + "/rsh_8.tmp"), "ID=8\n" + b + "\n");
 }
 
 TEST_F(AgentDevices, ConfigureInFull) {
     write_file(ini, vns("VNS_", false));
     write_file(in.path("rw/ini/disk3"), "gone\n0\n");
     describe();
+    struct stat before = {}, after = {};
+    chmod(ini.c_str(), 0640);
+    const bool changed = chown(ini.c_str(), 12, 34) == 0;
+    stat(ini.c_str(), &before);
     expect("c -d 3", 0, "Configured 3 VNS-drives");
     EXPECT_EQ(read_file(ini), vns("VNS_", true));
+    stat(ini.c_str(), &after);
+    EXPECT_EQ(std::tuple(after.st_mode, after.st_uid, after.st_gid),
+              std::tuple(before.st_mode, before.st_uid, before.st_gid));
+    EXPECT_EQ(before.st_uid, changed ? 12 : getuid());
     EXPECT_EQ(shell("cd ../ini; ls vns* disk*; cat disk*").out,
               "disk7\ndisk8\nvns.ini\n" + in.path("rw/work/diskmnt/d1\n0\n") + "empty\n0\n");
     EXPECT_EQ(in.get_glbv("gv_client_c_2"), std::nullopt);
@@ -152,18 +182,22 @@ TEST_F(AgentDevices, ConfigureRefuses) {
         expect("c -d " + count, 1, "invalid number of drives: " + count);
     }
     EXPECT_EQ(in.get_glbv("gv_client_c_0"), good);
+    const std::string w = "1234567890123456"; // one letter more than the media server reads
     for (const std::string &drive : std::initializer_list<std::string>{
-             "0 /x T TAPE FILE", "0 /x T TAPE FILE one", "0 /x 1234567890123456 TAPE FILE 1",
-             "a/b x T DISK_H N 1", "0 " + std::string(230, 'x') + " T DISK_C N 1",
-             "0 /x T TAPE FILE 1 cut>"}) {
+             " ", "0 /x T TAPE FILE", "0 /x T TAPE FILE one", "0 /x " + w + " TAPE FILE 1",
+             "0 /x T " + w + " FILE 1", "0 /x T TAPE " + w + " 1", "a/b x T DISK_H N 1",
+             "0 " + std::string(246 - in.path("rw/work").size(), 'x') + " T DISK_C N 1",
+             "0 /x T TAPE FILE 2147483648", "0 /x T TAPE FILE 1 cut>"}) {
         in.set_glbv("gv_client_c_0", drive);
         expect("c -d 1", 1, ("GLBV gv_client_c_0 invalid: " + drive).substr(0, 255));
     }
+    write_file(in.path("rw/ini/vns.tmp"), "of another call");
     in.set_glbv("gv_client_c_0", good);
     expect("c -d 2", 1,
            "GLBV gv_client_c_1 had not been written by caller, so cannot configure the drive");
     EXPECT_EQ(in.get_glbv("gv_client_c_0"), std::nullopt);
     EXPECT_EQ(read_file(ini), old);
+    EXPECT_EQ(read_file(in.path("rw/ini/vns.tmp")), "");
     write_file(ini, "[Device]\n");
     expect("c -d 1", 1, "no tape section in " + ini);
     fs::remove(ini);
@@ -177,14 +211,55 @@ TEST_F(AgentDevices, ConfigureRefuses) {
                    (file == "vns.ini" ? " to read" : " to write"));
         fs::remove(in.path("rw/ini/" + file));
     }
+    fs::remove(in.path("rw/work") + "/sem/ctrl_conf_vns.sem");
+    fs::create_directory(in.path("rw/work") + "/sem/ctrl_conf_vns.sem");
+    in.set_glbv("gv_client_c_0", good);
+    expect("c -d 1", 1, "failed to open lock file: (21) Is a directory");
+    EXPECT_EQ(in.get_glbv("gv_client_c_0"), good);
     EXPECT_EQ(read_file(in.path("rw/ini/disk3")), "stays");
     EXPECT_FALSE(fs::exists(in.path("rw/reloaded")));
 }
 
-// From here on the system's fsync fails in this process and in those that it starts.
-void break_fsync() {
+// What just fits: the number of drives, the words of a description, the path of a disk.
+TEST_F(AgentDevices, ConfigureAtTheEdge) {
+    play("vn_main", "kill -9 $$");
+    const std::string longest(245 - in.path("rw/work").size(), 'x'), w = "123456789012345";
+    const std::pair<std::string, std::string> disks[] = {
+        {"/m" + w + "//d DISK_C", "/m" + w + "//d"},
+        {"c:d DISK_C", "c:d"},
+        {"c\\d A_DICDISK_", "empty"},
+        {"e:\\d DISK_", "empty"},
+        {longest + " DISK_C", in.path("rw/work") + "/diskmnt/" + longest}};
+    std::string names, types, marks, streams, kinds;
+    for (int i = 0; i < 200; i++) {
+        const std::string n = std::to_string(i), key = "_" + n + "=";
+        const bool disk = i < 5;
+        const auto &[device, content] = disks[disk ? i : 0];
+        in.set_glbv("gv_client_c_" + n,
+                    n + (disk ? " " + device.substr(0, device.find(' ')) : "\t/dev/d" + n) + " " +
+                        w + (disk ? device.substr(device.find(' ')) : " " + w) + " " + w + " +" +
+                        n);
+        names += "Device_Name" + key + (disk ? "disk" : "/dev/d") + n + "\n";
+        types += "Device_Type" + key + w + "\n";
+        marks += "Tapemark_Type" + key + w + "\n";
+        streams += "Maximal_Number_Of_Parallel_Streams" + key + n + "\n";
+        kinds += disk ? content + "\n0\n" : "";
+    }
+    write_file(ini, "[Tape]\nMaximal_Number_Of_Parallel_Streams=1\n" + std::string(254, 'l') +
+                        "\n" + std::string(255, 'm'));
+    expect("c -d 200 2>&1 | tail -n2 >&2", 0,
+           "Configured 200 VNS-drives, restart of data-server failed - VNS not available");
+    EXPECT_EQ(read_file(ini), "[Device]\nMaximal_Number_Of_Devices=200\n" + names + types +
+                                  "\n[Disk]\nDirectory=" + in.path("rw/ini/\n\n[Tape]\n") + marks +
+                                  streams + std::string(254, 'l') + "\n" + std::string(255, 'm') +
+                                  "\n");
+    EXPECT_EQ(shell("cd ../ini; cat disk?").out, kinds);
+}
+
+// From here on a system call fails in this process and in those that it starts.
+void break_call(unsigned number) {
     sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-                            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_fsync, 0, 1),
+                            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, number, 0, 1),
                             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EIO),
                             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
     const sock_fprog program = {std::size(filter), filter};
@@ -196,18 +271,29 @@ void break_fsync() {
 TEST_F(AgentDevices, ConfigureFailsHalfway) {
     write_file(ini, vns("", false));
     write_file(in.path("rw/ini/disk3"), "stays");
-    describe();
-    const pid_t child = fork();
-    if (child == 0) {
-        break_fsync();
-        expect("c -d 3 2>&1 | tail -n2 >&2; exit 1", 1,
-               "Cannot write file " + in.path("rw/ini/vns.tmp: ") + std::strerror(EIO));
-        _exit(HasFailure() ? 1 : 0);
+    const std::string tmp = in.path("rw/ini/vns.tmp"), eio = std::strerror(EIO);
+#ifdef __NR_rename
+    constexpr unsigned kRename = __NR_rename;
+#else
+    constexpr unsigned kRename = __NR_renameat;
+#endif
+    for (const auto &[number, message] : std::initializer_list<std::pair<unsigned, std::string>>{
+             {__NR_fsync, "Cannot write file " + tmp + ": " + eio},
+             {kRename, "Error during copy " + tmp + " to " + ini + " (5)"}}) {
+        describe();
+        const pid_t child = fork();
+        if (child == 0) {
+            break_call(number);
+            expect("c -d 3 2>&1 | tail -n2 >&2; exit 1", 1, message);
+            _exit(HasFailure() ? 1 : 0);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(read_file(ini), vns("", false));
+        EXPECT_EQ(fs::exists(in.path("rw/ini/disk3")), number == __NR_fsync);
     }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-    EXPECT_EQ(read_file(in.path("rw/ini/disk3")), "stays");
+    fs::remove(in.path("rw/ini/disk7"));
     fs::create_directories(in.path("rw/ini/disk7/x"));
     describe();
     expect("c -d 3", 1, "Cannot write file " + in.path("rw/ini/disk7: Is a directory"));
