@@ -74,6 +74,8 @@ TEST_F(AgentDevices, State) {
     expect("t -d x", 1, "missing device via -t");
     expect("t -d disk1 -t DISK_HARD", 0, "No tape in drive");
     expect("t -d disk2 -t DISK_HARD", 0, "Drive tape online");
+    // Nothing says that the third one is empty.
+    expect("t -d disk3 -t DISK_HARD 2>&1 | tail -n2 >&2", 0, "Drive tape online");
     expect("t -d x -t / -n NULL", 0, "Drive tape online");
     expect("tapestatus -d x -t \"$0\"", 0, "No tape in drive");
     expect("t -d /nosuch -n 'echo >x;' -t d 2>&1 | tail -n2 >&2; exit 2", 2, "No tape in drive");

@@ -161,6 +161,9 @@ TEST_F(Devices, MountOfItsOwnName) {
     }
     write_file(list, "");
     EXPECT_EQ(check_mount("/x", "/dev/sda10"), "0 /dev/sda10 /x");
+    const std::string longest = "/" + std::string(478, 'm');
+    EXPECT_EQ(check_mount(longest, "/dev/sda10"), "0 /dev/sda10 " + longest);
+    EXPECT_EQ(check_mount(longest + "m", "/dev/sda10"), "-1 /dev/sda10 " + longest + "m");
 }
 
 // The whole check: the device's description, the mount point, the search, each way it can end.
@@ -191,6 +194,8 @@ TEST_F(Devices, MountIsTracedWhole) {
     check("LOCAL", "WINDOWS", "d:/mnt\\x", "x");
     check("LOCAL", "unix", "NULL", "x");
     check("nosuch", "UNIX", "/d", "x");
+    check("LOCAL", "UNIX", std::string(256, 'd'), "x");
+    check("LOCAL", "UNIX", "/" + std::string(500, 'd'), "x");
     // What the device's description says is told at level 2 only.
     const auto lines = lines_of(service(in, "", 2, [](const str_log &log) {
         char szReal[512] = "", szUuid[256] = "";
@@ -241,8 +246,8 @@ TEST_F(Devices, Mount) {
 // What each flag gives with its trace, and the alarm; ps shows only what runs in this installation.
 TEST_F(Devices, MediaServer) {
     const std::string main = in.path("ro/bin/vn_main"), log = work + "called.log";
-    play("ro/drive/ps",
-         "echo \"$*\" >" + in.path("ps_words") + "; /bin/ps \"$@\" | grep '" + in.dir + "'");
+    play("ro/drive/ps", "echo \"$*\" >" + in.path("ps_words") + "; /bin/ps \"$@\" | grep '" +
+                            in.dir + "'; echo grep vn_data_server");
     prefer("ro/drive");
     EXPECT_EQ(gVnsPolicy.iReloadMsec, 5000);
     gVnsPolicy.iReloadMsec = 300;

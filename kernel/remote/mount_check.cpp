@@ -45,6 +45,7 @@ bool place_in_work(const char *cpPath, char *cpMount, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "use mount point in WORK dir");
     const std::string mount = disk_mount_point(cpPath);
     if (mount.empty()) {
+        trace_log(strLog, TRACE_EVENTS, "mount point does not fit: %s", cpPath);
         return false;
     }
     text_copy(cpMount, kPathSize, mount);
@@ -150,6 +151,8 @@ int i_CHECK_MOUNT(const char *cpClient, const char *cpClientPlatform, const char
         char szSearch[kSearchSize];
         if (search_of(cpClientPlatform, cpPath, cpRealPath, cpMount, szSearch)) {
             iResult = search_mount(cpClient, szSearch, &strLog);
+        } else {
+            trace_log(&strLog, TRACE_EVENTS, "mount point does not fit: %s", cpMount);
         }
     }
     trace_log(&strLog, TRACE_EVENTS, "--- i_CHECK_MOUNT returns %d", iResult);
