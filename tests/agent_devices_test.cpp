@@ -107,6 +107,8 @@ TEST_F(AgentDevices, State) {
         EXPECT_TRUE(result.err.ends_with(" MSG=" + message + "\n")) << result.err;
     }
     EXPECT_LT(std::chrono::steady_clock::now() - before, std::chrono::seconds(8));
+    play("load", "echo loaded");
+    EXPECT_EQ(shell("\"$0\" -r -i \"1 '/\" -f t -d /dev/null -t d1 -n load").out, "loaded\n");
     EXPECT_EQ(shell("ls | grep load_").out, "");
 }
 
@@ -216,7 +218,9 @@ TEST_F(AgentDevices, ConfigureRefuses) {
     fs::remove(in.path("rw/work") + "/sem/ctrl_conf_vns.sem");
     fs::create_directory(in.path("rw/work") + "/sem/ctrl_conf_vns.sem");
     in.set_glbv("gv_client_c_0", good);
-    expect("c -d 1", 1, "failed to open lock file: (21) Is a directory");
+    expect("c -d 1", 1, "failed to open lock file: (21) Is a directory",
+           "STATUS=FATAL MSG=Operation '+' for semaphore [ctrl_conf_vns] with caller "
+           "[CONFIGURE_VNS_INI] failed with: failed to open lock file: (21) Is a directory\n");
     EXPECT_EQ(in.get_glbv("gv_client_c_0"), good);
     EXPECT_EQ(read_file(in.path("rw/ini/disk3")), "stays");
     EXPECT_FALSE(fs::exists(in.path("rw/reloaded")));

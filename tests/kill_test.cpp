@@ -99,6 +99,7 @@ TEST_F(Kill, ListOfProcesses) {
     EXPECT_EQ(read_file(in.path("precious")), "1");
     EXPECT_EQ(processes("printf 'PID\\n\\n%s' " + id, -SIGHUP), "1 1");
     EXPECT_EQ(vbc.end(), SIGHUP);
+    EXPECT_EQ(fs::status(list).permissions(), fs::perms(0600));
     EXPECT_EQ(processes("echo " + me, -SIGKILL), "1 0");
     EXPECT_EQ(processes("exit 1", KILL_COUNT_ONLY), "1 0");
     EXPECT_EQ(processes("echo " + me + "; exit 2", KILL_COUNT_ONLY), "0 0");
@@ -119,7 +120,7 @@ TEST_F(Kill, IsTracedWhole) {
                                   "sed -n \"s/^$n //p\" list");
     catalogue("PS_CMD", "sh " + in.path("ps"));
     std::string all;
-    gKillPolicy = {2, 1, 2, 1};
+    gKillPolicy = {2, 1, 3, 1};
     const auto stop_traced = [&](const std::string &title, const std::string &listed) {
         write_file(list, listed);
         fs::remove(in.path("count"));
@@ -151,8 +152,8 @@ TEST_F(Kill, IsTracedWhole) {
                                 "6" + again + "7" + help);
     EXPECT_TRUE(late.end() == SIGKILL && helper.end() == SIGKILL);
     std::string everywhere;
-    for (const char n : {'1', '2', '3', '4', '5', '6', '7', '8', '9'}) {
-        everywhere += n + std::string(" 4999999 vbc s SS1\n");
+    for (int n = 1; n < 12; n++) {
+        everywhere += std::to_string(n) + " 4999999 vbc s SS1\n";
     }
     stop_traced("without success", everywhere);
     fs::remove(lock);
@@ -205,10 +206,15 @@ TEST_F(Kill, Survivors) {
     const std::string script = in.path("ps"), line = "echo 4999999 vbc s " + own + "\n";
     catalogue("PS_CMD", "sh " + script);
     write_file(script, line);
-    EXPECT_EQ(stop(own, {1, 1, 2, 1}), "1 1 processes are still running after kill -9");
-    EXPECT_EQ(in.error_protocol(),
-              std::vector<std::string>{"<time> E010-BASICS [<pid>]: KILL_VBC " + own +
-                                       ": 1 processes are still running after kill -9"});
+    for (const auto &[language, event] : std::initializer_list<std::pair<LANGUAGES, std::string>>{
+             {LANG_DE, "1 Prozesse laufen noch nach kill -9"},
+             {LANG_BY, "1 Prozess laffa oiwei no noch kill -9"},
+             {LANG_EN, "1 processes are still running after kill -9"}}) {
+        eLang = language;
+        EXPECT_EQ(stop(own, {1, 1, 2, 1}), "1 1 processes are still running after kill -9");
+        EXPECT_EQ(in.error_protocol().back(),
+                  "<time> E010-BASICS [<pid>]: KILL_VBC " + own + ": " + event);
+    }
     // A pass loses its shell: the count behind the interrupt, the forced ones, the last counts.
     for (const char *pass : {"2", "3", "4", "5", "6"}) {
         fs::remove(script + "n");
@@ -245,6 +251,7 @@ TEST_F(Kill, ListingOfTheSystem) {
     for (const auto &[listing, expected] :
          std::initializer_list<std::pair<std::string, std::string>>{
              {"false", "2 There are no vbc processes"},
+             {"exit 125", "2 There are no vbc processes"},
              {"/nosuch/ps", "0 FAILURE in i_KILL_PROCESSES"},
              {in.dir, "0 FAILURE in i_KILL_PROCESSES"},
              {"kill -9 $$", "0 FAILURE in i_KILL_PROCESSES"},
@@ -266,6 +273,16 @@ TEST_F(Kill, ListingOfTheSystem) {
         EXPECT_EXIT(i_KILL_VBC(own.c_str(), szMsg, {}), testing::ExitedWithCode(0),
                     "^vn_client: p" + end + "\n$");
         EXPECT_EQ(in.error_protocol().back(), "<time> E011-BASICS [<pid>]: P" + end);
+    }
+    for (const auto &[language, event] :
+         {std::pair(LANG_DE, "Prozesse koennen nicht aufgelistet werden: "),
+          std::pair(LANG_BY, "Prozess kenna net aufglist wern: ")}) {
+        char szText[256] = "";
+        eLang = language;
+        EXPECT_EXIT(v_GET_PS_POSITION("Linux", szText, szText, szText, {}),
+                    testing::ExitedWithCode(0), "");
+        EXPECT_TRUE(in.error_protocol().back().starts_with(
+            std::string("<time> E011-BASICS [<pid>]: ") + event));
     }
     in.set_glbv("gv_ro_db", in.path("nowhere/")); // without a catalogue it is listed all the same
     Process vbc("vbc s " + own);

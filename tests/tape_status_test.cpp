@@ -110,7 +110,7 @@ TEST_F(Devices, TapeDriveNames) {
     prefer("ro/drive");
     const std::string device = "/d e'v$(id)\"", call = "mt [-f] [" + device + "] [";
     write_file(states, "2 Device busy\n0 at rest.\n");
-    EXPECT_EQ(status(device, "../../a/b"), "0 Not defined|");
+    EXPECT_EQ(status(device, "../../a b'/c"), "0 Not defined|");
     EXPECT_EQ(read_file(work + "drive.calls"),
               call + "status]\n" + call + "rewind]\n" + call + "status]\n");
     for (const size_t size : {255, 256}) {
