@@ -69,6 +69,9 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"u -m m -n f -s 741", 0, "", "chmod f successful"},
         {"u -m m -n f -s '7;echo >x' 2>&-", 2, "", ""},
         {"u -m c -n /dev/full -s x 2>&-", 2, "", ""},
+        {"u -m c -n /dev/null -s x", 0, "", "create and write to /dev/null successful"},
+        {"u -m c -n . -s x", 2, "", "write to .: Is a directory"},
+        {"u -m w -n . -s x", 2, "", "write to .: Is a directory"},
         {"u -m w -n x -s x", 2, "", "x not found"},
         {"u -m d -n " + over, 2, "", "option -n is too long"}, // cut, it is f
         {"u -m e -n gv_rw_work:" + rest, 0, "", ""},

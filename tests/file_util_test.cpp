@@ -36,14 +36,32 @@ TEST(FileUtil, CopyAndChangeModeTakeEveryNameAsItIs) {
         EXPECT_EQ(cm_chmod("0750", copy.c_str()), 0) << name;
         EXPECT_EQ(fs::status(copy).permissions(), fs::perms(0750));
     }
-    umask(mask);
+    write_file("f", "text");
+    const std::string longest = "." + std::string(253, '/') + "g"; // what fits
+    EXPECT_EQ(file_copy("f", longest.c_str()), 0);
+    EXPECT_EQ(file_copy(longest.c_str(), "f"), 0);
+    EXPECT_NE(file_copy("f", ("/" + longest).c_str()), 0);
+    EXPECT_NE(file_copy(("/" + longest).c_str(), "f"), 0);
+    EXPECT_EQ(fs::remove("g"), true);
+    EXPECT_EQ(cm_chmod("700", std::string(4096, 'x').c_str()), -1);
+    EXPECT_EQ(errno, ENAMETOOLONG);
     testing::internal::CaptureStderr(); // the commands' own words
     EXPECT_NE(cm_chmod("700 f;echo >g", "f"), 0);
     EXPECT_NE(file_copy("no", "f"), 0);
     testing::internal::GetCapturedStderr();
     EXPECT_FALSE(fs::exists("g"));
-    EXPECT_EQ(in.protocol().at(0),
-              "<time> E009-BASICS [<pid>]: Error copying file no f: umask 000; cp 'no' 'f'");
+    const std::string error = "<time> E009-BASICS [<pid>]: Error copying file ";
+    EXPECT_EQ(in.protocol(),
+              (std::vector<std::string>{error + "f /" + longest + ": File name too long",
+                                        error + "/" + longest + " f: File name too long",
+                                        error + "no f: umask 000; cp 'no' 'f'"}));
+    umask(0);
+    EXPECT_EQ(i_MKDIR("h"), 1);
+    EXPECT_EQ(i_MKDIR("h"), 0);
+    EXPECT_EQ(fs::status("h").permissions(), fs::perms(0770));
+    umask(mask);
+    EXPECT_EQ(i_FILE_DELETE(("." + std::string(1021, '/') + "f").c_str(), {}), 1);
+    EXPECT_FALSE(fs::exists("f"));
     fs::current_path("/");
 }
 
@@ -199,6 +217,7 @@ TEST_F(FileServices, OldFiles) {
     find("o/*", "2020-07-02 03:04", 0);
     find("o/*.x", "", 1);
     find("gv_rw_info:*", "", 1);
+    find(("o" + std::string(509, '/') + "*").c_str(), "2020-07-02 03:04:06", 0);
     find(("o" + std::string(510, '/') + "*").c_str(), "", 1);
     fs::create_symlink("nowhere", "o/gone");
     find("o/g*", "", 1);

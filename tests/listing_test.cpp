@@ -104,6 +104,43 @@ TEST(EntryList, PrintsLinesAndCounters) {
                           "\nLargest file name: \nabc\n with 3 characters\n");
 }
 
+TEST(EntryList, MemoryIsMissing) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer needs the memory";
+#endif
+    const auto entry = std::make_unique<sFormat>();
+    text_copy(entry->szCurFullFileName, std::string(4000, 'x'));
+    testing::internal::CaptureStderr();
+    rlimit before = {};
+    getrlimit(RLIMIT_AS, &before);
+    const rlimit none = {0, before.rlim_max};
+    setrlimit(RLIMIT_AS, &none);
+    void **blocks = nullptr; // all that is left
+    for (const size_t size : {65536, 4096, 512, 64, 16}) {
+        while (auto **block = static_cast<void **>(std::malloc(size))) {
+            *block = blocks;
+            blocks = block;
+        }
+    }
+    vAdd(entry.get());
+    vSort(entry.get());
+    while (blocks != nullptr) {
+        void *next = *blocks;
+        std::free(blocks);
+        blocks = static_cast<void **>(next);
+    }
+    for (int i = 0; i < 2000; i++) {
+        vAdd(entry.get());
+    }
+    setrlimit(RLIMIT_AS, &before);
+    vDelete();
+    const std::string first = "vAdd: Kein Speicherplatz vorhanden fuer strpAnfang",
+                      further = "vAdd: Kein Speicherplatz fuer letztes Element",
+                      text = testing::internal::GetCapturedStderr();
+    EXPECT_TRUE(text.starts_with(first + first + further)) << text.substr(0, 300);
+    EXPECT_TRUE(text.ends_with(further));
+}
+
 // More entries than one block of memory or of output holds, against a plain model.
 TEST(EntryList, ManyEntriesInTheirOrder) {
     setenv("TZ", "UTC0", 1);
@@ -156,6 +193,12 @@ std::string incomplete(const std::string &root, const std::string &reason) {
     return "ERROR: listing of " + root + " is incomplete: " + reason + "\n";
 }
 
+// A name with backslashes as it is printed.
+std::string shown(std::string text) {
+    szPath2Unix(text.data());
+    return text;
+}
+
 // The line of an entry that is there.
 std::string line(const std::string &path, const std::string &kind, const std::string &info = "") {
     struct stat status = {};
@@ -169,10 +212,10 @@ std::string line(const std::string &path, const std::string &kind, const std::st
     return text + " " + std::to_string(status.st_size) + " - ," + info + "\n";
 }
 
-TEST(Listing, EntriesMountsAndApplications) {
+TEST(Listing, EntriesAndMounts) {
     Installation in;
     const std::string r = in.path("m/"), table = in.path("mounts");
-    for (const char *name : {"m/data/deep", "m/z", "m/smb", "m/part"}) {
+    for (const char *name : {"m/data/deep", "m/z", "m/smb", "m/part", "m/s p ", "m/t\\09x"}) {
         fs::create_directories(in.path(name));
     }
     std::set<std::string> names = {"-rf",       "A",    "a\n\"b\" 'c' $(d)",
@@ -195,13 +238,15 @@ TEST(Listing, EntriesMountsAndApplications) {
     write_file(table, "dev " + r + "z ext4 rw 0 0\nnfs\ns:/t proc nfs rw\n" +
                           std::string(2047, 'x') + "s:/x " + r + "part nfs\ns:/x " + r +
                           "data nfs rw,hard 0 0\n//s/z " + r + "smb smbfs ro 0 0\ns:/y " + r +
-                          "gone nfs rw 0 0\ns:/y " + r + "data/deep nfs rw 0 0\ns:/t /tmp nfs rw");
+                          "gone nfs rw 0 0\ns:/y " + r + "s\\040p\\040 nfs rw\ns:/y " + r +
+                          "t\\09x nfs rw\ns:/y " + r + "data/deep nfs rw 0 0\ns:/t /tmp nfs rw");
     const s_LISTING_PLACES machine = gListingPlaces;
     EXPECT_EQ(machine.cpMarkers + std::string("|") + machine.cpMounts, "|/proc/mounts");
     gListingPlaces = {in.dir.c_str(), table.c_str()};
     std::string entries = line(r + "data", "dm", "s:/x,nfs,rw,hard") + line(r + "l", "dl") +
-                          line(r + "part", "d_") + line(r + "smb", "dm", "//s/z,smbfs,ro") +
-                          line(r + "z", "d_");
+                          line(r + "part", "d_") + line(r + "s p ", "dm", "s:/y,nfs,rw") +
+                          line(r + "smb", "dm", "//s/z,smbfs,ro") +
+                          shown(line(r + "t\\09x", "dm", "s:/y,nfs,rw")) + line(r + "z", "d_");
     for (const std::string &name : names) {
         entries += line(r + name, "f_");
     }
