@@ -40,6 +40,7 @@ TEST(AgentFiles, UseFileDirAndCreate) {
     in.set_glbv("long", none.substr(0, 500));
     in.set_glbv("cut", none.substr(0, 512)); // more than a variable holds
     write_file(in.path("rw/work/in"), x + '\0');
+    write_file(work + "/wide", "[A]\nk=" + x.substr(0, 300) + "\n");
     write_file(old, "");
     fs::last_write_time(old, fs::file_time_type::clock::now() - std::chrono::hours(96));
     ASSERT_EQ(mkfifo(in.path("rw/work/p").c_str(), 0600), 0);
@@ -64,6 +65,8 @@ TEST(AgentFiles, UseFileDirAndCreate) {
         {"u -m c -n gv_rw_work:f -s 'a b\nc'", 0, "", "create and write to " + f + " successful"},
         {"u -m f -n f -s 'z|OR|b^'", 0, "", "a b"},
         {"u -m x -n f", 0, "", "f is existing"},
+        {"u -m f -n wide -s k=^", 0, "", "k=" + x.substr(0, 253)},
+        {"u -m i -n gv_rw_work:wide -s '[A]' -t k", 0, "", x.substr(0, 255)},
         {"u -m i -n ini -s '[A]' -t k 2>&-", 2, "", ""},
         {"u -m C -n no/ini -s A -t k -d v 2>&-", 2, "", ""},
         {"u -m m -n f -s 741", 0, "", "chmod f successful"},

@@ -199,7 +199,16 @@ TEST_F(FileServices, DeleteCreateAndIterate) {
     fs::current_path("rw/tmp/q");
     write_file("one", "");
     next("o?e");
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(0);
+    }
+    siginfo_t info;
+    waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT);
+    fs::current_path("/proc/" + std::to_string(child));
+    next("net/*"); // cannot be read
     fs::current_path(in.dir);
+    waitpid(child, nullptr, 0);
     expect("files_delete_create.txt");
 }
 

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <ctime>
 #include <cwchar>
 #include <filesystem>
@@ -313,10 +314,12 @@ TEST(Listing, ProgramsListPseudoRoots) {
     }
     const std::string over = "/MySQL" + std::string(2029, 'x'); // not cut
     EXPECT_EQ(list(over, incomplete(over, "File name too long")), "");
-    write_file(file, "#!/bin/sh\nsleep 9 2>/dev/null &\nyes abcdefg | head -n 99999\n");
+    write_file(file, "#!/bin/sh\nsleep 9 2>/dev/null &\necho $! >'" + in.path("left") +
+                         "'\nyes abcdefg | head -n 99999\n");
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(list("/MySQL").size(), 8 * 99999); // what is left behind is not waited for
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    kill(std::stoi(*read_file(in.path("left"))), SIGKILL); // ctest would wait for it
     write_file(file, "#!/bin/sh\necho one; exit 3\n");
     EXPECT_EQ(list("/MySQL", incomplete("/MySQL", "exit status 3")), "one\n");
 }
