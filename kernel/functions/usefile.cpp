@@ -295,7 +295,6 @@ int read_file(char *szMsg) {
     if (are_same_file(file.get(), STDOUT_FILENO)) {
         return failure(szMsg, "read from ", gszOpt_n, kSameFile);
     }
-    std::fflush(stdout);
     const s_COPY_END end = copy_all(file.get(), STDOUT_FILENO);
     if (end.iReadErrno != 0 || end.iWriteErrno != 0) {
         return system_failure(szMsg, "read from ", end.iReadErrno + end.iWriteErrno);
