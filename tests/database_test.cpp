@@ -236,6 +236,9 @@ TEST_F(Catalogue, TellsOfARecordOrAStatementWithoutMemory) {
             DB_REC_LIS rl = {"t", 0, 0, nullptr, nullptr};
             char text[DB_MESSAGE_SIZE] = "";
             std::printf("%d", iDB_SEL_FIRST(&rl, large.c_str()));
+            for (const std::string record(4 << 20, 'x'); rl.iSize < 8; rl.iSize++) {
+                std::printf("%d", iDB_SEL_FIRST(&rl, record.c_str())); // instead of the one before
+            }
             std::printf("%d", iDB_SEL_FIRST(&rl, "|a=1|"));
             std::printf("%d", iDB_SEL_ALLOC(&rl, large.c_str()));
             std::printf(" %d %s", rl.iRows, rl.pstrLastRec->cpData);

@@ -49,6 +49,8 @@ TEST(Pipe, GivesLinesPiecesAndExitCode) {
     for (const auto &[command, max, told] : cases) {
         EXPECT_EQ(read_all(open(command), max), told) << command;
     }
+    const std::string longer(1 << 17, ' '); // than the system takes
+    EXPECT_EQ(read_all(open("exit 3 #" + longer)), ". . 127");
     const std::string mega = read_all(open("head -c 10000000 /dev/zero | tr '\\0' x"));
     EXPECT_EQ(mega.size(), 10000000U + 9775 + std::string(". . 0").size());
     std::string lines;
