@@ -307,6 +307,7 @@ TEST_F(Catalogue, IsTracedWhole) {
         {1, "", "select a from t where b=2", "SQL-1>\\nError while prepar\\nx\\nMessage: " + m300},
         {1, "", "select a from t where b=3", rows + "a\\nx, NativeError = 7\\nMessage: z\\n"},
         {1, "", "select a from t where b=4", rows + columns + "\\n"},
+        {1, "", "select a from t where b=5", rows + "a\\n'; exec tr '\\0' x </dev/zero; : '"},
         {4, "", "select a", "SQL-1>\\n"},
         {1, "", "select a from", "SQL-1>\\n"},
         {2, "export", "select a from t;", list},
@@ -477,6 +478,22 @@ TEST_F(Catalogue, DatesAreThoseOfTheDatabase) {
         EXPECT_TRUE(before <= std::string(text) && text <= std::string(after)) << text;
     };
     expect_file("database_date.txt", service(in, "dates", 0, use));
+}
+
+// The readers for callers who run the tool themselves.
+TEST_F(Catalogue, ReadersTakeAPipe) {
+    char text[DB_MESSAGE_SIZE] = "";
+    DB_REC_LIS rl = {"t", 0, 0, nullptr, nullptr};
+    iDB_SEL_FIRST(&rl, "|old=1|");
+    DB_PROC_PIP pipe;
+    ASSERT_EQ(iPIPE_OPEN("printf '\na\n1\nRows\n\nb\n2\t\n'", "r", text, 256, &pipe), 0);
+    EXPECT_EQ(iOA_MAKE_DB_REC_LIS(pipe, text, &rl, {}), 1);
+    EXPECT_STREQ(text, "1");
+    EXPECT_STREQ(rl.pstrFirstRec->cpData, "|a=1|");
+    vDB_SEL_FREE(&rl);
+    EXPECT_EQ(iOA_GET_CALCULATED_VALUE(&pipe, text, 256, "t"), 1);
+    EXPECT_STREQ(text, "2");
+    iPIPE_CLOSE(&pipe);
 }
 
 // Every word that may stand right behind a value, and one that is none.

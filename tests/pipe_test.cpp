@@ -4,6 +4,7 @@
 #include "tests/support/service.h"
 
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -198,6 +199,7 @@ TEST(Pipe, IsTracedWhole) {
         open("exit 4", "w");
         show();
         for (const char *name : {"nosuch", "-", "r"}) {
+            std::memcpy(text, "old", 4);
             const int result = iPIPE_OPEN_STDIN("exit 5", *name == 'r' ? name : "rw", name, text,
                                                 sizeof text, &pipe);
             std::printf("%s: %d [%s] %d %d\n", name, result, text, pipe.iChildPid > 0, pipe.ifdOut);
