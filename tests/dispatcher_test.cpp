@@ -129,6 +129,17 @@ TEST_F(Dispatcher, RefusesWhatItCannotReach) {
     text_copy(request->szOutFile, in.path("out"));
     EXPECT_EQ(run("ceres", "anything", false), "0 ||||");
     EXPECT_EQ(lines_of(read_file(in.path("out")).value_or("")).size(), 1U);
+    EXPECT_EQ(run("ceres", "anything").substr(0, 5), "0 ||v");
+    EXPECT_EQ(i_RCMD_EXEC(longest.substr(0, 159).c_str(), "a", message, {}), -1);
+    EXPECT_EQ(message, "host " + longest.substr(0, 159) + " not yet configured");
+    memset(request->szCmd, 'x', sizeof request->szCmd);
+    EXPECT_EQ(i_RCMD(request.get(), {}), -1);
+    EXPECT_STREQ(request->szMsg, "Command line to long: (24576 > 24575)");
+    *request = {};
+    memset(request->szClient, 'x', sizeof request->szClient);
+    EXPECT_EQ(i_RCMD(request.get(), {}), -1);
+    EXPECT_STREQ(request->szMsg, "Client name to long: (160 > 159)");
+    *request = {};
 }
 
 TEST_F(Dispatcher, CallsTheControlDaemon) {
@@ -214,7 +225,9 @@ TEST_F(Dispatcher, SearchesOutput) {
         {"LOCAL", "echo x", "z", 0, ""},
         {"LOCAL", "true", "z", 1, ""},
         {"LOCAL", "echo x", "(", 1, ""},
-        {"LOCAL", std::string(30000, 'x'), "x", 0, "Commandline too long: (30000 > 24576)"},
+        {"LOCAL", "echo z" + std::string(24569, ' '), "z", 1, ""},
+        {"LOCAL", "echo z" + std::string(24570, ' '), "z", 0,
+         "Commandline too long: (24576 > 24576)"},
         {"pallas", "a", "a", -1, "Unknown platform: OpenVMS"}};
     for (const auto &[name, command, search, result, message] : calls) {
         char text[512], msg[256] = "";

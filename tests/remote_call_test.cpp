@@ -7,6 +7,7 @@
 #include <chrono>
 #include <gtest/gtest.h>
 #include <memory>
+#include <thread>
 
 using namespace vn_test;
 
@@ -15,7 +16,7 @@ namespace {
 struct RemoteCall : testing::Test {
     Installation in;
     std::string daemon_options, options = "-s", in_file, out_file, err_file, whole_command;
-    bool lists = true;
+    bool list_out = true, list_err = true;
     int timeout = 0;
     str_log log = {};
 
@@ -39,8 +40,8 @@ struct RemoteCall : testing::Test {
         text_copy(request->szOutFile, out_file);
         text_copy(request->szErrFile, err_file);
         request->iTimeout = timeout;
-        request->LL_Stdout = lists ? ConsLL() : nullptr;
-        request->LL_Stderr = lists ? ConsLL() : nullptr;
+        request->LL_Stdout = list_out ? ConsLL() : nullptr;
+        request->LL_Stderr = list_err ? ConsLL() : nullptr;
         giSingleConnection = 1;
         gRelayPolicy = {0, 1};
         const std::string before = possessions();
@@ -50,8 +51,8 @@ struct RemoteCall : testing::Test {
         EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(limit));
         EXPECT_EQ(possessions(), before) << script;
         told += std::string(" ") + request->szSts + '|' + request->szMsg + '|';
-        return lists ? told + emptied(request->LL_Stdout) + '|' + emptied(request->LL_Stderr)
-                     : told;
+        told += list_out ? emptied(request->LL_Stdout) + '|' : "";
+        return list_err ? told + emptied(request->LL_Stderr) : told;
     }
 };
 
@@ -85,7 +86,7 @@ TEST_F(RemoteCall, GivesLinesResultAndExitCode) {
 }
 
 TEST_F(RemoteCall, WritesFiles) {
-    lists = false;
+    list_out = list_err = false;
     const std::string out = in.path("out"), err = in.path("err"), script = "echo a; echo b >&2";
     const std::string none = in.path("none/x"), refused = "ERROR: CTRLD reply: no";
     using Text = std::optional<std::string>;
@@ -119,10 +120,93 @@ TEST_F(RemoteCall, WritesFiles) {
 }
 
 TEST_F(RemoteCall, TakesTheResultOutOfWhatItWrites) {
-    lists = false;
+    list_out = list_err = false;
     out_file = in.path("out");
     EXPECT_EQ(call("echo '  STATUS=F MSG=g\t'; echo ' xSTATUS=H'; printf x"), "0 F|g|");
     EXPECT_EQ(read_file(out_file), "  STATUS=F MSG=g\t\n xSTATUS=H\nx");
+}
+
+TEST_F(RemoteCall, WritesWhatNoListTakes) {
+    options = "-d";
+    out_file = in.path("out");
+    list_out = false;
+    EXPECT_EQ(call("echo a; echo b >&2; printf c"), "0 ||b;");
+    EXPECT_EQ(read_file(out_file), "a\nc");
+    list_out = true;
+    list_err = false;
+    EXPECT_EQ(call("echo b >&2; printf c >&2"), "0 ||b;c;|");
+    EXPECT_EQ(read_file(out_file), "");
+}
+
+TEST_F(RemoteCall, BearsSilence) {
+    EXPECT_EQ(gRelayPolicy.iIdleLimit, 119);
+    EXPECT_EQ(gRelayPolicy.iIdlePauseMsec, 1000);
+    v_set_log_main("t.tra", "NOSUCH", &log);
+    v_set_log(2, 0, &log);
+    const auto passes = [&](int number) {
+        const std::string trace = read_file(log.szFile).value_or("");
+        size_t count = 0, at = 0;
+        while ((at = trace.find("Cntr [" + std::to_string(number) + ']', at) + 1) != 0) {
+            ++count;
+        }
+        return count;
+    };
+    // No socket: the wait finds it ready, but nothing comes from it.
+    int deaf[2] = {}, ends[2] = {};
+    ASSERT_EQ(pipe(deaf), 0);
+    ASSERT_EQ(write(deaf[1], "x", 1), 1);
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+    const auto request = std::make_unique<RCMD>();
+    gRelayPolicy.iIdlePauseMsec = 1;
+    giSingleConnection = 1;
+    STDOUT_STDERR_transfer(stdout, stderr, request.get(), deaf[0], 0, log);
+    EXPECT_EQ(passes(0) + passes(119), 2U);
+    EXPECT_EQ(passes(120), 0U);
+    EXPECT_EQ(request->iTimeout, 0); // the stream has not ended
+    std::remove(log.szFile);
+    giSingleConnection = 0;
+    std::thread sender([&] {
+        while (passes(3) == 0) {
+            usleep(1000);
+        }
+        EXPECT_EQ(write(ends[1], "\n", 1), 1);
+    });
+    STDOUT_STDERR_transfer(stdout, stderr, request.get(), ends[0], deaf[0], log);
+    sender.join();
+    EXPECT_EQ(passes(3), 2U); // counts anew behind what came
+    for (const int fd : {deaf[0], deaf[1], ends[0], ends[1]}) {
+        close(fd);
+    }
+}
+
+TEST_F(RemoteCall, ForwardsAByteAfterAnInterruptedWait) {
+    struct sigaction handler = {};
+    handler.sa_handler = [](int) {};
+    sigaction(SIGUSR1, &handler, nullptr);
+    int first[2] = {}, second[2] = {};
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, first) +
+                  socketpair(AF_UNIX, SOCK_STREAM, 0, second),
+              0);
+    send_sig = 3;
+    giSingleConnection = 0;
+    char got = 0;
+    std::thread peer([&, relay = pthread_self()] {
+        while (recv(second[1], &got, 1, MSG_DONTWAIT) != 1) {
+            pthread_kill(relay, SIGUSR1);
+            usleep(1000);
+        }
+        close(first[1]);
+        close(second[1]);
+    });
+    const auto request = std::make_unique<RCMD>();
+    STDOUT_STDERR_transfer(stdout, stderr, request.get(), first[0], second[0], log);
+    peer.join();
+    EXPECT_EQ(got, 3);
+    EXPECT_EQ(send_sig, -1);
+    EXPECT_EQ(request->iTimeout, 1);
+    close(first[0]);
+    close(second[0]);
+    signal(SIGUSR1, SIG_DFL);
 }
 
 TEST_F(RemoteCall, TracesWhatItDoes) {
@@ -159,6 +243,7 @@ TEST_F(RemoteCall, FeedsAFile) {
 }
 
 TEST_F(RemoteCall, IsNotHeldByInputThatNobodyReads) {
+    signal(SIGTERM, SIG_IGN); // only a kill ends who sends the input
     in_file = in.path("in");
     write_file(in_file, std::string(9000000, 'x'));
     daemon_options = "-m half -u 7";
@@ -166,6 +251,7 @@ TEST_F(RemoteCall, IsNotHeldByInputThatNobodyReads) {
     daemon_options = "-m half";
     timeout = 1;
     EXPECT_EQ(call(""), "255 |||");
+    signal(SIGTERM, SIG_DFL);
 }
 
 TEST_F(RemoteCall, RefusesACommandThatWouldBeCut) {
@@ -233,6 +319,29 @@ TEST(RemoteLine, IsCutOutOfTheBuffer) {
         EXPECT_EQ(std::string(buffer, static_cast<size_t>(size)), rest);
     }
     EXPECT_EQ(request->szSts + std::string(request->szMsg), "Ab");
+}
+
+TEST(RemoteLine, HoldsAResult) {
+    const std::string s(19, 's'), m(255, 'm');
+    const std::tuple<std::string, std::string, std::string> cases[] = {
+        {"STATUS=" + s, s, "-"},
+        {"STATUS=" + s + "x MSG=" + m, s, m},
+        {"STATUS=A MSG=" + m + "x", "A", m},
+        {"MSG=" + m + "x", "-", m},
+        {"STATUS=A  MSG=b MSG=c", "A ", "b MSG=c"},
+        {"STATUS= MSG=", "", ""},
+        {"STATUS=AMSG=b", "AMSG=b", "-"},
+        {"MSG=", "-", ""},
+        {" MSG=a", "-", "-"},
+        {"STATUS", "-", "-"}};
+    for (const auto &[line, status, message] : cases) {
+        const auto request = std::make_unique<RCMD>();
+        text_copy(request->szSts, "-");
+        text_copy(request->szMsg, "-");
+        vSetMsgAndSts(line.c_str(), request.get());
+        EXPECT_EQ(request->szSts, status) << line;
+        EXPECT_EQ(request->szMsg, message) << line;
+    }
 }
 
 } // namespace

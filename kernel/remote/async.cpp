@@ -13,10 +13,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+s_ASYNC_POLICY gAsyncPolicy = {100};
+
 namespace {
 
-constexpr int kWatchMsec = 100;
-constexpr int kWatchesPerSecond = 1000 / kWatchMsec;
+constexpr int kLooksPerSecond = 10;
 
 [[noreturn]] void run_in_child(RCMD *psctRcmd, str_log strLog) {
     trace_log(&strLog, TRACE_DETAILS, "(child): will call i_RCMD( %s, %s, strLog )",
@@ -53,16 +54,16 @@ void report_child(int iStatus, str_log *strLog) {
 void watch(pid_t child, str_log *strLog) {
     int iStatus = 0;
     pid_t got = 0;
-    int iWatches = 0;
+    int iLooks = 0;
     while ((got = ::waitpid(child, &iStatus, WNOHANG)) == 0 || (got < 0 && errno == EINTR)) {
-        wait_msec(kWatchMsec);
-        if (++iWatches % kWatchesPerSecond == 0) {
+        wait_msec(gAsyncPolicy.iLookMsec);
+        if (++iLooks % kLooksPerSecond == 0) {
             trace_log(strLog, TRACE_DETAILS, "job %d is still executing after %ds",
-                      static_cast<int>(child), iWatches / kWatchesPerSecond);
+                      static_cast<int>(child), iLooks / kLooksPerSecond);
         }
     }
     trace_log(strLog, TRACE_DETAILS, "job %d finished after %ds", static_cast<int>(child),
-              iWatches / kWatchesPerSecond);
+              iLooks / kLooksPerSecond);
     report_child(iStatus, strLog);
 }
 
