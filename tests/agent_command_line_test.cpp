@@ -303,6 +303,14 @@ TEST(CommandLine, TheCallersSignalsAndStreamsDoNotMatter) {
     EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "/ exists");
     EXPECT_EQ(shell("\"$0\" -i 7 -f u -m c -n f -s - <&- >&- 2>&-"), (CallResult{2, "", ""}));
     EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "read from standard input: Bad file descriptor");
+    write_file(in.path("ro/bin/vn_main"), "#!/bin/sh\nkill -9 $$\n"); // nothing to wait for
+    std::string media[2]; // the second time the trace has nowhere to go but into the file
+    for (const char *closed : {"", " 2>&-"}) {
+        in.set_glbv("gv_client_c_0", "0 /dev/nst4 LTO TAPE FILE 4");
+        EXPECT_EQ(shell(std::string("\"$0\" -v -i 7 -f c -d 1") + closed).status, 0);
+        media[*closed == ' '] = read_file(in.path("rw/ini/vns.ini")).value_or("none");
+    }
+    EXPECT_EQ(media[1], media[0]);
     EXPECT_EQ(shell("\"$0\" -h >&-"), (CallResult{1, "", ""}));
 }
 

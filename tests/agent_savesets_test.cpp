@@ -205,4 +205,11 @@ TEST_F(AgentSavesets, ALineOfTheAllowListHolds255Bytes) {
     EXPECT_EQ(run("bob", program), ("2 Command " + program).substr(0, 257));
 }
 
+// A disk of this platform has no label: there is nothing to be set, and that is well.
+TEST(VolumeLabel, IsNothingToSet) {
+    char szMsg[8] = "before";
+    EXPECT_EQ(i_SET_VOLUME_LABEL("/dev/sda1", "label", 'w', szMsg, sizeof szMsg), 1);
+    EXPECT_STREQ(szMsg, "");
+}
+
 } // namespace

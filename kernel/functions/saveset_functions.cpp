@@ -14,7 +14,6 @@
 #include "kernel/unix_hal/kill.h"
 #include "kernel/unix_hal/user_command.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -55,7 +54,6 @@ int copy_saveset(char *cpMsg) {
     }
     trace_log(&strLog, TRACE_EVENTS, "Start saveset copy");
     i_setenv_vorna(gszOpt_s);
-    std::fflush(stdout);
     const int iStatus = std::system(gszOpt_s);
     text_copy(cpMsg, kMessageSize,
               iStatus < 2 ? "Saveset successfully copied" : "Error during saveset copy");
