@@ -9,9 +9,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <functional>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +100,35 @@ TEST(Finish, PausesAfterItsRecord) {
     }
 }
 
+// With all memory taken, what was set aside suffices for the variables.
+TEST(Finish, TellsALackOfMemoryInEveryWay) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's own memory cannot be limited";
+#endif
+    Installation in;
+    EXPECT_EQ(status_of(in.path("err"),
+                        [] {
+                            text_copy(gszId, "7");
+                            gcFunc = 'k';
+                            FINISH_WITHOUT_MEMORY();
+                            rlim_t pages = 0;
+                            std::ifstream("/proc/self/statm") >> pages;
+                            const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+                            const rlimit limit = {bytes, bytes};
+                            setrlimit(RLIMIT_AS, &limit);
+                            for (size_t size = 1 << 20; size >= 16; size /= 2) {
+                                for (void *volatile taken = std::malloc(size); taken != nullptr;) {
+                                    taken = std::malloc(size);
+                                }
+                            }
+                            [[maybe_unused]] void *none = ::operator new(1);
+                        }),
+              2);
+    EXPECT_EQ(read_file(in.path("err")), "ID=7\nSTATUS=ERROR MSG=out of memory\n");
+    EXPECT_EQ(in.get_glbv("gv_client_sts_7"), "2");
+    EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "out of memory");
+}
+
 TEST(Figures, ReachTheCallerOrAreSkipped) {
     Installation in;
     const std::string file = in.path("figures"), told = "ID=7\nfigures %s%n\n";
@@ -114,8 +147,11 @@ TEST(Figures, ReachTheCallerOrAreSkipped) {
         });
     };
     std::vector<std::string> trace = {"<time># +++ WRITE_PERF_FILE    figures %s%n ", ""};
+    const std::string created = in.path("created"), pipe = in.path("pipe"); // nobody reads it
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     write_file(file, std::string(100, 'o')); // what was there is replaced
-    for (const std::string &path : {file, in.path("no/file"), std::string("/dev/full")}) {
+    for (const std::string &path :
+         {file, created, pipe, in.path("no/file"), std::string("/dev/full")}) {
         EXPECT_EQ(deliver(path, false), 1) << path;
         trace[1] = in.normalised("<time># --- WRITE_PERF_FILE " + path + " ");
         EXPECT_EQ(in.trace(), trace);
@@ -124,6 +160,7 @@ TEST(Figures, ReachTheCallerOrAreSkipped) {
     const std::string full = read_file(in.path("err")).value_or("");
     EXPECT_TRUE(full.starts_with("\nFILE_CLOSE error: No space left on device\n")) << full;
     EXPECT_EQ(read_file(file), told);
+    EXPECT_EQ(read_file(created), told);
     EXPECT_EQ(deliver(in.path("none"), true), 1);
     EXPECT_EQ(in.trace().at(1), "<time># --- WRITE_PERF_FILE: to stdout");
     EXPECT_EQ(read_file(in.path("out")), told);
