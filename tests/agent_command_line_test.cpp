@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
@@ -168,6 +169,22 @@ TEST(CommandLine, TheFirstMissingSettingIsReported) {
     expect_end(in, "-i 7 -y", 1, "wrong option ? in command line", PRINTED, fatal);
 }
 
+// A directory is one whole directory, or the call is refused.
+TEST(CommandLine, ADirectoryThatDoesNotFitIsRefused) {
+    for (const std::string key : {"gv_ro_bin", "gv_rw_ini", "gv_rw_vbc_log", "gv_rw_tmp",
+                                  "gv_rw_work", "gv_ro_vns", "gv_ro", "gv_rw"}) {
+        Installation in;
+        const bool only_present = key.size() == 5;
+        for (const size_t size : {511, 512, 5000}) {
+            const std::string path = in.dir + std::string(size - in.dir.size(), '/');
+            in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", key, path);
+            const bool whole = size == 511 || only_present;
+            expect_end(in, "-f e -n / -i 7", whole ? 0 : 2,
+                       whole ? "/ exists" : key + " in INI is too long");
+        }
+    }
+}
+
 TEST(CallTrace, VerboseCallInWhole) {
     Installation in;
     const std::string version = lines_of(call(in, "-h").out).at(0);
@@ -330,7 +347,9 @@ TEST(Record, WaitsForAStandardErrorThatWouldBlock) {
                            {"VORNA_INI=" + in.path("vorna.ini")}, {})
             .status;
     };
+    const auto before = std::chrono::steady_clock::now();
     EXPECT_EQ(call_with_pipe(), 0); // nobody reads
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(2900));
     std::thread reader([&] {
         usleep(200000);
         for (ssize_t got = 0; (got = ::read(ends[0], filling.data(), filling.size())) > 0;) {

@@ -99,30 +99,38 @@ void make_identifier() {
 struct s_PATH_KEY {
     const char *cpKey;
     const char *cpMissing;
-    char *cpBuffer;
+    char *cpBuffer; // null: only the presence counts
     int iSize;
     bool bMediaServerOnly; // other functions do without it
 };
 
+// A path that is cut would name another directory.
+void keep_path(const s_PATH_KEY &key, const char *cpPath) {
+    if (key.cpBuffer != nullptr && !text_copy(key.cpBuffer, key.iSize, cpPath)) {
+        FINISH(2, (std::string(key.cpKey) + " in INI is too long").c_str());
+    }
+}
+
 void read_paths() {
-    char szPresent[256]; // of these keys only the presence counts
+    char szPath[1024]; // longer than any buffer: a cut path shows
     char szMsg[256];
     const s_PATH_KEY keys[] = {
-        {"gv_ro", "missing gv_ro in INI", szPresent, sizeof szPresent, false},
+        {"gv_ro", "missing gv_ro in INI", nullptr, 0, false},
         {"gv_ro_bin", "missing gv_ro_bin in INI", gszRo, sizeof gszRo, false},
         {"gv_ro_vns", "missing gv_ro_vns in INI", gszRoVns, sizeof gszRoVns, true},
-        {"gv_rw", "missing gv_rw in INI", szPresent, sizeof szPresent, false},
+        {"gv_rw", "missing gv_rw in INI", nullptr, 0, false},
         {"gv_rw_ini", "missing gv_rw_ini in INI", gszRwIni, sizeof gszRwIni, false},
         {"gv_rw_vbc_log", "missing gv_rw_vbc in INI", gszRwVbc, sizeof gszRwVbc, false},
         {"gv_rw_tmp", "missing gv_rw_tmp in INI", gszRwTmp, sizeof gszRwTmp, false},
         {"gv_rw_work", "missing gv_rw_work in INI", gszRwWork, sizeof gszRwWork, false},
     };
     for (const s_PATH_KEY &key : keys) {
-        const bool bFound = i_READ_INI("VN_INI", "[Pathes]", key.cpKey, key.cpBuffer, key.iSize,
+        const bool bFound = i_READ_INI("VN_INI", "[Pathes]", key.cpKey, szPath, sizeof szPath,
                                        szMsg, sizeof szMsg) == 1;
         if (!bFound && (!key.bMediaServerOnly || is_media_server_function())) {
             FINISH(1, key.cpMissing);
         }
+        keep_path(key, szPath);
     }
 }
 
