@@ -91,6 +91,8 @@ TEST_F(Store, JoinsTheLinesOfAValueAndMarksACut) {
     const std::string written(600, 'x');
     EXPECT_EQ(call('w', "v", written), written);
     EXPECT_EQ(installation.get_glbv("v"), written);
+    call('w', "v", "short");
+    EXPECT_EQ(installation.get_glbv("v"), "short");
 }
 
 TEST_F(Store, TakesAnEmptyVariableForMissing) {

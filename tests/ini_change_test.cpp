@@ -63,7 +63,7 @@ TEST(IniChange, LeavesAloneWhatItCannotTakeIn) {
     const std::string file = installation.path("x.ini");
     for (const std::string &content :
          {"[A]\nk=1\nneither section nor entry\n"s, "[A\nk=1\n"s, "[A]\nk=1\n=v\n"s,
-          "[A]\nk=1\0\n"s, "[A]\nk=1\n" + std::string(1 << 20, 'x')}) {
+          "[A]\nk=1\n[ ]\n"s, "[A]\nk=1\0\n"s, "[A]\nk=1\n" + std::string(1 << 20, 'x')}) {
         write_file(file, content);
         EXPECT_EQ(i_change_ini(file.c_str(), "A", "k", "2"), 0) << content.substr(0, 80);
         EXPECT_EQ(read_file(file), content);
@@ -85,7 +85,11 @@ TEST(IniChange, RefusesAnEntryThatWouldReadAsSomethingElse) {
          {"#k"s, ";k"s, "[k"s, " #k"s, "k=l"s, ""s, " "s, "k\nl"s, std::string(254, 'n')}) {
         EXPECT_EQ(i_change_ini(file.c_str(), "A", key.c_str(), "2"), 0) << key;
     }
-    EXPECT_EQ(i_change_ini(file.c_str(), "A", "k", "2\n[B]"), 0);
+    for (const char *end : {"\n", "\r"}) {
+        EXPECT_EQ(i_change_ini(file.c_str(), "A", "k", (std::string("2") + end + "[B]").c_str()),
+                  0);
+        EXPECT_EQ(i_change_ini(file.c_str(), (std::string("A") + end).c_str(), "k", "2"), 0);
+    }
     EXPECT_EQ(read_file(file), content);
 }
 
@@ -183,6 +187,9 @@ TEST(IniChange, KeepsTheFilesOwnerModeAndLinks) {
     stat(file.c_str(), &before);
     EXPECT_EQ(i_change_ini(link.c_str(), "A", "k", "2"), 1);
     EXPECT_EQ(read_file(file), "\n[A]\nk=2\n\n");
+    struct sigaction signal = {}; // a limit on files ends a process as before
+    EXPECT_EQ(sigaction(SIGXFSZ, nullptr, &signal), 0);
+    EXPECT_EQ(signal.sa_handler, SIG_DFL);
     EXPECT_EQ(lstat(file.c_str(), &after), 0);
     EXPECT_EQ(after.st_ino, before.st_ino);
     EXPECT_EQ(after.st_mode, before.st_mode);

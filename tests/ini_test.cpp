@@ -90,6 +90,15 @@ TEST_F(Ini, ValueOfAKeyInASection) {
         EXPECT_EQ(read(i_GetPrivateProfileString, file.c_str(), "[A]", "k"), c.outcome)
             << c.content.substr(0, 80);
     }
+    // Up to sixteen references are followed from one to the next.
+    std::string chain = "[A]\n";
+    for (int i = 0; i < 17; i++) {
+        chain += "a" + std::to_string(i) + "=%(a" + std::to_string(i + 1) + ")\n";
+    }
+    write_file(file, chain + "a17=end\n");
+    EXPECT_EQ(read(i_GetPrivateProfileString, file.c_str(), "[A]", "a1"), "=end");
+    EXPECT_EQ(read(i_GetPrivateProfileString, file.c_str(), "[A]", "a0"),
+              kReader + "KEY NOT FOUND: a17");
     write_file(file, "x=0\n[B]\nx=1\n[C]\nK=2\nk=3\n");
     for (const char *section : {"", static_cast<const char *>(nullptr)}) {
         EXPECT_EQ(read(i_GetPrivateProfileString, file.c_str(), section, "k"), "=2");
@@ -188,9 +197,10 @@ TEST_F(Ini, WithoutIdentifierTheMainFileIsRead) {
 }
 
 TEST_F(Ini, ListHoldsAllLinesOfAKey) {
-    const std::string large(600, 'r'), drives = "|a| b|" + large.substr(0, 511) + "/c";
+    const std::string large(600, 'r'), drives = "|a| b|-|" + large.substr(0, 511) + "/c";
     write_file(file, "drive9=no\n[S]\ndrive1=a\nDrive12= b \ndrive=x\ndrive01=no\ndrivex=no\n"
-                     "drive2147483648=no\ndrive 3=no\n#drive4=no\ndrive3=%(r)/c\ndrive=y\nr=" +
+                     "drive2147483648=no\ndrive-0=no\ndrive-7=-\ndrive "
+                     "3=no\n#drive4=no\ndrive3=%(r)/c\ndrive=y\nr=" +
                          large +
                          "\n[T]\ndrive5=no\nmy_d1=a\nMY_D2=%s%n\nb1=1\nb2=%(none)\nb3=3\nc1=%(c1)");
     const struct {
@@ -210,7 +220,7 @@ TEST_F(Ini, ListHoldsAllLinesOfAKey) {
         EXPECT_EQ(read_list(i_GetPrivateProfileList, file.c_str(), c.section, c.key), c.outcome);
     }
 
-    EXPECT_EQ(read_list(i_READ_INI_LIST, file.c_str(), "[S]", "drive"), "3" + drives);
+    EXPECT_EQ(read_list(i_READ_INI_LIST, file.c_str(), "[S]", "drive"), "4" + drives);
     EXPECT_EQ(read_list(i_READ_INI_LIST, file.c_str(), "[T]", "my_d#"), "2|d1:a|D2:%s%n");
     EXPECT_EQ(read_list(i_READ_INI_LIST, nullptr, "[SETUP]", "none"),
               "!i_READ_INI_LIST: No values for [none#] found in VN_INI");

@@ -85,6 +85,12 @@ TEST(References, ExpansionThatDoesNotFitIsTold) {
     in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "var", "/unseen/");
     in.set_glbv("var", "/v/");
     in.set_glbv("full", std::string(511, 'f'));
+    for (const std::string link : {"12", "23", "34", "4"}) { // values of 3,990 and of 4,990
+        in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "k" + link.substr(0, 1),
+                   std::string(link == "4" ? 990 : 1000, 'k') +
+                       (link == "4" ? "" : "%(k" + link.substr(1) + ")"));
+    }
+    in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", "k0", std::string(1000, 'k') + "%(k1)");
     in.set_glbv("cut", std::string(512, 'c'));
     const std::string rest(600, 'r');
     const struct {
@@ -101,10 +107,12 @@ TEST(References, ExpansionThatDoesNotFitIsTold) {
                  {"short:x", 64, REFERENCE_VARIABLE, true, "short:x"},
                  {"full:", 512, REFERENCE_ANY, true, std::string(511, 'f')},
                  {"cut:", 1024, REFERENCE_ANY, false, std::string(510, 'c') + '>'},
+                 {"k1", 5000, REFERENCE_PATHES, true, std::string(3990, 'k')},
+                 {"k0", 5000, REFERENCE_PATHES, false, std::string(4095, 'k')},
                  {"none:1", 7, REFERENCE_ANY, true, "none:1"},
                  {"none:1", 6, REFERENCE_ANY, false, "none:"}};
     for (const auto &c : cases) {
-        char name[1024];
+        char name[5000];
         EXPECT_EQ(resolve_whole(c.name.c_str(), name, c.size, c.store), c.fits) << c.name;
         EXPECT_EQ(name, c.text);
         text_copy(name, c.name);

@@ -136,9 +136,15 @@ TEST(Trace, LongLinesAndMissingFiles) {
     trace("%l1 %s", text.c_str());
     trace_at(TRACE_EVENTS, "%s", text.c_str());
     trace_at(TRACE_DETAILS, "not at this level");
+    trace("not at this level");
+    trace("%l9 nor this");
+    log.iFlg = 9;
+    v_SET_LOCAL_LOG(log);
+    trace("%l9 but now");
+    trace("%ld is no level", 2L);
     const std::string mark = "<time>#   ", cut = mark + text.substr(0, 4095);
-    EXPECT_EQ(in.trace(),
-              (Lines{mark + format + "77", mark + format + "f", mark + text, cut, cut}));
+    EXPECT_EQ(in.trace(), (Lines{mark + format + "77", mark + format + "f", mark + text, cut, cut,
+                                 mark + "but now", mark + "2 is no level"}));
     v_SET_LOCAL_LOG({});
 }
 
@@ -286,6 +292,9 @@ TEST(Trace, MissingDirectoriesAndTheLanguage) {
         log_check("Y");
         EXPECT_EQ(in.protocol().back(), events[1].substr(0, events[1].size() - rest.size()) + text);
     }
+    in.remove_ini(ini, "SETUP", "lang");
+    v_set_log_main("x", "Y", &log);
+    EXPECT_EQ(eLang, LANG_EN);
     testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::string(log.szFile) + log.szIns, "kept  ");
     eLang = LANG_EN;
