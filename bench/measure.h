@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <sys/resource.h>
@@ -81,6 +82,19 @@ int exit_status(Measurement measurement) {
 inline double median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
+}
+
+// Writes a file of numbered lines, each of `length` characters and a line feed.
+inline void make_lines(const std::string &file, long count, std::size_t length) {
+    std::ofstream stream(file);
+    std::string line(length, 'x');
+    for (long i = 0; i < count; ++i) {
+        const std::string number = std::to_string(i);
+        stream << line.replace(0, number.size(), number) << '\n';
+    }
+    if (!stream.flush()) {
+        throw std::runtime_error(file + ": cannot be written");
+    }
 }
 
 // A directory with an installation of the agent in it, which VORNA_INI names; removed at the end.

@@ -13,18 +13,6 @@ constexpr int kPairs = 11;
 constexpr int kLineLength = 80; // and a line feed
 constexpr long kLines = 100'000'000 / (kLineLength + 1);
 
-void make_lines(const std::string &file) {
-    std::ofstream stream(file);
-    std::string line(kLineLength, 'x');
-    for (long i = 0; i < kLines; ++i) {
-        const std::string number = std::to_string(i);
-        stream << line.replace(0, number.size(), number) << '\n';
-    }
-    if (!stream.flush()) {
-        throw std::runtime_error(file + ": cannot be written");
-    }
-}
-
 // Reads the producer's lines. Returns seconds; throws when one is missing or cut.
 double read_lines(const std::string &producer) {
     char szMsg[256];
@@ -49,7 +37,7 @@ double read_lines(const std::string &producer) {
 void compare() {
     const measure::Workplace workplace;
     const std::string producer = "cat " + workplace.path("lines");
-    make_lines(workplace.path("lines"));
+    measure::make_lines(workplace.path("lines"), kLines, kLineLength);
     read_lines(producer); // warms the caches
     std::vector<double> ours;
     std::vector<double> theirs;

@@ -29,16 +29,6 @@ void require(bool bHolds, const char *what) {
     }
 }
 
-void make_lines(const std::string &file) {
-    std::ofstream stream(file);
-    std::string line(kLineLength, 'x');
-    for (long i = 0; i < kLines; ++i) {
-        const std::string number = std::to_string(i);
-        stream << line.replace(0, number.size(), number) << '\n';
-    }
-    require(bool(stream.flush()), "no space for the lines");
-}
-
 void require_size(const std::string &file, long lBytes) {
     struct stat status = {};
     require(stat(file.c_str(), &status) == 0 && status.st_size == lBytes, "bytes were lost");
@@ -225,7 +215,7 @@ void compare() {
     const measure::Workplace workplace;
     const std::string lines = workplace.path("lines");
     const std::string file = workplace.path("copy");
-    make_lines(lines);
+    measure::make_lines(lines, kLines, kLineLength);
     const Daemon daemon;
     over_socket(lines, file); // warms the caches
     std::vector<double> files;

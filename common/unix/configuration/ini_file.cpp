@@ -3,6 +3,9 @@
 // full disk is met before the old text is touched.
 #include "common/unix/configuration/ini_file.h"
 
+#include "common/unix/files/append.h"
+#include "common/unix/files/regular_file.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
@@ -10,7 +13,6 @@
 #include <ctime>
 #include <string_view>
 #include <sys/file.h>
-#include <sys/stat.h>
 
 s_INI_LOCK_POLICY gIniLockPolicy = {1000, 10000};
 
@@ -26,22 +28,6 @@ bool lock_within(int fd, int iOperation, int iMsec) {
             return false;
         }
         ::nanosleep(&kMillisecond, nullptr);
-    }
-    return true;
-}
-
-bool write_at(int fd, std::string_view text, std::size_t iOffset) {
-    while (!text.empty()) {
-        const ssize_t written = ::pwrite(fd, text.data(), text.size(), static_cast<off_t>(iOffset));
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            errno = written == 0 ? EIO : errno;
-            return false;
-        }
-        text.remove_prefix(static_cast<std::size_t>(written));
-        iOffset += static_cast<std::size_t>(written);
     }
     return true;
 }
@@ -78,16 +64,9 @@ void lock_ini_for_reading(int fd) {
 }
 
 unique_fd open_ini_for_change(const char *cpFile) {
-    unique_fd file(::open(cpFile, O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status = {};
-    if (!file || ::fstat(file.get(), &status) != 0) {
-        return unique_fd();
-    }
-    if (!S_ISREG(status.st_mode)) {
-        errno = EINVAL;
-        return unique_fd();
-    }
-    if (!lock_within(file.get(), LOCK_EX, gIniLockPolicy.iChangeMsec) && errno == EWOULDBLOCK) {
+    unique_fd file = open_regular_for_change(cpFile);
+    if (file && !lock_within(file.get(), LOCK_EX, gIniLockPolicy.iChangeMsec) &&
+        errno == EWOULDBLOCK) {
         return unique_fd();
     }
     return file;
@@ -96,13 +75,13 @@ unique_fd open_ini_for_change(const char *cpFile) {
 int rewrite_ini(int fd, const std::string &before, const std::string &after) {
     const file_size_signal ignored;
     const std::size_t room = std::max(before.size(), after.size());
-    if (!write_at(fd, std::string(room - before.size(), '\n'), before.size())) {
+    if (!write_all_at(fd, std::string(room - before.size(), '\n'), before.size())) {
         return cut_to(fd, before.size(), errno);
     }
     // One write of all: until the cut, what the old text was longer is blank lines.
-    if (!write_at(fd, after + std::string(room - after.size(), '\n'), 0)) {
+    if (!write_all_at(fd, after + std::string(room - after.size(), '\n'), 0)) {
         const int iErrno = errno;
-        write_at(fd, before, 0);
+        write_all_at(fd, before, 0);
         return cut_to(fd, before.size(), iErrno);
     }
     return cut_to(fd, after.size(), 0);

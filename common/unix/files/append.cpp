@@ -9,9 +9,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-bool write_all(int fd, std::string_view data) {
+namespace {
+
+// Writes all of the data with `put`, which writes what it can of a text. False with errno.
+template <typename Put>
+bool write_with(std::string_view data, Put put) {
     while (!data.empty()) {
-        const ssize_t written = ::write(fd, data.data(), data.size());
+        const ssize_t written = put(data);
         if (written < 0 && errno == EINTR) {
             continue;
         }
@@ -22,6 +26,20 @@ bool write_all(int fd, std::string_view data) {
         data.remove_prefix(static_cast<std::size_t>(written));
     }
     return true;
+}
+
+} // namespace
+
+bool write_all(int fd, std::string_view data) {
+    return write_with(
+        data, [fd](std::string_view rest) { return ::write(fd, rest.data(), rest.size()); });
+}
+
+bool write_all_at(int fd, std::string_view data, std::size_t offset) {
+    const std::size_t end = offset + data.size();
+    return write_with(data, [fd, end](std::string_view rest) {
+        return ::pwrite(fd, rest.data(), rest.size(), static_cast<off_t>(end - rest.size()));
+    });
 }
 
 int open_for_append(const char *path) {

@@ -5,33 +5,43 @@
 #include <cstring>
 #include <sys/stat.h>
 
-unique_fd open_regular(const char *cpFile, long long *plSize) {
-    // O_NONBLOCK: a FIFO is looked at and left, not waited for.
-    unique_fd file(::open(cpFile, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat status = {};
-    if (!file || ::fstat(file.get(), &status) != 0) {
+namespace {
+
+// O_NONBLOCK: a FIFO is looked at and left, not waited for.
+constexpr int kGuards = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+// Opens the file. Owns nothing, with errno, when that fails or the file is no regular one.
+unique_fd open_checked(const char *cpFile, int iFlags, struct stat *status) {
+    unique_fd file(::open(cpFile, iFlags | kGuards, 0666));
+    if (!file || ::fstat(file.get(), status) != 0) {
         return unique_fd();
     }
-    if (!S_ISREG(status.st_mode)) {
+    if (!S_ISREG(status->st_mode)) {
         errno = EINVAL;
         return unique_fd();
     }
-    if (plSize != nullptr) {
+    return file;
+}
+
+} // namespace
+
+unique_fd open_regular(const char *cpFile, long long *plSize) {
+    struct stat status = {};
+    unique_fd file = open_checked(cpFile, O_RDONLY, &status);
+    if (file && plSize != nullptr) {
         *plSize = static_cast<long long>(status.st_size);
     }
     return file;
 }
 
-unique_fd create_regular(const char *cpFile) {
-    unique_fd file(::open(
-        cpFile, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
-        0666));
+unique_fd open_regular_for_change(const char *cpFile) {
     struct stat status = {};
-    if (file && ::fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) {
-        return file;
-    }
-    errno = file ? EINVAL : errno;
-    return unique_fd();
+    return open_checked(cpFile, O_RDWR, &status);
+}
+
+unique_fd create_regular(const char *cpFile) {
+    struct stat status = {};
+    return open_checked(cpFile, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, &status);
 }
 
 unique_file open_regular_stream(const char *cpFile, long long *plSize) {

@@ -10,6 +10,9 @@
 // with errno (EINVAL for anything but a regular file), when that fails.
 unique_fd open_regular(const char *cpFile, long long *plSize = nullptr);
 
+// The same for reading and writing.
+unique_fd open_regular_for_change(const char *cpFile);
+
 // The same as a stream; null with errno when that fails.
 unique_file open_regular_stream(const char *cpFile, long long *plSize = nullptr);
 

@@ -135,7 +135,11 @@ __attribute__((format(printf, 2, 0))) void write_trace(str_log *strLog, const ch
 }
 
 // Writes a line that the first trace record lets through, cut to its buffer.
-__attribute__((format(printf, 1, 0))) void write_local(const char *cpFormat, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void write_local(int iLevel, const char *cpFormat,
+                                                       va_list arguments) {
+    if (strLocalLog.iFlg < iLevel) {
+        return;
+    }
     char szText[kLocalTextSize];
     text_vprint(szText, sizeof szText, cpFormat, arguments);
     trace_log(&strLocalLog, TRACE_ALWAYS, "%s", szText);
@@ -178,22 +182,16 @@ void trace(const char *cpFormat, ...) {
         iLevel = cpFormat[2] - '0';
         cpFormat += 4;
     }
-    if (strLocalLog.iFlg < iLevel) {
-        return;
-    }
     va_list arguments;
     va_start(arguments, cpFormat);
-    write_local(cpFormat, arguments);
+    write_local(iLevel, cpFormat, arguments);
     va_end(arguments);
 }
 #pragma GCC diagnostic pop
 
 void trace_at(int iLevel, const char *cpFormat, ...) {
-    if (strLocalLog.iFlg < iLevel) {
-        return;
-    }
     va_list arguments;
     va_start(arguments, cpFormat);
-    write_local(cpFormat, arguments);
+    write_local(iLevel, cpFormat, arguments);
     va_end(arguments);
 }
