@@ -290,7 +290,7 @@ TEST_F(AgentDevices, ConfigureFailsHalfway) {
         const pid_t child = fork();
         if (child == 0) {
             break_call(number);
-            expect("c -d 3 2>&1 | tail -n2 >&2; exit 1", 1, message);
+            expect("c -d 3 2>e; s=$?; tail -n2 e >&2; exit $s", 1, message);
             _exit(HasFailure() ? 1 : 0);
         }
         int status = -1;
@@ -298,6 +298,8 @@ TEST_F(AgentDevices, ConfigureFailsHalfway) {
         EXPECT_EQ(status, 0);
         EXPECT_EQ(read_file(ini), vns("", false));
         EXPECT_EQ(fs::exists(in.path("rw/ini/disk3")), number == __NR_fsync);
+        const std::string error = read_file(in.path("rw/work") + "/e").value_or("");
+        EXPECT_EQ(error.find("FILE_CLOSE error: " + eio) != error.npos, number == __NR_fsync);
     }
     fs::remove(in.path("rw/ini/disk7"));
     fs::create_directories(in.path("rw/ini/disk7/x"));

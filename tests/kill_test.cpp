@@ -82,11 +82,14 @@ TEST_F(Kill, KeywordsAreTexts) {
 }
 
 TEST_F(Kill, ByForceAndWithTheHelpers) {
-    Process gentle("vbc s " + own), vbc("vbc_mysql s " + own, true), helper("vn_x " + own, true),
-        agent("vn_client s " + own), breaker("vn_break_backup " + own), other("vn_x s S");
-    EXPECT_EQ(stop(own, {2, 50}), "1 the vbc processes were killed in the hard way (kill -9)");
-    EXPECT_TRUE(gentle.end() == SIGINT && vbc.end() == SIGKILL && helper.end() == SIGKILL);
-    EXPECT_TRUE(agent.end() == SIGTERM && breaker.end() == SIGTERM && other.end() == SIGTERM);
+    for (const std::string &word : {own, "-v" + own}) {
+        Process gentle("vbc s " + word), vbc("vbc_mysql s " + word, true),
+            helper("vn_x " + word, true), agent("vn_client s " + word),
+            breaker("vn_break_backup " + word), other("vn_x s S");
+        EXPECT_EQ(stop(word, {2, 50}), "1 the vbc processes were killed in the hard way (kill -9)");
+        EXPECT_TRUE(gentle.end() == SIGINT && vbc.end() == SIGKILL && helper.end() == SIGKILL);
+        EXPECT_TRUE(agent.end() == SIGTERM && breaker.end() == SIGTERM && other.end() == SIGTERM);
+    }
 }
 
 TEST_F(Kill, ListOfProcesses) {
@@ -97,13 +100,13 @@ TEST_F(Kill, ListOfProcesses) {
     fs::create_symlink(in.path("precious"), list);
     EXPECT_EQ(processes("printf '%s\\n'" + ids + "x " + id, KILL_COUNT_ONLY), "1 1");
     EXPECT_EQ(read_file(in.path("precious")), "1");
-    EXPECT_EQ(processes("printf 'PID\\n\\n%s' " + id, -SIGHUP), "1 1");
+    EXPECT_EQ(processes("printf 'PID\\n\\n %s \\n' " + id, -SIGHUP), "1 1");
     EXPECT_EQ(vbc.end(), SIGHUP);
     EXPECT_EQ(fs::status(list).permissions(), fs::perms(0600));
     EXPECT_EQ(processes("echo " + me, -SIGKILL), "1 0");
     EXPECT_EQ(processes("exit 1", KILL_COUNT_ONLY), "1 0");
     EXPECT_EQ(processes("echo " + me + "; exit 2", KILL_COUNT_ONLY), "0 0");
-    fs::remove(list);
+    EXPECT_FALSE(fs::exists(list));
     in.remove_ini(in.path("rw/ini/vn.ini"), "Pathes", "gv_rw_tmp");
     EXPECT_EQ(stop(own), "0 FAILURE in i_KILL_PROCESSES");
 }
@@ -168,6 +171,8 @@ TEST_F(Kill, IsTracedWhole) {
     catalogue("PS_CMD", "BLANK");
     change_catalogue("delete from syntaxes where command='PS_PID'");
     stop_traced("without column", "");
+    change_catalogue("drop table syntaxes");
+    stop_traced("without table", "");
     expect_file("service_kill.txt", all);
 }
 
@@ -215,6 +220,9 @@ TEST_F(Kill, Survivors) {
         EXPECT_EQ(in.error_protocol().back(),
                   "<time> E010-BASICS [<pid>]: KILL_VBC " + own + ": " + event);
     }
+    const auto before = std::chrono::steady_clock::now();
+    stop(own, {1, 600, 1, 600});
+    EXPECT_GE(std::chrono::steady_clock::now() - before, std::chrono::milliseconds(1200));
     // A pass loses its shell: the count behind the interrupt, the forced ones, the last counts.
     for (const char *pass : {"2", "3", "4", "5", "6"}) {
         fs::remove(script + "n");
