@@ -116,7 +116,7 @@ TEST_F(AgentDevices, Figures) {
     const std::string a = "2 1 STATUS: VNS_WRT THROUGHPUT: 12.5 GB/h INFO: 1:2 READY",
                       b = "0 0 STATUS: IDLE THROUGHPUT: 0.0 GB/h INFO: - READY";
     shell("vn_perf 3 VNS_WRT 12.5 2 1 99 1:2");
-    for (const std::string arguments : {"d:3", "d -s 3 -t 3", "d -s 3 -t abc", "d -s 3 -t 2:0"}) {
+    for (const std::string arguments : {"d:3", "d -s 3 -t 30", "d -s 3 -t abc", "d -s 3 -t 2:0"}) {
         expect("p -d " + arguments, 0, a, "ID=7\n" + a + "\n");
     }
     for (const std::string timer : {"-1:5", "0:3", "-4294967295:1"}) {

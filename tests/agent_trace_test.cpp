@@ -126,7 +126,7 @@ TEST_F(AgentTrace, p_Performance) {
                  {"-f", "p", "-d", "d"},
                  {"-f", "p", "-d", "d", "-s", "3", "-t", "0:1"}});
     in.set_glbv("gv_vns_eom_d", "NEXT");
-    expect("p_eom", {{"-f", "p", "-d", "d", "-s", "3", "-t", "2:0"}});
+    expect("p_eom", {{"-f", "p", "-d", "d", "-s", "3", "-t", "9:0"}});
 }
 
 TEST_F(AgentTrace, r_EventLog) {
