@@ -210,8 +210,9 @@ TEST_F(Devices, MountIsTracedWhole) {
             all += line + "\n";
         }
     }
-    for (size_t at = 0; (at = all.find("\\.", at)) != all.npos;) // of the directory, in a search
+    for (size_t at = 0; (at = all.find("\\.", at)) != all.npos;) { // of the directory, in a search
         all.erase(at, 1);
+    }
     expect_file("service_mount.txt", shown(in, all));
     EXPECT_EQ(disk_mount_point(longest), work + "diskmnt/" + longest);
     EXPECT_EQ(check_mount(longest + "d", "x"), "-1  " + longest + "d");

@@ -8,7 +8,6 @@
 #include "common/unix/trace/trace.h"
 #include "kernel/request/options.h"
 
-#include <cerrno>
 #include <cstring>
 #include <string>
 
@@ -33,10 +32,8 @@ int CREATE_DISK_DEVICE_FILE(const char *name, const char *content, const char *d
         return 1;
     }
     if (!write_file(path, std::string(content) + '\n' + second + '\n')) {
-        const int iErrno = errno;
         trace_log(&strLog, TRACE_EVENTS, "--- CREATE_DISK_DEVICE_FILE failed opening %s  to write",
                   path.c_str());
-        errno = iErrno;
         return 0;
     }
     trace_log(&strLog, TRACE_EVENTS, "--- CREATE_DISK_DEVICE_FILE created %s ", path.c_str());
