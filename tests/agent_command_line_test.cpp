@@ -190,7 +190,7 @@ TEST(CallTrace, VerboseCallInWhole) {
     const std::string version = lines_of(call(in, "-h").out).at(0);
     const CallResult result =
         call(in, "-f k -i no -c no -C no -m no -s no -d no -b no -t no -n no " // the last counts
-                 "-v -i 7 -c node -C srv -l x -p lp -m abc -s s -d d -b b -t t "
+                 "-v -i 7 -c n -C s -l x -p lp -m abc -s s -d d -b b -t t "
                  "-f G -n %s%n rest of");
     std::vector<std::string> lines = {
         "<time># ",
@@ -200,7 +200,7 @@ TEST(CallTrace, VerboseCallInWhole) {
         "<time># First argument non pos argument: rest",
         "<time># Got VTPD_PORT 11001 from vtpd.ini section [VTPD_Server]",
         "<time># <dir>/ro/bin/  <dir>/rw/ini/  <dir>/rw/tmp/  vn_client_.lgc",
-        "<time># ID=7 Function=G   RemoteFlag=0  ClientHost=node   CtrlHost=srv",
+        "<time># ID=7 Function=G   RemoteFlag=0  ClientHost=n   CtrlHost=s",
         "<time># Options: m=ab s=s l=lp d=d b=b t=t ",
         "<time># --- ARGUMENTS",
         "<time># chdir to <dir>/rw/work/ ",
@@ -232,6 +232,8 @@ TEST(CallTrace, SwitchedByFunctionLetter) {
 TEST(CommandLine, TheServerLocalIsThisHost) {
     Installation in;
     write_file(in.path("ro/bin/vbc"), "#!/bin/sh\necho \"$*\"\n");
+    EXPECT_NE(call(in, "-v -i 7 -c LOCAL -C LOCAL -f r").err.find("ClientHost=   CtrlHost=\n"),
+              std::string::npos);
     EXPECT_EQ(call(in, "-r -i 7 -f f -C LOCAL -m p -s . -n x"),
               (CallResult{0, "-p -S localhost:11001 x x\n", record("7", 0, "x")}));
 }
