@@ -7,6 +7,7 @@
 
 #include <csignal>
 #include <fstream>
+#include <map>
 #include <new>
 #include <set>
 #include <sys/resource.h>
@@ -307,7 +308,8 @@ TEST_F(Catalogue, IsTracedWhole) {
         {1, "", "select a from t where b=2", "SQL-1>\\nError while prepar\\nx\\nMessage: " + m300},
         {1, "", "select a from t where b=3", rows + "a\\nx, NativeError = 7\\nMessage: z\\n"},
         {1, "", "select a from t where b=4", rows + columns + "\\n"},
-        {1, "", "select a from t where b=5", rows + "a\\n'; exec tr '\\0' x </dev/zero; : '"},
+        {2, "", "select a from t where b=5",
+         rows + "a\\n'; head -c 1048577 /dev/zero | tr '\\0' x; printf '"},
         {4, "", "select a", "SQL-1>\\n"},
         {1, "", "select a from", "SQL-1>\\n"},
         {2, "export", "select a from t;", list},
@@ -322,9 +324,13 @@ TEST_F(Catalogue, IsTracedWhole) {
         {1, "no list", "delete from t", rows + "Rows affected = 1\\n"},
         {1, "", "NAME", ""},
         {1, "", "update t set a='x where b=1", ""}};
-    for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
-        std::string all;
-        for (const Case &c : cases) {
+    std::map<LANGUAGES, std::string> all;
+    for (const Case &c : cases) {
+        bool tells = true; // the other languages only differ in events
+        for (const LANGUAGES language : {LANG_EN, LANG_DE, LANG_BY}) {
+            if (!tells) {
+                break;
+            }
             use_tool("cat " + lock + " >" + in.path("holder") + "; printf '" + c.printed + "'");
             const auto use = [&](const str_log &log) {
                 eLang = language;
@@ -345,12 +351,15 @@ TEST_F(Catalogue, IsTracedWhole) {
             const bool english = language == LANG_EN;
             const std::string told =
                 service(in, c.flag + " " + c.statement, english ? c.level : 0, use);
-            all += english || told.find("-DATABAS") != told.npos ? told : "";
-            all += english ? read_file(in.path("rw/work") + "/t.exp").value_or("") : "";
+            all[language] += told;
+            all[language] += english ? read_file(in.path("rw/work") + "/t.exp").value_or("") : "";
+            tells = told.find("-DATABAS") != told.npos;
             std::filesystem::remove(in.path("rw/work") + "/t.exp");
             std::filesystem::remove(in.path("holder"));
         }
-        expect_file("database_" + std::to_string(language) + ".txt", all);
+    }
+    for (const auto &[language, text] : all) {
+        expect_file("database_" + std::to_string(language) + ".txt", text);
     }
 }
 
@@ -416,8 +425,8 @@ TEST_F(Catalogue, ListAnswersForItsRecords) {
             for (const int row : {0, 1, 2, 3, 4}) {
                 get(&rl, row, "a", a);
             }
-            get(&rl, 1, "nosuch", a);
-            get(&rl, 1, "a", nullptr);
+            get(&rl, 2, "nosuch", a); // b is not looked for
+            get(&rl, 2, "a", nullptr);
             std::free(rl.pstrLastRec->cpData);
             rl.pstrLastRec->cpData = nullptr;
             get(&rl, 3, "a", a);
@@ -528,6 +537,7 @@ TEST(Statement, IsNormalised) {
         {"x in ('A','','''','\\','\"')", "x in ('A','','''','\\','\"')"},
         {"select'A'from t where a like'%''B'", "select'A'from t where a like'%''B'"},
         {"set a='b' \" where c=1", "set a='b'  where c=1"},
+        {"set \"A\"='b' \" where c=1", "set \"A\"='b'  where c=1"},
         {"set a='O'Brien', c='Jos'\u00e9' where d='e'",
          "set a='O''Brien', c='Jos''\u00e9' where d='e'"},
         {"set a='Peter 's' where d=X'4C'", "set a='Peter ''s' where d=x'4C'"},

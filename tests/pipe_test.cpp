@@ -202,7 +202,8 @@ TEST(Pipe, IsTracedWhole) {
             std::memcpy(text, "old", 4);
             const int result = iPIPE_OPEN_STDIN("exit 5", *name == 'r' ? name : "rw", name, text,
                                                 sizeof text, &pipe);
-            std::printf("%s: %d [%s] %d %d\n", name, result, text, pipe.iChildPid > 0, pipe.ifdOut);
+            std::printf("%s: %d [%s] %d %d\n", name, result, text, pipe.iChildPid > 0,
+                        pipe.ifdOut > 2);
             if (result == 0) {
                 show();
             }
@@ -276,15 +277,21 @@ TEST(Pipe, TracesOneReturnIn3000) {
         while (!is_traced()) { // others may have counted
             first++;
         }
-        int quiet = 0;
-        while (!is_traced()) {
-            quiet++;
+        str_log quiet = log;
+        quiet.iFlg = 0;
+        v_SET_LOCAL_LOG(quiet);
+        for (int i = 0; i < 2998; i++) {
+            std::string line;
+            read_one(false, &pipe, 79, &line);
         }
-        std::printf("%d %d\n", first < 3000, quiet);
+        v_SET_LOCAL_LOG(log);
+        std::printf("%d ", first < 3000);
+        std::printf("%d ", is_traced());
+        std::printf("%d\n", is_traced());
         kill(pipe.iChildPid, SIGKILL);
     };
     const std::string told = vn_test::service(in, "reads", 2, use);
-    EXPECT_NE(told.find("\n1 2999\n"), std::string::npos) << told;
+    EXPECT_NE(told.find("\n1 0 1\n"), std::string::npos) << told;
 }
 
 } // namespace
