@@ -285,6 +285,9 @@ TEST_F(RemoteTrace, DaemonsThatFail) {
     call("-s", "a", {{"send() cmd", 'x'}});
     files("", "out", "");
     call("-s", "a", {{"send() cmd", 'r'}});
+    gCtrlPolicy.iAccept = 1;
+    request->iTimeout = 1;
+    call("-s -d", "a", {{"send() cmd", '1', kAccepted}}); // does not connect back
     const Listener used(0);
     const std::string port = std::to_string(used.port());
     files("", "nosuch/out", "");
@@ -382,6 +385,10 @@ TEST_F(RemoteTrace, Search) {
         const int result = i_RCMD_SEARCH("LOCAL", "echo ab; echo MSG=m", search, message, log);
         leave(pattern, std::to_string(result) + " [" + search + "] [" + message + ']');
     }
+    char search[512] = "a", message[256] = "";
+    const std::string name(160, 'x');
+    const int result = i_RCMD_SEARCH(name.c_str(), "a", search, message, log);
+    leave("a client's name of 160 letters", std::to_string(result) + " [" + message + ']');
     expect("search");
 }
 
