@@ -69,7 +69,8 @@ TEST(References, PathIsNoReference) {
     in.set_ini(in.path("rw/ini/vn.ini"), "Pathes", path, "/elsewhere");
     write_file(file, "");
     in.set_glbv(variable, file);
-    for (int (*resolve)(char *, int) : {resolve_glbv, resolve_path, resolve_reference}) {
+    using t_RESOLVER = int (*)(char *, int);
+    for (const t_RESOLVER resolve : {resolve_glbv, resolve_path, resolve_reference}) {
         char name[256];
         text_copy(name, path);
         resolve(name, sizeof name);

@@ -22,8 +22,9 @@ struct RemoteCall : testing::Test {
 
     static std::string emptied(t_LL list) {
         std::string lines;
-        for (void *line = FirstElmLL(list); IsElmLL(line) != 0; line = NextElmLL(line))
+        for (void *line = FirstElmLL(list); IsElmLL(line) != 0; line = NextElmLL(line)) {
             lines += static_cast<const char *>(line) + std::string(";");
+        }
         DestLL(list);
         return lines;
     }
@@ -58,8 +59,9 @@ struct RemoteCall : testing::Test {
 
 TEST_F(RemoteCall, GivesLinesResultAndExitCode) {
     std::string count;
-    for (int i = 1; i <= 20000; i++)
+    for (int i = 1; i <= 20000; i++) {
         count += std::to_string(i) + ';';
+    }
     const std::string x(8192, 'x'), both = "seq 20000; seq 20000 >&2; exit 5";
     const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
         {"", "-s", "echo b >&2", "0 ||b;|"},
@@ -245,7 +247,7 @@ TEST_F(RemoteCall, FeedsAFile) {
 TEST_F(RemoteCall, IsNotHeldByInputThatNobodyReads) {
     signal(SIGTERM, SIG_IGN); // only a kill ends who sends the input
     in_file = in.path("in");
-    write_file(in_file, std::string(9000000, 'x'));
+    write_file(in_file, std::string(8000000, 'x'));
     daemon_options = "-m half -u 7";
     EXPECT_EQ(call(""), "7 |||");
     daemon_options = "-m half";

@@ -30,8 +30,8 @@ struct Peer {
                    // X: ends the first and second connection, r: resets the first
         std::string text = {};
     };
-    Peer(const std::string &trace, const std::vector<Step> &steps) {
-        listener = std::make_unique<Listener>(5);
+    Peer(const std::string &trace, const std::vector<Step> &steps)
+        : listener(std::make_unique<Listener>(5)) {
         thread = std::thread([=, this] { serve(trace, steps); });
     }
     void serve(const std::string &trace, const std::vector<Step> &steps) {

@@ -124,7 +124,7 @@ TEST(ShellQuoting, SplitsAsAShellDoes) {
 }
 
 // The formatted text; "!" before it when that failed.
-std::string formatted(size_t limit, const char *format, ...) {
+__attribute__((format(printf, 2, 3))) std::string formatted(size_t limit, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
     std::string text = "stale";

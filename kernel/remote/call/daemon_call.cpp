@@ -131,9 +131,11 @@ int open_connections(const RCMD &rcmd, std::vector<char> *converted, s_SOCKETS *
 void tell_failure(RCMD *pRCmd, str_log *strLog) {
     const std::string error = vn_ctrl_geterror();
     const char *cpFile = pRCmd->szErrFile[0] != '\0' ? pRCmd->szErrFile : pRCmd->szOutFile;
-    if (pRCmd->szOutFile[0] == '\0') {
-        trace_log(strLog, TRACE_EVENTS, "ERROR vn_ctrlc: %s", error.c_str());
-    } else if (const unique_file file(std::fopen(cpFile, "a+e")); file) {
+    unique_file file;
+    if (pRCmd->szOutFile[0] != '\0') {
+        file.reset(std::fopen(cpFile, "a+e"));
+    }
+    if (file) {
         std::fprintf(file.get(), "ERROR: %s", error.c_str());
     } else {
         trace_log(strLog, TRACE_EVENTS, "ERROR vn_ctrlc: %s", error.c_str());
