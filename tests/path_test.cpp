@@ -154,7 +154,7 @@ TEST(ChildEnvironment, ProgramsGetTheirDirectories) {
     const std::string all = bin + ":<dir>/ro/db/:<dir>/ro/pgsql/";
     // The first 511 characters behind the blanks are looked at.
     const std::string reach = "  " + std::string(507, 'x') + "psqlx",
-                      beyond = std::string(508, 'x') + "psql";
+                      beyond = " " + std::string(508, 'x') + "psql";
     const std::pair<const char *, std::string> cases[] = {
         {"cat /x/psql", bin}, // not its first word
         {"  /opt/bin/PSQL -c x", all},
@@ -167,7 +167,7 @@ TEST(ChildEnvironment, ProgramsGetTheirDirectories) {
         {"", bin},
         {nullptr, bin},
         {reach.c_str(), all},
-        {(" " + beyond).c_str(), bin},
+        {beyond.c_str(), bin},
     };
     for (const auto &[command, path] : cases) {
         EXPECT_EQ(prepared(in, command, "/bin"), path + " 5432 /lib") << command;
