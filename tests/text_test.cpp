@@ -84,25 +84,6 @@ TEST(Text, IsTakenApart) {
     EXPECT_FALSE(text_begins_with_nocase("a", "ab") || text_begins_with_nocase("ab", "b"));
 }
 
-TEST(ShellQuoting, ShellSeesTheName) {
-    const Texts names = {
-        "plain_1./:,@%+-Z", "a b", "it's", "$HOME`id`\\\"!", "a\nb\t", "*?[x]~", "-n", "", "é;&|"};
-    std::string script, expected;
-    for (const std::string &name : names) {
-        script += "printf '%s|' " + shell_quoted(name, QUOTES_NONE) + " '" +
-                  shell_quoted(name, QUOTES_SINGLE) + "' \"" + shell_quoted(name, QUOTES_DOUBLE) +
-                  "\" \"" + shell_file(name, QUOTES_DOUBLE) + "\"\n";
-        const std::string file = name == "-n" ? "./-n" : name;
-        expected += name + '|' + name + '|' + name + '|' + file + '|';
-        Texts words;
-        EXPECT_TRUE(shell_words(" " + shell_quoted(name, QUOTES_NONE) + "\tx", &words));
-        EXPECT_EQ(words, (Texts{name, "x"}));
-    }
-    const CallResult seen = run_program({"/bin/sh", "-c", script}, {"PATH=/usr/bin:/bin"}, {});
-    EXPECT_EQ(seen, (CallResult{0, expected, ""}));
-    EXPECT_EQ(shell_quoted(names[0], QUOTES_NONE), names[0]); // ordinary names as they are
-}
-
 TEST(ShellQuoting, SplitsAsAShellDoes) {
     const std::pair<std::string, Texts> cases[] = {
         {"", {}},
