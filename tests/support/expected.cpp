@@ -66,20 +66,6 @@ size_t take_out(const Lines &traced, std::string &error) {
     return taken;
 }
 
-// Takes out what tells how the machine has run the programs at once: the shell's lines for the
-// parts of a pipeline, which come in any order, and how often a reader has read.
-std::string without_races(const std::string &text) {
-    std::string rest;
-    bool shell = false; // amid the lines of "set -x"
-    for (const std::string &line : lines_of(text)) {
-        shell = line.starts_with("+ ") || (shell && !line.starts_with("ID="));
-        const bool waits = line.ends_with("ReadFromHandle: call read()") ||
-                           line.ends_with("read returned EAGAIN >> call select()");
-        rest += shell || waits ? "" : line + "\n";
-    }
-    return rest;
-}
-
 } // namespace
 
 void expect_file(const std::string &name, const std::string &text) {
@@ -107,6 +93,18 @@ std::string difference(const std::string &expected, const std::string &actual) {
         text += near ? all[i] + "\n" : "";
     }
     return text.empty() && expected != actual ? "only the line feed at the end differs\n" : text;
+}
+
+std::string without_races(const std::string &text) {
+    std::string rest;
+    bool shell = false; // amid the lines of "set -x"
+    for (const std::string &line : lines_of(text)) {
+        shell = line.starts_with("+ ") || (shell && !line.starts_with("ID="));
+        const bool waits = line.ends_with("ReadFromHandle: call read()") ||
+                           line.ends_with("read returned EAGAIN >> call select()");
+        rest += shell || waits ? "" : line + "\n";
+    }
+    return rest;
 }
 
 std::string transcript(const Installation &in, const std::vector<std::string> &arguments,

@@ -49,8 +49,11 @@ struct Installation {
     // The path of a file named from the installation's directory on: path("rw/ini/vn.ini").
     std::string path(std::string_view name) const;
 
-    // Calls the built agent with these arguments. Its environment: PATH, HOME, TMPDIR, TZ and what
-    // the sanitizers read from this process, LC_ALL=C, VORNA_INI and the options' changes.
+    // The environment of a program: PATH, HOME, TMPDIR, TZ and what the sanitizers read from this
+    // process, LC_ALL=C, VORNA_INI and the changes.
+    std::vector<std::string> environment(const std::vector<std::string> &changes) const;
+
+    // Calls the built agent with these arguments in that environment.
     CallResult agent(const std::vector<std::string> &arguments,
                      const CallOptions &options = {}) const;
 

@@ -1,0 +1,75 @@
+// See probe.h.
+#include "tests/probe/probe.h"
+
+#include "common/unix/cm_trace.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace vn_probe {
+
+char *Words::text() {
+    if (left.empty()) {
+        std::fprintf(stderr, "probe: a word is missing\n");
+        std::exit(99);
+    }
+    char *word = left.front();
+    left = left.subspan(1);
+    return word;
+}
+
+char *Words::text_or(char *text_if_none) {
+    return more() ? text() : text_if_none;
+}
+
+long Words::number() {
+    return std::strtol(text(), nullptr, 0);
+}
+
+Buffer buffer(size_t size, const std::string &text) {
+    Buffer made(std::max(size, text.size() + 1), '~');
+    std::memcpy(made.data(), text.c_str(), text.size() + 1);
+    return made;
+}
+
+namespace {
+
+void run(std::span<char *> call) {
+    Words words{call.subspan(1)};
+    for (const auto &table : {kVariables}) {
+        for (const Function &function : table) {
+            if (std::strcmp(function.name, call[0]) == 0) {
+                function.run(words);
+                std::fflush(stdout);
+                return;
+            }
+        }
+    }
+    std::fprintf(stderr, "probe: there is no function %s\n", call[0]);
+    std::exit(99);
+}
+
+} // namespace
+} // namespace vn_probe
+
+int main(int argc, char **argv) {
+    std::span<char *> words(argv + 1, argv + argc);
+    if (!words.empty() && words[0][0] == '-') {
+        str_log log = {};
+        v_set_log_main("probe.lgc", "NOSUCH", &log);
+        v_set_log(-std::atoi(words[0]), 1, &log);
+        words = words.subspan(1);
+    }
+    while (!words.empty()) {
+        size_t end = 0;
+        while (end < words.size() && std::strcmp(words[end], ":") != 0) {
+            end++;
+        }
+        if (end > 0) {
+            vn_probe::run(words.first(end));
+        }
+        words = words.subspan(end < words.size() ? end + 1 : end);
+    }
+    return 0;
+}

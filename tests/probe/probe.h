@@ -1,0 +1,38 @@
+// The probe calls single functions of the libraries for the sessions, and prints what they return
+// and fill:
+//     probe [-LEVEL] FUNCTION ARGUMENT... [: FUNCTION ARGUMENT...]...
+// All functions of one call run in one process, traced at the level to standard error (0, as is:
+// without a trace).
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+namespace vn_probe {
+
+// The words behind a function's name, taken one after the other. A word that is missing ends the
+// probe with a message.
+struct Words {
+    std::span<char *> left;
+
+    char *text();              // the next word
+    char *text_or(char *text); // the same, or the text given when there is none
+    long number();
+    bool more() const { return !left.empty(); }
+};
+
+// A buffer of a size that is guarded by the heap's end, filled with '~': what a function writes
+// beyond its size is seen by the sanitizers.
+using Buffer = std::vector<char>;
+Buffer buffer(size_t size, const std::string &text = std::string(1, '\0'));
+
+struct Function {
+    const char *name;
+    void (*run)(Words &words);
+};
+
+// Each file of the probe has one table of functions; they are joined in main.cpp.
+extern const std::span<const Function> kVariables;
+
+} // namespace vn_probe

@@ -1,0 +1,132 @@
+// Reads, plays and writes sessions, see session.h.
+#include "tests/support/session.h"
+
+#include "tests/support/expected.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace vn_test {
+namespace {
+
+namespace fs = std::filesystem;
+using Lines = std::vector<std::string>;
+
+struct Step {
+    Lines before;  // comments and blank lines
+    Lines command; // as in the file, with the marks
+};
+
+bool is_output(const std::string &line) {
+    return line.starts_with("  ") || line.starts_with("! ") || line.starts_with("? ");
+}
+
+// The steps; what is behind the last command is a step without one.
+std::vector<Step> steps_of(const Lines &lines) {
+    std::vector<Step> steps(1);
+    for (const std::string &line : lines) {
+        if (line.starts_with("$ ") && !steps.back().command.empty()) {
+            steps.emplace_back();
+        }
+        if (line.starts_with("$ ") || (line.starts_with("> ") && !steps.back().command.empty())) {
+            steps.back().command.push_back(line);
+        } else if (!is_output(line)) {
+            if (!steps.back().command.empty()) {
+                steps.emplace_back();
+            }
+            steps.back().before.push_back(line);
+        }
+    }
+    return steps;
+}
+
+// One shell for all steps, so that variables and functions stay; the streams of each go to files of
+// its own.
+std::string script_of(const std::vector<Step> &steps) {
+    std::string script = ". " VN_SESSIONS_DIR "/../support/session.sh\n";
+    for (size_t i = 0; i < steps.size() && !steps[i].command.empty(); i++) {
+        const std::string file = "\"$SESSION/" + std::to_string(i) + ".";
+        script += "{\n";
+        for (const std::string &line : steps[i].command) {
+            script += line.substr(2) + "\n";
+        }
+        script +=
+            "} </dev/null >" + file + "out\" 2>" + file + "err\"\necho $? >" + file + "rc\"\n";
+    }
+    return script;
+}
+
+// Bytes that a reader would not see as "\x1b"; a line that has no end is marked.
+Lines printable(const std::string &text, const std::string &mark) {
+    Lines lines;
+    for (const std::string &line : lines_of(text)) {
+        std::string shown = mark;
+        for (const char letter : line) {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\x%02x", (unsigned char)letter);
+            const bool plain = std::iscntrl((unsigned char)letter) == 0 || letter == '\t';
+            shown += plain ? std::string(1, letter) : code;
+        }
+        lines.push_back(shown);
+    }
+    if (!text.empty() && text.back() != '\n') {
+        lines.back() += "[no line feed]";
+    }
+    return lines;
+}
+
+// The file's text with what the commands have printed now.
+std::string played(const Installation &in, const std::vector<Step> &steps) {
+    const std::string directory = in.path(".session/");
+    std::string text;
+    for (size_t i = 0; i < steps.size(); i++) {
+        Lines lines = steps[i].before;
+        lines.insert(lines.end(), steps[i].command.begin(), steps[i].command.end());
+        const auto part = [&](const char *kind) {
+            return read_file(directory + std::to_string(i) + "." + kind).value_or("");
+        };
+        for (const auto &[kind, mark] : {std::pair("out", "  "), {"err", "! "}}) {
+            const Lines shown = printable(without_races(in.comparable(part(kind))), mark);
+            lines.insert(lines.end(), shown.begin(), shown.end());
+        }
+        if (!steps[i].command.empty() && part("rc") != "0\n") {
+            lines.push_back("? " + (part("rc").empty() ? "not reached" : lines_of(part("rc"))[0]));
+        }
+        for (const std::string &line : lines) {
+            text += line + "\n";
+        }
+    }
+    return text;
+}
+
+} // namespace
+
+std::vector<std::string> session_names() {
+    std::vector<std::string> names;
+    for (const auto &file : fs::directory_iterator(VN_SESSIONS_DIR)) {
+        names.push_back(file.path().stem());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void play_session(const std::string &name) {
+    const std::string file = VN_SESSIONS_DIR "/" + name + ".txt";
+    const std::vector<Step> steps = steps_of(lines_of(read_file(file).value_or("")));
+    Installation in;
+    fs::create_directory(in.path(".session"));
+    std::vector<std::string> environment = in.environment({"SESSION=" + in.path(".session")});
+    environment.emplace_back("VN_CLIENT=" VN_CLIENT_PROGRAM);
+    environment.emplace_back("VN_PROBE=" VN_PROBE_PROGRAM);
+    CallOptions options;
+    options.directory = in.dir;
+    options.limit = std::chrono::seconds(25);
+    const CallResult shell = run_program({"/bin/sh", "-c", script_of(steps)}, environment, options);
+    EXPECT_EQ(shell, (CallResult{0, "", ""})) << "the shell that plays the session";
+    expect_file("../sessions/" + name + ".txt", played(in, steps));
+}
+
+} // namespace vn_test
