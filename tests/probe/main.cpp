@@ -1,13 +1,13 @@
 // See probe.h.
 #include "tests/probe/probe.h"
 
-#include "common/unix/cm_trace.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace vn_probe {
+
+str_log log = {};
 
 char *Words::text() {
     if (left.empty()) {
@@ -56,9 +56,8 @@ void run(std::span<char *> call) {
 int main(int argc, char **argv) {
     std::span<char *> words(argv + 1, argv + argc);
     if (!words.empty() && words[0][0] == '-') {
-        str_log log = {};
-        v_set_log_main("probe.lgc", "NOSUCH", &log);
-        v_set_log(-std::atoi(words[0]), 1, &log);
+        v_set_log_main("probe.lgc", "NOSUCH", &vn_probe::log);
+        v_set_log(-std::atoi(words[0]), 1, &vn_probe::log);
         words = words.subspan(1);
     }
     while (!words.empty()) {

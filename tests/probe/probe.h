@@ -5,11 +5,15 @@
 // without a trace).
 #pragma once
 
+#include "common/unix/cm_trace.h"
+
 #include <span>
 #include <string>
 #include <vector>
 
 namespace vn_probe {
+
+extern str_log log; // the call's trace, for services that take a record
 
 // The words behind a function's name, taken one after the other. A word that is missing ends the
 // probe with a message.

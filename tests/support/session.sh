@@ -78,3 +78,18 @@ stored() {
 x() {
     printf "%*s" "$1" '' | tr ' ' "${2:-x}"
 }
+
+# runs: standard input with every run of ten or more letters that are alike as "x{255}".
+runs() {
+    awk '{
+        text = ""
+        while ($0 != "") {
+            letter = substr($0, 1, 1)
+            for (n = 1; n < length($0) && substr($0, n + 1, 1) == letter; n++) {
+            }
+            text = text (n < 10 ? substr($0, 1, n) : letter "{" n "}")
+            $0 = substr($0, n + 1)
+        }
+        print text
+    }'
+}
