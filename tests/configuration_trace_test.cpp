@@ -14,62 +14,6 @@ using namespace vn_test;
 
 namespace {
 
-void read_value(const char *file, const char *section, const char *key) {
-    char value[64] = "stale", msg[256] = "stale";
-    const int done = i_READ_INI(file, section, key, value, sizeof value, msg, sizeof msg);
-    std::printf("read %d \"%s\" %s\n", done, value, msg);
-}
-
-void read_list(const char *file, const char *section, const char *key) {
-    s_LL list;
-    InitLL(&list);
-    char msg[256] = "stale";
-    const int number = i_READ_INI_LIST(file, section, key, &list, msg, sizeof msg);
-    std::printf("list %d", number);
-    for (void *e = FirstElmLL(&list); IsElmLL(e) != 0; e = NextElmLL(e)) {
-        std::printf(" \"%s\"", static_cast<const char *>(e));
-    }
-    std::printf(" %s\n", msg);
-    EmptyLL(&list);
-}
-
-void change(const char *file, const char *section, const char *key, const char *value) {
-    char msg[256] = "stale";
-    const int done = i_CHANGE_INI_VALUE(file, section, key, value, msg, sizeof msg);
-    std::printf("change %d %s\n", done, msg);
-}
-
-TEST(ServiceTrace, IniFiles) {
-    Installation in;
-    const s_INI_PLACES previous = gIniPlaces;
-    gIniPlaces = {{"/nowhere/1", "/nowhere/2"}};
-    const std::string file = in.path("x.ini");
-    write_file(file, "[S]\nd1=a\nd2=%(none)\ndx3=no\nd3=%(ref)\nref=r\n");
-    std::string text = service(in, "read", 3, [&](const str_log &) {
-        read_value("VN_INI", "[setup]", "LANG");
-        read_value("", "[SETUP]", "none");
-        read_value("OTHER", "[SETUP]", "lang");
-        read_value(file.c_str(), "[T]", "lang");
-        read_value("/nowhere/3", "", "lang");
-        read_value(nullptr, nullptr, "name");
-    });
-    text += service(in, "list", 3, [&](const str_log &) {
-        read_list(file.c_str(), "[S]", "d");
-        read_list(file.c_str(), "[S]", "e");
-        read_list("OTHER", "[S]", "d");
-        read_list(nullptr, "[S]", "d");
-    });
-    text += service(in, "change", 3, [&](const str_log &) {
-        change(file.c_str(), "S", "d1", "b");
-        change(file.c_str(), "S", "#d1", "b");
-        change("OTHER", "S", "d1", "b");
-        change("", "SETUP", "lang", "de");
-        change("/nowhere/3", "S", "d1", "b");
-    });
-    gIniPlaces = previous;
-    expect_file("service_ini.txt", text);
-}
-
 void variable(int letter, const std::string &name, const std::string &input = "") {
     char szName[64], value[512];
     text_copy(szName, name);

@@ -16,7 +16,7 @@ char *Words::text() {
     }
     char *word = left.front();
     left = left.subspan(1);
-    return word;
+    return std::strcmp(word, "NULL") == 0 ? nullptr : word;
 }
 
 char *Words::text_or(char *text_if_none) {
@@ -37,7 +37,7 @@ namespace {
 
 void run(std::span<char *> call) {
     Words words{call.subspan(1)};
-    for (const auto &table : {kVariables}) {
+    for (const auto &table : {kIni, kVariables}) {
         for (const Function &function : table) {
             if (std::strcmp(function.name, call[0]) == 0) {
                 function.run(words);

@@ -20,7 +20,7 @@ extern str_log log; // the call's trace, for services that take a record
 struct Words {
     std::span<char *> left;
 
-    char *text();              // the next word
+    char *text();              // the next word; "NULL" is a null pointer
     char *text_or(char *text); // the same, or the text given when there is none
     long number();
     bool more() const { return !left.empty(); }
@@ -37,6 +37,7 @@ struct Function {
 };
 
 // Each file of the probe has one table of functions; they are joined in main.cpp.
+extern const std::span<const Function> kIni;
 extern const std::span<const Function> kVariables;
 
 } // namespace vn_probe
