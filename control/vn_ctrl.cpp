@@ -37,17 +37,22 @@ constexpr short kUrgentEvents = POLLPRI | POLLRDHUP; // a daemon that has closed
 constexpr short kUrgentEvents = POLLPRI;
 #endif
 
+// Takes the urgent byte, if it has come. It must be taken before what is behind it is read.
+bool take_urgent(int fd, char *code) {
+    return ::recv(fd, code, 1, MSG_OOB | MSG_DONTWAIT) == 1;
+}
+
 // The exit code behind a refusal; it may come a little later than its text. 0 when none comes.
-int urgent_code(int fd, const s_LIMIT &answer) {
+char await_urgent(int fd, const s_LIMIT &answer) {
     const s_LIMIT limit = earlier_limit(answer, limit_in(gCtrlPolicy.iUrgent));
     char code = 0;
-    while (::recv(fd, &code, 1, MSG_OOB | MSG_DONTWAIT) != 1) {
+    while (!take_urgent(fd, &code)) {
         if ((wait_ready(fd, kUrgentEvents, limit) & POLLPRI) == 0 || limit_reached(limit)) {
             return 0;
         }
         wait_msec(1); // the mark may be there before the byte
     }
-    return static_cast<unsigned char>(code);
+    return code;
 }
 
 // A refusal: its text, up to the line feed, is kept. Returns the daemon's exit code.
@@ -55,8 +60,11 @@ int read_refusal(int fd, const s_LIMIT &limit) {
     trace_at(TRACE_DETAILS, "vn_ctrl: recv() error message");
     std::string text = "CTRLD reply: ";
     char block[1024];
+    char code = 0;
+    bool bCode = false;
     std::size_t iFeed = std::string::npos;
-    while (iFeed == std::string::npos) {
+    while (iFeed == std::string::npos && wait_ready(fd, POLLIN, limit) != 0) {
+        bCode = bCode || take_urgent(fd, &code);
         const ssize_t got = receive_within(fd, block, sizeof block, limit);
         if (got <= 0) {
             break;
@@ -67,7 +75,7 @@ int read_refusal(int fd, const s_LIMIT &limit) {
             text += part.substr(0, iFeed);
         }
     }
-    const int iCode = urgent_code(fd, limit);
+    const int iCode = static_cast<unsigned char>(bCode ? code : await_urgent(fd, limit));
     vn_processerror(text.c_str());
     return vn_ctrl_cleanup(iCode == 0 ? VN_CTRL_FAILED : iCode);
 }

@@ -1,4 +1,5 @@
 // The command line: every text of the input is an argument. What ends the process ends the round.
+// Covers: kernel/front_end/arguments.cpp kernel/request/options.cpp
 #include "fuzz/fuzz.h"
 
 #include "kernel/front_end/arguments.h"

@@ -1,4 +1,6 @@
 // The database tool's output, and the normalising of statements.
+// Covers: common/unix/database/rows.cpp common/unix/database/record_list.cpp
+// Covers: common/unix/database/statement.cpp common/unix/database/tool.cpp
 #include "fuzz/fuzz.h"
 
 #include "common/unix/cm_db.h"

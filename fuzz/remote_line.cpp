@@ -1,4 +1,5 @@
 // The command in the control daemon's form, and lines of a remote command's output.
+// Covers: control/convert.cpp kernel/remote/call/line.cpp
 #include "fuzz/fuzz.h"
 
 #include "kernel/vn_ctrlc_lib.h"

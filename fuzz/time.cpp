@@ -1,4 +1,5 @@
 // The time stamps and their arithmetic.
+// Covers: common/unix/trace/time_text.cpp
 #include "fuzz/fuzz.h"
 
 #include "common/unix/cm_trace.h"

@@ -34,7 +34,7 @@ constexpr char kUsage[] =
     "  -w MSEC  waits before the urgent byte, also that of a command\n"
     "  -m MODE  misbehaves:\n"
     "     close    closes instead of answering      mute     never answers\n"
-    "     wrong    answers X and closes             lonely   accepts, never connects back\n"
+    "     wrong    answers X and -u CODE, closes    lonely   accepts, never connects back\n"
     "     silent   accepts, runs nothing            dribble  sends one byte at a time\n"
     "     noexit   sends no exit code               reset    resets at the end of the output\n"
     "     trickle  refuses, a byte at a time, without an end\n"
@@ -84,7 +84,7 @@ struct s_OPTIONS {
     std::string log;
     bool bRefuse = false;
     std::string refusal;
-    int iCode = -1; // urgent byte of a refusal or of mode half; -1: none
+    int iCode = -1; // urgent byte of a refusal or of modes half and wrong; -1: none
     int iWait = 0;
     Mode mode = Mode::none;
 };
@@ -510,6 +510,9 @@ bool misbehave(const s_OPTIONS &options, int first) {
         return true;
     case Mode::wrong:
         send_all(first, "X");
+        if (options.iCode >= 0) {
+            send_urgent(options, first, options.iCode);
+        }
         finish(first);
         return true;
     case Mode::trickle:

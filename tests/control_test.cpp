@@ -178,6 +178,7 @@ TEST_F(Control, TellsWhatTheDaemonDid) {
         {"-r 0 -u 0", "253 " + reply + "0"},
         {"-u 9 -r " + x, "9 " + (reply + x).substr(0, 259)},
         {"-m wrong", "253 CTRLD reply:"},
+        {"-m wrong -u 5", "5 CTRLD reply:"}, // a refusal without a line feed
         {"-m close", "253 ERROR: Server listening on remote port is not a CTRLD Server"},
         {"-m mute", "253 recv() call failed." + socket_error(ETIMEDOUT)},
         {"-m trickle", "253 " + reply + "no"},
