@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <list>
 
 namespace vn_probe {
 
@@ -16,6 +17,12 @@ char *Words::text() {
     }
     char *word = left.front();
     left = left.subspan(1);
+    size_t length = 0;
+    char letter = 0, rest = 0;
+    if (std::sscanf(word, "%zu*%c%c", &length, &letter, &rest) == 2) {
+        static std::list<std::string> texts;
+        word = texts.emplace_back(length, letter).data();
+    }
     return std::strcmp(word, "NULL") == 0 ? nullptr : word;
 }
 
@@ -37,7 +44,7 @@ namespace {
 
 void run(std::span<char *> call) {
     Words words{call.subspan(1)};
-    for (const auto &table : {kIni, kVariables}) {
+    for (const auto &table : {kIni, kVariables, kMachine, kProcesses}) {
         for (const Function &function : table) {
             if (std::strcmp(function.name, call[0]) == 0) {
                 function.run(words);

@@ -16,7 +16,7 @@ namespace vn_probe {
 extern str_log log; // the call's trace, for services that take a record
 
 // The words behind a function's name, taken one after the other. A word that is missing ends the
-// probe with a message.
+// probe with a message; the word "5000*x" is a text of so many letters.
 struct Words {
     std::span<char *> left;
 
@@ -39,5 +39,7 @@ struct Function {
 // Each file of the probe has one table of functions; they are joined in main.cpp.
 extern const std::span<const Function> kIni;
 extern const std::span<const Function> kVariables;
+extern const std::span<const Function> kMachine;
+extern const std::span<const Function> kProcesses;
 
 } // namespace vn_probe
