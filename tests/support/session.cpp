@@ -124,7 +124,9 @@ void play_session(const std::string &name) {
     CallOptions options;
     options.directory = in.dir;
     options.limit = std::chrono::seconds(25);
-    const CallResult shell = run_program({"/bin/sh", "-c", script_of(steps)}, environment, options);
+    const std::string script = in.path(".session/script");
+    write_file(script, script_of(steps));
+    const CallResult shell = run_program({"/bin/sh", script}, environment, options);
     EXPECT_EQ(shell, (CallResult{0, "", ""})) << "the shell that plays the session";
     expect_file("../sessions/" + name + ".txt", played(in, steps));
 }

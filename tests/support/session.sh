@@ -6,7 +6,7 @@ ini=$dir/rw/ini
 PATH=$dir/play:$PATH # programs that a session puts before the machine's ones
 TZ=UTC0
 HOME=/
-export PATH TZ HOME
+export dir PATH TZ HOME
 mkdir -p play
 
 # The agent, and the program that calls single functions of the libraries (tests/probe).
@@ -22,13 +22,58 @@ traced() {
     "$VN_CLIENT" -v "$@"
 }
 
-# play NAME: standard input becomes a program of this name that is found before all others.
+# The same, and on standard output the lines that only standard error or only the trace file has.
+filed() {
+    rm -f "$dir/rw/lgc/vn_client_.lgc"
+    status=0
+    traced "$@" 2>"$SESSION/err" || status=$?
+    cat "$SESSION/err" >&2
+    diff "$SESSION/err" "$dir/rw/lgc/vn_client_.lgc" | sed -n 's/^< \(.*\)/\1 (not in the file)/p; s/^> \(.*\)/\1 (only in the file)/p'
+    return "$status"
+}
+
+# The same as traced without what is traced of the arguments.
+brief() {
+    status=0
+    traced "$@" 2>"$SESSION/err" || status=$?
+    sed '1,/--- ARGUMENTS/d' "$SESSION/err" >&2
+    return "$status"
+}
+
+# ask WORDS...: calls of the agent with the identifier 7, each with the words of a shell. A line for each: exit
+# status, standard output, standard error, and what it has stored, which is removed.
+ask() {
+    for words; do
+        eval "vn_client -i 7 $words" >"$SESSION/out" 2>"$SESSION/err"
+        WORDS=$words STATUS=$? awk '
+            function show(name, file, text, line) {
+                while ((getline line <file) > 0) text = text (text == "" ? "" : " / ") line
+                if (text != "") printf ", %s%s", name, text
+            }
+            BEGIN {
+                printf "%s: %s", ENVIRON["WORDS"], ENVIRON["STATUS"]
+                show("out ", ENVIRON["SESSION"] "/out")
+                show("", ENVIRON["SESSION"] "/err")
+                show("stored ", ENVIRON["dir"] "/rw/glbv/gv_client_sts_7.sgv")
+                show("", ENVIRON["dir"] "/rw/glbv/gv_client_msg_7.sgv")
+                print ""
+            }'
+        rm -f "$dir"/rw/glbv/gv_client_???_7.sgv
+    done | runs
+}
+
+# play NAME [SCRIPT]: the script, else standard input, becomes a program of this name that is found before all
+# others; a path stands for itself.
 play() {
+    case $1 in
+    */*) program=$1 ;;
+    *) program=$dir/play/$1 ;;
+    esac
     {
         echo '#!/bin/sh'
-        cat
-    } >"play/$1"
-    chmod 755 "play/$1"
+        [ $# -gt 1 ] && echo "$2" || cat
+    } >"$program"
+    chmod 755 "$program"
 }
 
 # set_ini FILE SECTION KEY VALUE, remove_ini FILE SECTION KEY: one line of an INI file in rw/ini, all others
@@ -56,12 +101,12 @@ edit_ini() {
 
 # set_glbv NAME VALUE, glbv NAME...: global variables; "-" stands for one that is not there.
 set_glbv() {
-    printf %s "$2" >"rw/glbv/$1.sgv"
+    printf %s "$2" >"$dir/rw/glbv/$1.sgv"
 }
 glbv() {
     for name in "$@"; do
-        if [ -e "rw/glbv/$name.sgv" ]; then
-            printf '%s = %s\n' "$name" "$(cat "rw/glbv/$name.sgv")"
+        if [ -e "$dir/rw/glbv/$name.sgv" ]; then
+            printf '%s = %s\n' "$name" "$(cat "$dir/rw/glbv/$name.sgv")"
         else
             printf '%s -\n' "$name"
         fi
@@ -71,7 +116,7 @@ glbv() {
 # stored ID: the result of the request, as the server finds it in the variables, which are removed.
 stored() {
     glbv "gv_client_sts_$1" "gv_client_msg_$1"
-    rm -f "rw/glbv/gv_client_sts_$1.sgv" "rw/glbv/gv_client_msg_$1.sgv"
+    rm -f "$dir/rw/glbv/gv_client_sts_$1.sgv" "$dir/rw/glbv/gv_client_msg_$1.sgv"
 }
 
 # x N [LETTER]: a text of N letters.
