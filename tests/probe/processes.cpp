@@ -10,7 +10,6 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
-#include <fstream>
 #include <map>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -134,18 +133,6 @@ void run_sema_file(Words &words) {
     std::printf("sema %c %d %d %s\n", letter, code, sema.hSema > 0, sema.szMsg);
 }
 
-// FILE N: adds 1 to the number in the file that often, alone.
-void run_sema_count(Words &words) {
-    const char *file = words.text();
-    SCT_SEMA sema = {"s", "counter", "", 0};
-    for (long i = words.number(); i > 0 && i_SEMA('+', &sema, log) == 0; i--) {
-        long number = 0;
-        std::ifstream(file) >> number;
-        std::ofstream(file) << number + 1;
-        i_SEMA('-', &sema, log);
-    }
-}
-
 const Function kFunctions[] = {
     {"system", run_system},
     {"state",
@@ -172,7 +159,6 @@ const Function kFunctions[] = {
     {"sema", run_sema},
     {"sema_break", [](Words &words) { theSemas[words.text()].hSema = 999; }},
     {"sema_file", run_sema_file},
-    {"sema_count", run_sema_count},
 };
 
 } // namespace

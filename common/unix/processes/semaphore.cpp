@@ -97,13 +97,17 @@ int inquire_free(int fd, const std::string &holder, SCT_SEMA *pS) {
                                    : failure(pS, SEMA_FATAL, "failed to truncate lock file");
 }
 
-// The lock is another process's, which the file names, or will in a moment.
+// The lock is another process's, which the file names, or will in a moment, unless it is that of a
+// holder that was about to let go of it.
 int inquire_locked(int fd, std::string holder, SCT_SEMA *pS) {
     const int iErrno = errno;
     for (int iLook = 0; holder.empty() && iLook < kHolderLooks; ++iLook) {
         wait_msec(kHolderPauseMsec);
         holder = content_of(fd);
         show_holder(holder, pS);
+        if (holder.empty() && lock_file(fd, F_SETLK)) {
+            return inquire_free(fd, holder, pS);
+        }
     }
     if (holder.empty()) {
         errno = iErrno;
