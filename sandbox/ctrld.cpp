@@ -405,8 +405,20 @@ void pass_input(s_PUMP *in, const pollfd &from, const pollfd &to) {
     }
 }
 
+// What comes on the second connection are numbers of signals for the command.
+void pass_signals(int *second) {
+    char signals[16];
+    const ssize_t got = ::recv(*second, signals, sizeof signals, 0);
+    for (ssize_t i = 0; i < got; ++i) {
+        ::kill(-command, signals[i]);
+    }
+    if (got == 0 || (got < 0 && !try_again())) {
+        *second = -1; // no more will come
+    }
+}
+
 // Moves data between the connections and the command until both its outputs have ended.
-void relay(const s_OPTIONS &options, s_PUMP *in, s_PUMP (&outputs)[2]) {
+void relay(const s_OPTIONS &options, s_PUMP *in, s_PUMP (&outputs)[2], int second) {
     const bool bDribble = options.mode == Mode::dribble;
     outputs[0].bHeld = options.mode == Mode::stall1;
     outputs[1].bHeld = options.mode == Mode::stall2;
@@ -425,7 +437,11 @@ void relay(const s_OPTIONS &options, s_PUMP *in, s_PUMP (&outputs)[2]) {
             wanted.push_back({bRead ? output.from : -1, POLLIN, 0});
             wanted.push_back({bWrite ? output.to : -1, POLLOUT, 0});
         }
+        wanted.push_back({second, POLLIN, 0});
         await(wanted);
+        if (wanted.back().revents != 0) {
+            pass_signals(&second);
+        }
         pass_input(in, wanted[0], wanted[1]);
         for (std::size_t i = 0; i < 2; ++i) {
             if (wanted[2 + 2 * i].revents != 0) {
@@ -452,7 +468,7 @@ void run_command(const s_OPTIONS &options, const s_REQUEST &request, int first, 
     start_command(request.fields[2], fds);
     s_PUMP in = {first, fds[0], request.rest};
     s_PUMP outputs[2] = {{fds[1], first}, {fds[2], second < 0 ? first : second}};
-    relay(options, &in, outputs);
+    relay(options, &in, outputs, second);
     if (in.to >= 0) {
         close_input(&in);
     }

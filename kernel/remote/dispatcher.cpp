@@ -87,17 +87,9 @@ int answer_netware(RCMD *pRCmd, str_log *strLog) {
 
 // Chooses the remote user by the platform. False, with the message, for an unknown one.
 bool choose_user(RCMD *pRCmd) {
-    struct s_PLATFORM {
-        const char *cpName;
-        const char *cpUser;
-    };
-    constexpr s_PLATFORM kPlatforms[] = {
-        {"WNT", "system"}, {"Windows", "system"}, {"UNIX", "root"}};
-    for (const s_PLATFORM &platform : kPlatforms) {
-        if (std::strcmp(platform.cpName, pRCmd->szPlatform) == 0) {
-            text_copy(pRCmd->szUser, platform.cpUser);
-            return true;
-        }
+    if (const char *cpUser = rcmd_user(pRCmd->szPlatform)) {
+        text_copy(pRCmd->szUser, cpUser);
+        return true;
     }
     text_print(pRCmd->szMsg, "Unknown platform: %s", pRCmd->szPlatform);
     PROT("E014-HOSTS   %s", pRCmd->szMsg);
@@ -106,10 +98,21 @@ bool choose_user(RCMD *pRCmd) {
 
 struct s_METHOD {
     char cMode; // first letter of the access mode
+    const char *cpName;
     int (*access)(RCMD *psctRcmd, str_log strLog);
 };
 
-constexpr s_METHOD kMethods[] = {{'C', iCtrldAccess}, {'R', iRshAccess}, {'S', iSshAccess}};
+constexpr s_METHOD kMethods[] = {
+    {'C', "ctrld", iCtrldAccess}, {'R', "rsh", iRshAccess}, {'S', "ssh", iSshAccess}};
+
+const s_METHOD *find_method(const char *cpMode) {
+    for (const s_METHOD &method : kMethods) {
+        if (method.cMode == cpMode[0]) {
+            return &method;
+        }
+    }
+    return nullptr;
+}
 
 int refuse_mode(RCMD *pRCmd, const char *cpMode, str_log *strLog) {
     text_print(pRCmd->szMsg, "invalid accessmode - %s", cpMode);
@@ -162,14 +165,13 @@ int run_remote(RCMD *pRCmd, str_log strLog) {
     if (!choose_user(pRCmd)) {
         return -1;
     }
-    for (const s_METHOD &method : kMethods) {
-        if (method.cMode == client.szAccessMode[0]) {
-            const int iExit = method.access(pRCmd, strLog);
-            report_exit(iExit, pRCmd);
-            return iExit;
-        }
+    const s_METHOD *method = find_method(client.szAccessMode);
+    if (method == nullptr) {
+        return refuse_mode(pRCmd, client.szAccessMode, &strLog);
     }
-    return refuse_mode(pRCmd, client.szAccessMode, &strLog);
+    const int iExit = method->access(pRCmd, strLog);
+    report_exit(iExit, pRCmd);
+    return iExit;
 }
 
 int run_local(RCMD *pRCmd, str_log strLog) {
@@ -240,6 +242,26 @@ std::unique_ptr<RCMD> new_request(const char *cpClient, const char *cpCmd, char 
 }
 
 } // namespace
+
+const char *rcmd_user(const char *cpPlatform) {
+    struct s_PLATFORM {
+        const char *cpName;
+        const char *cpUser;
+    };
+    constexpr s_PLATFORM kPlatforms[] = {
+        {"WNT", "system"}, {"Windows", "system"}, {"UNIX", "root"}};
+    for (const s_PLATFORM &platform : kPlatforms) {
+        if (std::strcmp(platform.cpName, cpPlatform) == 0) {
+            return platform.cpUser;
+        }
+    }
+    return nullptr;
+}
+
+const char *rcmd_method(const char *cpMode) {
+    const s_METHOD *method = find_method(cpMode);
+    return method == nullptr ? nullptr : method->cpName;
+}
 
 int i_RCMD(RCMD *pRCmd, str_log strLog) {
     if (!check_lengths(pRCmd)) {

@@ -19,3 +19,10 @@ int i_RCMD_EXEC(const char *cpClient, const char *cpCmd, char *cpMsg, str_log st
 // "^": the matching line then replaces it. cpMsg (256 bytes) gets the message.
 int i_RCMD_SEARCH(const char *cpClient, const char *cpCmd, char *cpSearch, char *cpMsg,
                   str_log strLog);
+
+// Who runs commands on a client of the platform; null where none are run.
+const char *rcmd_user(const char *cpPlatform);
+
+// The method that an access mode of the catalogue stands for, as "ctrld", "rsh" or "ssh"; null for
+// one that stands for none.
+const char *rcmd_method(const char *cpMode);

@@ -137,4 +137,12 @@ runs() {
         }
         print text
     }'
+# daemon OPTIONS...: starts a control daemon that lives as long as the session; its port is in $port.
+daemon() {
+    [ -p "$SESSION/life" ] || {
+        mkfifo "$SESSION/life" "$SESSION/port"
+        exec 9<>"$SESSION/life"
+    }
+    ro/remote/ctrld "$@" <"$SESSION/life" >"$SESSION/port" 2>/dev/null 9>&- &
+    read -r port <"$SESSION/port"
 }

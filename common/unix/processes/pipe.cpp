@@ -144,6 +144,10 @@ bool redirect_stdin(const char *cpFile) {
 
 } // namespace
 
+bool names_standard_input(const char *cpFile) {
+    return ::strcasecmp(cpFile, "stdin") == 0 || std::strcmp(cpFile, "-") == 0;
+}
+
 int iPIPE_OPEN(const char *cpCmd, const char *cpMode, char *cpMsg, int iMsgLen, DB_PROC_PIP *pPP) {
     trace_at(TRACE_DETAILS, "PIPE_OPEN: mode [%s], cmd [%s]", cpMode, cpCmd);
     *pPP = {};
@@ -182,7 +186,7 @@ int iPIPE_OPEN_STDIN(const char *cpCmd, const char *cpMode, const char *cpFile, 
                  cpMode);
         return -1;
     }
-    if (::strcasecmp(cpFile, "stdin") == 0 || std::strcmp(cpFile, "-") == 0) {
+    if (names_standard_input(cpFile)) {
         trace_at(TRACE_DETAILS, "PIPE_OPEN_STDIN: Read from stdin");
     } else if (!redirect_stdin(cpFile)) {
         return -1;

@@ -28,6 +28,9 @@ int iPIPE_OPEN(const char *cpCmd, const char *cpMode, char *cpMsg, int iMsgLen, 
 int iPIPE_OPEN_STDIN(const char *cpCmd, const char *cpMode, const char *cpFile, char *cpMsg,
                      int iMsgLen, DB_PROC_PIP *pPP);
 
+// True for the two names that mean the caller's own standard input.
+bool names_standard_input(const char *cpFile);
+
 // Closes the read ends, waits for the child and clears the handle. Returns the child's exit code
 // (0-255), 0 too for a child that a signal ended.
 int iPIPE_CLOSE(DB_PROC_PIP *pPP);

@@ -4,6 +4,8 @@
 #include "common/common/owner.h"
 #include "common/common/strlib.h"
 #include "common/common/text.h"
+#include "common/unix/files/descriptor.h"
+#include "common/unix/processes/pipe.h"
 #include "common/unix/processes/socket.h"
 #include "common/unix/trace/trace.h"
 #include "control/vn_ctrl.h"
@@ -15,8 +17,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <limits>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -185,13 +189,22 @@ bool open_output(const char *cpName, const char *cpWhat, RCMD *pRCmd, output_fil
     return check_opened(bOpened, cpWhat, cpName, strLog);
 }
 
+// Opens the input: a file, or this process's own standard input, wherever it stands in its file.
+bool open_input(RCMD *pRCmd, unique_file *in, str_log *strLog) {
+    if (names_standard_input(pRCmd->szInFile)) {
+        unique_fd own(::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        in->reset(own ? ::fdopen(own.get(), "r") : nullptr);
+        own.release();
+    } else {
+        *in = open_call_file(pRCmd->szInFile, "r", pRCmd);
+    }
+    return check_opened(static_cast<bool>(*in), "stdin", pRCmd->szInFile, strLog);
+}
+
 // Opens the files of the call. False, with the message, when one cannot be opened.
 bool open_files(RCMD *pRCmd, s_FILES *files, str_log *strLog) {
-    if (pRCmd->szInFile[0] != '\0') {
-        files->in = open_call_file(pRCmd->szInFile, "r", pRCmd);
-        if (!check_opened(static_cast<bool>(files->in), "stdin", pRCmd->szInFile, strLog)) {
-            return false;
-        }
+    if (pRCmd->szInFile[0] != '\0' && !open_input(pRCmd, &files->in, strLog)) {
+        return false;
     }
     trace_log(strLog, TRACE_DETAILS, files->in ? "got stdin file [%s]" : "didn't get stdin file%s",
               pRCmd->szInFile);

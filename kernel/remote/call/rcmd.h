@@ -12,8 +12,8 @@ struct RCMD {
     char szPortOpt[256]; // the client's access options
     char szUser[33];     // remote user
     char szCmd[24576];
-    char szId[256]; // identifier of the request
-    char szInFile[512];
+    char szId[256];     // identifier of the request
+    char szInFile[512]; // "stdin" or "-": this process's own standard input
     char szOutFile[512];
     char szErrFile[512];
     int iASyncFlg;   // run it in the background

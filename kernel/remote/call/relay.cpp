@@ -7,6 +7,7 @@
 #include "common/common/text.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/trace/trace.h"
+#include "control/interrupt.h"
 #include "kernel/remote/call/exit_code.h"
 #include "kernel/remote/call/input.h"
 #include "kernel/remote/call/line.h"
@@ -17,6 +18,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <ctime>
 #include <fcntl.h>
 #include <memory>
 #include <poll.h>
@@ -174,15 +176,19 @@ int wait_for_streams(s_RELAY *r, pollfd (&wanted)[2]) {
     wanted[1] = {r->err.bClosed ? -1 : r->err.hSocket, iEvents, 0};
     trace_log(r->strLog, TRACE_DETAILS, "write_output: Entering select()");
     if (r->pRCmd->iTimeout < 1) {
-        return ::poll(wanted, 2, -1);
+        return ::ppoll(wanted, 2, nullptr, signals_while_waiting());
     }
     trace_log(r->strLog, TRACE_DETAILS, "write_output: select() with timeout %d",
               r->pRCmd->iTimeout);
-    return ::poll(wanted, 2, static_cast<int>(std::min(r->pRCmd->iTimeout, 2000000)) * 1000);
+    const timespec limit = {r->pRCmd->iTimeout, 0};
+    return ::ppoll(wanted, 2, &limit, signals_while_waiting());
 }
 
 void forward_signal(const s_RELAY &r) {
     constexpr char kNone = -1;
+    if (const int iSignal = take_signal(); iSignal > 0) {
+        send_sig = static_cast<char>(iSignal);
+    }
     if (send_sig != kNone) {
         if (r.err.hSocket > 0) {
             ::send(r.err.hSocket, &send_sig, 1, MSG_NOSIGNAL);
@@ -310,6 +316,7 @@ void start_transfer(std::FILE *fd_stdin, output_file *out, output_file *err, RCM
     trace_log(&strLog, TRACE_EVENTS, "+++ start_transfer socket %d", hSocket1);
     g_hSocket1 = hSocket1;
     g_hSocket2 = hSocket2;
+    const signal_passing passing(hSocket2 > 0); // the input child is not to be interrupted either
     const pid_t child = start_input(fd_stdin, hSocket1, hSocket2, &strLog);
     struct sigaction handler = {};
     struct sigaction old = {};
