@@ -45,7 +45,7 @@ std::vector<Step> steps_of(const Lines &lines) {
 
 // One shell for all steps, so that variables and functions stay; the streams of each go to files of
 // its own.
-std::string script_of(const std::vector<Step> &steps) {
+std::string script_of(const std::vector<Step> &steps, bool together = false) {
     std::string script = ". " VN_SESSIONS_DIR "/../support/session.sh\n";
     for (size_t i = 0; i < steps.size() && !steps[i].command.empty(); i++) {
         const std::string file = "\"$SESSION/" + std::to_string(i) + ".";
@@ -53,8 +53,8 @@ std::string script_of(const std::vector<Step> &steps) {
         for (const std::string &line : steps[i].command) {
             script += line.substr(2) + "\n";
         }
-        script +=
-            "} </dev/null >" + file + "out\" 2>" + file + "err\"\necho $? >" + file + "rc\"\n";
+        script += "} </dev/null >" + file + "out\" 2>" + (together ? "&1" : file + "err\"") +
+                  "\necho $? >" + file + "rc\"\n";
     }
     return script;
 }
@@ -102,6 +102,40 @@ std::string played(const Installation &in, const std::vector<Step> &steps) {
     return text;
 }
 
+// The shell that plays a script in the installation.
+void play(const Installation &in, const std::string &script) {
+    fs::create_directory(in.path(".session"));
+    std::vector<std::string> environment = in.environment({"SESSION=" + in.path(".session")});
+    environment.emplace_back("VN_CLIENT=" VN_CLIENT_PROGRAM);
+    environment.emplace_back("VN_PROBE=" VN_PROBE_PROGRAM);
+    CallOptions options;
+    options.directory = in.dir;
+    options.limit = std::chrono::seconds(25);
+    const CallResult shell = run_program({"/bin/sh", "-c", script}, environment, options);
+    EXPECT_EQ(shell, (CallResult{0, "", ""})) << "the shell that plays the session";
+}
+
+// The commands of a document's blocks, and below each, in "before", the output that it shows.
+std::vector<Step> console_steps(const std::string &path) {
+    std::vector<Step> steps;
+    std::string block; // the line that has begun it
+    for (const std::string &line : lines_of(read_file(path).value_or(""))) {
+        const std::string text = line.substr(std::min(line.find_first_not_of(' '), line.size()));
+        if (block.empty() || text == "```" || text == "-->") {
+            block = text == "```console" || text == "<!--$" ? text : "";
+        } else if (block == "<!--$") {
+            steps.push_back({{}, {"$ { " + line + "; } >/dev/null 2>&1"}});
+        } else if (line.starts_with("$ ")) {
+            steps.push_back({{}, {line}});
+        } else if (line.starts_with("> ") && !steps.empty() && steps.back().before.empty()) {
+            steps.back().command.push_back(line);
+        } else if (!steps.empty()) {
+            steps.back().before.push_back(line);
+        }
+    }
+    return steps;
+}
+
 } // namespace
 
 std::vector<std::string> session_names() {
@@ -117,18 +151,31 @@ void play_session(const std::string &name) {
     const std::string file = VN_SESSIONS_DIR "/" + name + ".txt";
     const std::vector<Step> steps = steps_of(lines_of(read_file(file).value_or("")));
     Installation in;
-    fs::create_directory(in.path(".session"));
-    std::vector<std::string> environment = in.environment({"SESSION=" + in.path(".session")});
-    environment.emplace_back("VN_CLIENT=" VN_CLIENT_PROGRAM);
-    environment.emplace_back("VN_PROBE=" VN_PROBE_PROGRAM);
-    CallOptions options;
-    options.directory = in.dir;
-    options.limit = std::chrono::seconds(25);
-    const std::string script = in.path(".session/script");
-    write_file(script, script_of(steps));
-    const CallResult shell = run_program({"/bin/sh", script}, environment, options);
-    EXPECT_EQ(shell, (CallResult{0, "", ""})) << "the shell that plays the session";
+    play(in, script_of(steps));
     expect_file("../sessions/" + name + ".txt", played(in, steps));
+}
+
+void play_document(const std::string &path) {
+    const std::vector<Step> steps = console_steps(path);
+    Installation in;
+    play(in, script_of(steps, true));
+    std::string shown, printed;
+    for (size_t i = 0; i < steps.size(); i++) {
+        for (const std::string &line : steps[i].command) {
+            shown += line + "\n";
+            printed += line + "\n";
+        }
+        for (const std::string &line : steps[i].before) {
+            shown += line + "\n";
+        }
+        printed += read_file(in.path(".session/" + std::to_string(i) + ".out")).value_or("");
+    }
+    for (size_t at = 0; (at = shown.find("/opt/vorna", at)) != shown.npos;) {
+        shown.replace(at, std::string("/opt/vorna").size(), in.dir);
+    }
+    shown = in.comparable(shown);
+    printed = in.comparable(printed);
+    EXPECT_EQ(shown, printed) << path << "\n" << difference(shown, printed);
 }
 
 } // namespace vn_test

@@ -20,4 +20,11 @@ std::vector<std::string> session_names();
 // than the file has, or writes the file anew (see expected.h).
 void play_session(const std::string &name);
 
+// Plays the commands of a Markdown document (a path), which are in blocks that begin with
+// "```console", in one installation, and fails the test when they print something else than the
+// document says, standard output and error together. Both are compared as the normalised texts; the
+// installation is /opt/vorna in documents. Commands in a comment "<!--$" prepare what the document
+// takes for given; what they print does not count.
+void play_document(const std::string &path);
+
 } // namespace vn_test

@@ -137,6 +137,8 @@ runs() {
         }
         print text
     }'
+}
+
 # daemon OPTIONS...: starts a control daemon that lives as long as the session; its port is in $port.
 daemon() {
     [ -p "$SESSION/life" ] || {
