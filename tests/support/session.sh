@@ -17,6 +17,14 @@ probe() {
     "$VN_PROBE" "$@"
 }
 
+# The programs beside the agent.
+vn_ctrlc() {
+    "${VN_CLIENT%/*}/vn_ctrlc" "$@"
+}
+vn_rcmd() {
+    "${VN_CLIENT%/*}/vn_rcmd" "$@"
+}
+
 # The agent with its trace on standard error.
 traced() {
     "$VN_CLIENT" -v "$@"
