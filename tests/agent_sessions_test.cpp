@@ -23,7 +23,8 @@ TEST_P(Document, ShowsWhatTheCommandsPrint) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Document,
-                         testing::Values("README.md", "docs/functions.md"),
+                         testing::Values("README.md", "docs/functions.md", "docs/interfaces.md",
+                                         "docs/operators.md"),
                          [](const auto &test) {
                              std::string name = test.param;
                              std::replace_if(

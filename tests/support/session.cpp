@@ -128,11 +128,16 @@ std::vector<Step> console_steps(const Installation &in, const std::string &path)
     }
     std::vector<Step> steps;
     std::string block; // the line that has begun it
-    for (const std::string &line : lines_of(all)) {
+    size_t indent = 0; // of the block
+    for (std::string line : lines_of(all)) {
         const std::string text = line.substr(std::min(line.find_first_not_of(' '), line.size()));
         if (block.empty() || text == "```" || text == "-->") {
             block = text == "```console" || text == "<!--$" ? text : "";
-        } else if (block == "<!--$") {
+            indent = line.size() - text.size();
+            continue;
+        }
+        line.erase(0, indent);
+        if (block == "<!--$") {
             steps.push_back({{}, {"$ { " + line, "> } >/dev/null 2>&1"}});
         } else if (line.starts_with("$ ")) {
             steps.push_back({{}, {line}});
