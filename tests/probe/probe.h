@@ -42,5 +42,6 @@ extern const std::span<const Function> kTrace;
 extern const std::span<const Function> kVariables;
 extern const std::span<const Function> kMachine;
 extern const std::span<const Function> kProcesses;
+extern const std::span<const Function> kRequest;
 
 } // namespace vn_probe

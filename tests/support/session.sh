@@ -55,7 +55,10 @@ ask() {
         eval "vn_client -i 7 $words" >"$SESSION/out" 2>"$SESSION/err"
         WORDS=$words STATUS=$? awk '
             function show(name, file, text, line) {
-                while ((getline line <file) > 0) text = text (text == "" ? "" : " / ") line
+                while ((getline line <file) > 0) {
+                    sub(/^[ 0-9][0-9]:[0-9][0-9]:[0-9][0-9]#/, "<time>#", line)
+                    text = text (text == "" ? "" : " / ") line
+                }
                 if (text != "") printf ", %s%s", name, text
             }
             BEGIN {

@@ -1,11 +1,19 @@
-// How a call's record reaches its reader when standard error or memory is short. All else about the
-// command line is in tests/sessions.
+// How a call's record reaches its reader: when standard error or memory is short, and in time. All
+// else about requests is in tests/sessions.
+#include "common/common/text.h"
+#include "kernel/request/finish.h"
+#include "kernel/request/options.h"
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
+#include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
 
@@ -13,7 +21,20 @@ using namespace vn_test;
 
 namespace {
 
-const std::string kRecord = "ID=7\nSTATUS=SUCCESS MSG=\n";
+const std::string kRecord = "ID=7\nSTATUS=SUCCESS MSG=\n",
+                  kNoMemory = "ID=7\nSTATUS=ERROR MSG=out of memory\n";
+
+// The caller reads the record before the process has gone.
+TEST(Record, IsFollowedByAPause) {
+    const Installation in;
+    auto shortest = std::chrono::steady_clock::duration::max();
+    for (int i = 0; i < 5; i++) {
+        const auto before = std::chrono::steady_clock::now();
+        in.agent({"-i", "7", "-f", "r"});
+        shortest = std::min(shortest, std::chrono::steady_clock::now() - before);
+    }
+    EXPECT_GE(shortest, std::chrono::milliseconds(10));
+}
 
 // A standard error that takes nothing for a while gets the record when it does, and ends no call
 // that has nobody to tell it to.
@@ -65,9 +86,8 @@ TEST(Record, TellsALackOfMemory) {
              VN_CLIENT_PROGRAM},
             {"VORNA_INI=" + in.path("vorna.ini")}, {});
     };
-    const std::string told = "ID=7\nSTATUS=ERROR MSG=out of memory\n";
     EXPECT_EQ(limited(100000, "u -m C -n gv_rw_work:big -s A -t k -d v"),
-              (CallResult{2, "", told}));
+              (CallResult{2, "", kNoMemory}));
     EXPECT_EQ(in.get_glbv("gv_client_sts_7"), "2");
     EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "out of memory");
     int ended = 0;
@@ -77,12 +97,46 @@ TEST(Record, TellsALackOfMemory) {
             continue;
         }
         const std::string early = "ID=\nSTATUS=ERROR MSG=out of memory\n";
-        EXPECT_TRUE(result == (CallResult{2, "", early}) || result == (CallResult{2, "", told}) ||
+        EXPECT_TRUE(result == (CallResult{2, "", early}) ||
+                    result == (CallResult{2, "", kNoMemory}) ||
                     result == (CallResult{0, "", kRecord}))
             << kilobytes << ": " << result.status << result.err;
         ended += result.status == 2 ? 1 : 0;
     }
     EXPECT_GT(ended, 0);
+}
+
+// With all memory taken, what was set aside suffices for the record and the variables.
+TEST(Record, TellsThatAllMemoryIsTaken) {
+#if defined(__SANITIZE_ADDRESS__)
+    GTEST_SKIP() << "the sanitizer's own memory cannot be limited";
+#endif
+    const Installation in;
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(open(in.path("err").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDERR_FILENO);
+        text_copy(gszId, "7");
+        gcFunc = 'k';
+        FINISH_WITHOUT_MEMORY();
+        rlim_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
+        const rlimit limit = {bytes, bytes};
+        setrlimit(RLIMIT_AS, &limit);
+        for (size_t size = 1 << 20; size >= 16; size /= 2) {
+            for (void *volatile taken = std::malloc(size); taken != nullptr;) {
+                taken = std::malloc(size);
+            }
+        }
+        [[maybe_unused]] void *none = ::operator new(1);
+        _exit(99);
+    }
+    int state = -1;
+    waitpid(pid, &state, 0);
+    EXPECT_EQ(state, W_EXITCODE(2, 0));
+    EXPECT_EQ(read_file(in.path("err")), kNoMemory);
+    EXPECT_EQ(in.get_glbv("gv_client_sts_7"), "2");
+    EXPECT_EQ(in.get_glbv("gv_client_msg_7"), "out of memory");
 }
 
 } // namespace
