@@ -44,7 +44,7 @@ namespace {
 
 void run(std::span<char *> call) {
     Words words{call.subspan(1)};
-    for (const auto &table : {kIni, kMachine, kProcesses, kRequest, kTrace, kVariables}) {
+    for (const auto &table : {kIni, kMachine, kProcesses, kRequest, kTrace, kVariables, kText}) {
         for (const Function &function : table) {
             if (std::strcmp(function.name, call[0]) == 0) {
                 function.run(words);

@@ -38,6 +38,7 @@ struct Function {
 
 // Each file of the probe has one table of functions; they are joined in main.cpp.
 extern const std::span<const Function> kIni;
+extern const std::span<const Function> kText;
 extern const std::span<const Function> kTrace;
 extern const std::span<const Function> kVariables;
 extern const std::span<const Function> kMachine;

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <unistd.h>
 
@@ -62,11 +63,11 @@ void run_trace(Words &words) {
     write([&] { trace(format, words.more() ? words.text() : ""); });
 }
 
-// FORMAT [ARGUMENT]
+// FORMAT [ARGUMENT [ARGUMENT]]
 void run_protocol(Words &words) {
     void (*const unchecked)(const char *, ...) = PROT;
-    const char *format = words.text();
-    write([&] { unchecked(format, words.more() ? words.text() : ""); });
+    const char *format = words.text(), *first = words.more() ? words.text() : "";
+    write([&] { unchecked(format, first, words.more() ? words.text() : ""); });
 }
 
 // The text that makes an event's line as long as the next word tells: time, tag and process id in
@@ -86,6 +87,10 @@ void run_long_format(Words &words) {
     unchecked(("W003-BASICS  " + fill(words)).c_str());
 }
 
+void run_no_text(Words &) {
+    PROT("W003-BASICS  %ls", L"\xd800");
+}
+
 void run_log_check(Words &words) {
     std::printf("%d\n", log_check(words.text()));
 }
@@ -100,9 +105,11 @@ void run_time(Words &words) {
     std::printf("%s%s\n", time.data(), same ? "" : ", returned another");
 }
 
-// SECONDS FORMAT SIZE
+// SECONDS FORMAT SIZE: of the clock, or with a "+" before the seconds from now on.
 void run_strftime(Words &words) {
-    const long when = words.number();
+    const char *seconds = words.text();
+    const bool from_now = *seconds == '+';
+    const long when = (from_now ? std::time(nullptr) : 0) + std::atol(seconds + (from_now ? 1 : 0));
     const char *format = words.text();
     void (*const unchecked)(std::time_t, const char *, char *, int) = cm_strftime;
     Buffer time((size_t)words.number(), '~');
@@ -119,6 +126,7 @@ const Function kFunctions[] = {
     {"PROT", run_protocol},
     {"PROT_text", run_long_event},
     {"PROT_format", run_long_format},
+    {"PROT_no_text", run_no_text},
     {"log_check", run_log_check},
     {"eLang", run_language},
     {"time_get", run_time},
