@@ -12,17 +12,11 @@ namespace vn_test {
 // With VN_RENEW in the environment the file is written instead, never where CI is "true".
 void expect_file(const std::string &name, const std::string &text);
 
-// The lines of two texts as one: "  " before those of both, "- " before those that only the first,
-// "+ " before those that only the second has. Of equal lines only the two next to a difference.
-std::string difference(const std::string &expected, const std::string &actual);
+// What the program diff says of the file (a path) and the text.
+std::string difference(const std::string &file, const std::string &text);
 
 // The text without what tells how the machine has run the programs at once: the shell's lines for
 // the parts of a pipeline, which come in any order, and how often a reader has read.
 std::string without_races(const std::string &text);
-
-// What a request has left, normalised: its words, exit status, standard output, what standard error
-// says besides the trace, and the trace. The trace file is removed.
-std::string transcript(const Installation &in, const std::vector<std::string> &arguments,
-                       const CallOptions &options = {});
 
 } // namespace vn_test

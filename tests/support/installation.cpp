@@ -32,47 +32,30 @@ std::string make_directory() {
     return path;
 }
 
-// A line of an INI file is found by its section, "" before the first one, and key.
-struct IniPlace {
-    std::vector<std::string> lines;
-    size_t at = 0; // the key's line, else where it goes
-    bool has_key = false;
-    bool has_section = false;
-};
-
-IniPlace find_ini(const std::string &file, std::string_view section, std::string_view key) {
-    IniPlace place;
-    place.lines = lines_of(read_file(file).value_or(""));
-    const std::string heading = "[" + std::string(section) + "]";
-    const std::string start = std::string(key) + "=";
-    bool inside = section.empty();
-    place.has_section = inside;
-    for (size_t i = 0; i < place.lines.size(); i++) {
-        const std::string &line = place.lines[i];
-        if (line.starts_with('[')) {
-            inside = !section.empty() && line == heading;
-            place.has_section = place.has_section || inside;
+// Puts the key's line, none when it is empty, in the place of the one it has or at the end of its
+// section.
+void edit_ini(const std::string &file, const std::string &section, const std::string &key,
+              const std::string &line) {
+    const std::string heading = section.empty() ? "" : "[" + section + "]";
+    std::string text, current;
+    bool done = false, has_section = section.empty();
+    const auto put = [&] {
+        text += done || line.empty() ? "" : line + "\n";
+        done = true;
+    };
+    for (const std::string &old : lines_of(read_file(file).value_or(""))) {
+        const bool inside = current == heading, found = inside && old.starts_with(key + "=");
+        if (old.starts_with('[')) {
+            current = old;
+            has_section = has_section || old == heading;
         }
-        if (!inside) {
-            continue;
+        if (inside && (found || current != heading)) {
+            put();
         }
-        if (line.starts_with(start)) {
-            place.at = i;
-            place.has_key = true;
-            return place;
-        }
-        if (!line.empty()) {
-            place.at = i + 1;
-        }
+        text += found ? "" : old + "\n";
     }
-    return place;
-}
-
-void write_lines(const std::string &file, const std::vector<std::string> &lines) {
-    std::string text;
-    for (const std::string &line : lines) {
-        text += line + "\n";
-    }
+    text += has_section ? "" : heading + "\n";
+    put();
     write_file(file, text);
 }
 
@@ -149,28 +132,15 @@ void Installation::remove_glbv(std::string_view name) const {
 
 void Installation::set_ini(const std::string &file, std::string_view section, std::string_view key,
                            std::string_view value) const {
-    IniPlace place = find_ini(file, section, key);
-    const std::string line = std::string(key) + "=" + std::string(value);
-    if (place.has_key) {
-        place.lines[place.at] = line;
-    } else if (place.has_section) {
-        place.lines.insert(place.lines.begin() + (ptrdiff_t)place.at, line);
-    } else {
-        place.lines.push_back("[" + std::string(section) + "]");
-        place.lines.push_back(line);
-    }
-    write_lines(file, place.lines);
+    edit_ini(file, std::string(section), std::string(key),
+             std::string(key) + "=" + std::string(value));
 }
 
 void Installation::remove_ini(const std::string &file, std::string_view section,
                               std::string_view key) const {
-    IniPlace place = find_ini(file, section, key);
-    if (!place.has_key) {
-        ADD_FAILURE() << file << " has no key " << key << " in [" << section << "]";
-        return;
-    }
-    place.lines.erase(place.lines.begin() + (ptrdiff_t)place.at);
-    write_lines(file, place.lines);
+    const size_t before = lines_of(read_file(file).value_or("")).size();
+    edit_ini(file, std::string(section), std::string(key), "");
+    EXPECT_LT(lines_of(read_file(file).value_or("")).size(), before) << file << " has no " << key;
 }
 
 std::vector<std::string> Installation::trace() const {

@@ -76,8 +76,8 @@ struct Installation {
     std::vector<std::string> error_protocol() const;
 
     // Replaces in a text what differs from run to run: the time at the beginning of a line by
-    // "<time>", process ids ("PID=17", "[    17]") by "<pid>", the command of a parent process,
-    // when it is that process's, by "<parent>" and the installation's directory by "<dir>".
+    // "<time>", process ids ("PID=17", "[    17]") by "<pid>" and the installation's directory by
+    // "<dir>".
     std::string normalised(std::string_view text) const;
     // The same, and what differs from machine to machine: the agent's path by "<agent>", the user
     // by "<user>", identifiers of 14 digits by "<id>", times of files by "<date>". The work

@@ -2,10 +2,10 @@
 // to machine, and nothing else.
 #include "tests/support/installation.h"
 
-#include <algorithm>
-#include <cctype>
+#include <span>
 
 #include <pwd.h>
+#include <regex.h>
 #include <unistd.h>
 
 namespace vn_test {
@@ -18,126 +18,65 @@ void replace_all(std::string &text, std::string_view from, std::string_view to) 
     }
 }
 
-// The length of the text at "at" that has the form of the pattern: "0" stands for a digit, "_" for
-// a digit or a blank, "#" for one digit or more, every other character for itself. 0: another form.
-size_t matching(std::string_view text, size_t at, std::string_view pattern) {
-    const size_t begin = at;
-    auto is_digit = [&] { return at < text.size() && std::isdigit((unsigned char)text[at]) != 0; };
-    for (char form : pattern) {
-        if (at >= text.size()) {
-            return 0;
-        }
-        if (form == '#') {
-            if (!is_digit()) {
-                return 0;
-            }
-            while (is_digit()) {
-                at++;
-            }
-            continue;
-        }
-        bool fits = form == '0'   ? is_digit()
-                    : form == '_' ? is_digit() || text[at] == ' '
-                                  : text[at] == form;
-        if (!fits) {
-            return 0;
-        }
-        at++;
+// What stands between the two groups of a pattern is replaced in every line.
+struct Mask {
+    Mask(const char *pattern, const char *text) : by(text) {
+        regcomp(&compiled, pattern, REG_EXTENDED);
     }
-    return at - begin;
-}
+    ~Mask() { regfree(&compiled); }
+    Mask(const Mask &) = delete;
+    Mask &operator=(const Mask &) = delete;
+    void apply(std::string &line) const;
 
-// Replaces all that has the form and is not part of a longer number.
-void replace_forms(std::string &text, std::string_view form, std::string_view by) {
-    for (size_t at = 0; at < text.size(); at++) {
-        const bool begins = at == 0 || std::isdigit((unsigned char)text[at - 1]) == 0;
-        const size_t length = begins ? matching(text, at, form) : 0;
-        if (length > 0 && matching(text, at + length, "0") == 0) {
-            text.replace(at, length, by);
-        }
+    regex_t compiled;
+    std::string by;
+};
+
+void Mask::apply(std::string &line) const {
+    regmatch_t found[3];
+    for (size_t at = 0;
+         regexec(&compiled, line.c_str() + at, 3, found, at > 0 ? REG_NOTBOL : 0) == 0;) {
+        const auto begin = at + (size_t)found[1].rm_eo, end = at + (size_t)found[2].rm_so;
+        line.replace(begin, end - begin, by);
+        at = begin + by.size();
     }
 }
 
-// Replaces every number between prefix and suffix, blanks before it included, by "<pid>".
-void replace_pids(std::string &line, std::string_view prefix, std::string_view suffix) {
-    for (size_t at = line.find(prefix); at != std::string::npos; at = line.find(prefix, at + 1)) {
-        size_t begin = at + prefix.size();
-        size_t blanks = std::min(line.find_first_not_of(' ', begin), line.size()) - begin;
-        size_t digits = matching(line, begin + blanks, "#");
-        if (digits > 0 && line.compare(begin + blanks + digits, suffix.size(), suffix) == 0) {
-            line.replace(begin, blanks + digits, "<pid>");
+#define CLOCK "[0-9]{2}:[0-9]{2}"
+const Mask kMasks[] = {{"(^)[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:" CLOCK "([# ])", "<time>"},
+                       {"(^) ?[ 0-9][0-9]:" CLOCK "([# ])", "<time>"},
+                       {"(PID=) *[0-9]+($|[^0-9])", "<pid>"},
+                       {"(\\[) *[0-9]+(\\])", "<pid>"}};
+const Mask kMoreMasks[] = {
+    {"(kill -[29] ) *[0-9]+(;)", "<pid>"},
+    {"(^|[^0-9])[0-9]{14}($|[^0-9])", "<id>"},
+    {"(^|[^0-9])[0-9]{4}\\.[0-9]{2}\\.[0-9]{2} [0-9]{2}:" CLOCK "($|[^0-9])", "<date>"}};
+#undef CLOCK
+
+std::string masked(std::string_view text, std::span<const Mask> masks) {
+    std::string result;
+    for (std::string line : lines_of(text)) {
+        for (const Mask &mask : masks) {
+            mask.apply(line);
         }
+        result += line + "\n";
     }
-}
-
-// The command line of a process as ps shows it, blanks squeezed; "" when there is no such process.
-std::string command_of(const std::string &pid) {
-    std::string command;
-    for (char letter : read_file("/proc/" + pid + "/cmdline").value_or("")) {
-        const char shown = letter == '\0' ? ' ' : letter;
-        command += shown != ' ' || !command.ends_with(' ') ? std::string(1, shown) : "";
-    }
-    command.resize(command.find_last_not_of(' ') + 1);
-    return command;
-}
-
-// Replaces a parent that is shown as it has to be by "<parent>"; a wrong one stays to be seen.
-void mask_parent(std::string &line) {
-    constexpr std::string_view start = "parent process: ", number = " (PPID=";
-    const size_t begin = line.find(start), end = line.rfind(number);
-    if (begin == line.npos || end == line.npos || end < begin + start.size()) {
-        return;
-    }
-    const size_t digits = matching(line, end + number.size(), "#");
-    const std::string pid = line.substr(end + number.size(), digits);
-    const std::string text = line.substr(begin + start.size(), end - begin - start.size());
-    const std::string command = command_of(pid);
-    const bool cut = text.size() > 490 && command.starts_with(text);
-    if (!text.empty() && (text == command || cut)) {
-        line.replace(begin + start.size(), line.npos, "<parent>");
-    }
-}
-
-void normalise_line(std::string &line) {
-    for (std::string_view form : {"0000-00-00 00:00:00", "_0:00:00", " _0:00:00"}) {
-        if (size_t length = matching(line, 0, form); length > 0) {
-            line.replace(0, length, "<time>");
-            break;
-        }
-    }
-    mask_parent(line);
-    replace_pids(line, "PID=", "");
-    replace_pids(line, "[", "]");
+    result.resize(result.size() - (text.ends_with('\n') || text.empty() ? 0 : 1));
+    return result;
 }
 
 } // namespace
 
 std::string Installation::normalised(std::string_view text) const {
-    std::string result;
-    for (size_t begin = 0; begin < text.size();) {
-        size_t end = text.find('\n', begin);
-        std::string line(text.substr(begin, end == text.npos ? text.npos : end - begin));
-        normalise_line(line);
-        replace_all(line, dir, "<dir>");
-        result += line;
-        if (end == text.npos) {
-            break;
-        }
-        result += '\n';
-        begin = end + 1;
-    }
+    std::string result = masked(text, kMasks);
+    replace_all(result, dir, "<dir>");
     return result;
 }
 
 std::string Installation::comparable(std::string_view text) const {
-    std::string result = normalised(text);
-    replace_pids(result, "kill -2 ", ";");
-    replace_pids(result, "kill -9 ", ";");
+    std::string result = masked(normalised(text), kMoreMasks);
     replace_all(result, VN_CLIENT_PROGRAM, "<agent>");
-    const std::string work = "<dir>/rw/work";
-    replace_all(result, work + "/", "<work>/");
-    replace_forms(result, "00000000000000", "<id>");
-    replace_forms(result, "0000.00.00 00:00:00", "<date>");
+    replace_all(result, "<dir>/rw/work/", "<work>/");
     if (const passwd *user = getpwuid(geteuid())) {
         replace_all(result, std::string("User= ") + user->pw_name + " ", "User= <user> ");
     }

@@ -1,6 +1,6 @@
-// Runs a program with its three streams on pipes until they are closed and it has ended, or until
-// the time limit. One loop feeds and drains all streams: a program that fills one never blocks on
-// another.
+// Runs a program with its input in a file and its output on pipes until they are closed and it has
+// ended, or until the time limit. One loop drains both pipes: a program that fills one never blocks
+// on the other.
 #include "tests/support/installation.h"
 
 #include <gtest/gtest.h>
@@ -21,28 +21,31 @@ namespace vn_test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Pipe = std::array<int, 2>; // the end to read from, the one to write to
 
-struct Pipe {
-    int read_end = -1;
-    int write_end = -1;
-};
-
-Pipe make_pipe() {
-    int ends[2];
-    if (pipe(ends) != 0) {
-        std::perror("pipe for a test");
-        std::abort();
-    }
-    fcntl(ends[0], F_SETFD, FD_CLOEXEC);
-    fcntl(ends[1], F_SETFD, FD_CLOEXEC);
-    return {ends[0], ends[1]};
+[[noreturn]] void give_up(const char *what) {
+    std::perror(what);
+    std::abort();
 }
 
-void close_end(int &descriptor) {
-    if (descriptor >= 0) {
-        close(descriptor);
+Pipe make_pipe() {
+    Pipe ends;
+    if (pipe2(ends.data(), O_CLOEXEC) != 0) {
+        give_up("pipe for a test");
     }
-    descriptor = -1;
+    return ends;
+}
+
+// A file without a name that holds the text, at its beginning.
+int input_of(const std::string &text) {
+    std::FILE *file = std::tmpfile();
+    if (file == nullptr || std::fwrite(text.data(), 1, text.size(), file) != text.size()) {
+        give_up("input for a test");
+    }
+    std::rewind(file);
+    const int descriptor = fcntl(fileno(file), F_DUPFD_CLOEXEC, 0);
+    std::fclose(file);
+    return descriptor;
 }
 
 std::vector<char *> as_vector(const std::vector<std::string> &texts) {
@@ -57,8 +60,7 @@ std::vector<char *> as_vector(const std::vector<std::string> &texts) {
 // Starts the program as leader of a process group of its own, so that its children can be killed
 // too.
 pid_t start(const std::vector<std::string> &arguments, const std::vector<std::string> &environment,
-            const std::string &directory, const Pipe &input, const Pipe &output,
-            const Pipe &error) {
+            const std::string &directory, std::array<int, 3> streams) {
     std::vector<char *> argv = as_vector(arguments);
     std::vector<char *> envp = as_vector(environment);
     pid_t pid = fork();
@@ -66,10 +68,10 @@ pid_t start(const std::vector<std::string> &arguments, const std::vector<std::st
         return pid;
     }
     setpgid(0, 0);
-    signal(SIGPIPE, SIG_DFL);
-    if (dup2(input.read_end, 0) < 0 || dup2(output.write_end, 1) < 0 ||
-        dup2(error.write_end, 2) < 0) {
-        _exit(126);
+    for (int i = 0; i < 3; i++) {
+        if (dup2(streams[(size_t)i], i) < 0) {
+            _exit(126);
+        }
     }
     if (!directory.empty() && chdir(directory.c_str()) != 0) {
         _exit(126);
@@ -81,67 +83,36 @@ pid_t start(const std::vector<std::string> &arguments, const std::vector<std::st
 // Appends what there is to read; at the end of the stream it is closed.
 void drain(int &descriptor, std::string &text) {
     std::array<char, 65536> block;
-    ssize_t length = read(descriptor, block.data(), block.size());
+    const ssize_t length = read(descriptor, block.data(), block.size());
     if (length > 0) {
         text.append(block.data(), (size_t)length);
     } else if (length == 0 || errno != EINTR) {
-        close_end(descriptor);
+        close(descriptor);
+        descriptor = -1;
     }
 }
 
-// Writes the next piece; when all is written, or nobody reads any more, the stream is closed.
-void feed(int &descriptor, std::string_view &input) {
-    ssize_t length = write(descriptor, input.data(), input.size());
-    if (length >= 0) {
-        input.remove_prefix((size_t)length);
-    } else if (errno != EINTR && errno != EAGAIN) {
-        input = {};
-    }
-    if (input.empty()) {
-        close_end(descriptor);
-    }
-}
-
-// Serves the streams until both outputs are closed; false after the time limit.
-bool serve(Pipe &input, Pipe &output, Pipe &error, std::string_view text, CallResult &result,
+// Drains both outputs until they are closed and waits for the program; false after the time limit.
+bool serve(pid_t pid, int &output, int &error, CallResult &result, int &state,
            Clock::time_point end) {
-    while (output.read_end >= 0 || error.read_end >= 0) {
-        // poll passes over entries with a descriptor of -1.
-        std::array<pollfd, 3> streams = {pollfd{input.write_end, POLLOUT, 0},
-                                         pollfd{output.read_end, POLLIN, 0},
-                                         pollfd{error.read_end, POLLIN, 0}};
-        auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    while (output >= 0 || error >= 0 || waitpid(pid, &state, WNOHANG) != pid) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
         if (left <= 0) {
             return false;
         }
-        if (poll(streams.data(), streams.size(), (int)left) <= 0) {
+        // poll passes over entries with a descriptor of -1; then only the end is waited for.
+        pollfd streams[] = {{output, POLLIN, 0}, {error, POLLIN, 0}};
+        if (poll(streams, 2, output < 0 && error < 0 ? 1 : (int)left) <= 0) {
             continue;
         }
         if (streams[0].revents != 0) {
-            feed(input.write_end, text);
+            drain(output, result.out);
         }
         if (streams[1].revents != 0) {
-            drain(output.read_end, result.out);
-        }
-        if (streams[2].revents != 0) {
-            drain(error.read_end, result.err);
+            drain(error, result.err);
         }
     }
     return true;
-}
-
-// Waits for the end of a program that has closed its streams; false after the time limit.
-bool reap(pid_t pid, int &state, Clock::time_point end) {
-    for (;;) {
-        pid_t ended = waitpid(pid, &state, WNOHANG);
-        if (ended == pid) {
-            return true;
-        }
-        if (Clock::now() >= end) {
-            return false;
-        }
-        usleep(500);
-    }
 }
 
 } // namespace
@@ -149,22 +120,16 @@ bool reap(pid_t pid, int &state, Clock::time_point end) {
 CallResult run_program(const std::vector<std::string> &arguments,
                        const std::vector<std::string> &environment, const CallOptions &options) {
     const Clock::time_point end = Clock::now() + options.limit;
-    // A program that does not read its input is no fault of the test.
-    const auto previous_action = std::signal(SIGPIPE, SIG_IGN);
-    Pipe input = make_pipe(), output = make_pipe(), error = make_pipe();
-    pid_t pid = start(arguments, environment, options.directory, input, output, error);
-    close_end(input.read_end);
-    close_end(output.write_end);
-    close_end(error.write_end);
-    fcntl(input.write_end, F_SETFL, O_NONBLOCK);
-    if (options.input.empty()) {
-        close_end(input.write_end);
+    const int input = input_of(options.input);
+    Pipe output = make_pipe(), error = make_pipe();
+    const pid_t pid =
+        start(arguments, environment, options.directory, {input, output[1], error[1]});
+    for (const int descriptor : {input, output[1], error[1]}) {
+        close(descriptor);
     }
-
     CallResult result;
     int state = 0;
-    if (pid > 0 && serve(input, output, error, options.input, result, end) &&
-        reap(pid, state, end)) {
+    if (pid > 0 && serve(pid, output[0], error[0], result, state, end)) {
         result.status = WIFSIGNALED(state) ? 128 + WTERMSIG(state) : WEXITSTATUS(state);
     } else {
         ADD_FAILURE() << arguments[0] << " was not at its end after " << options.limit.count()
@@ -173,11 +138,9 @@ CallResult run_program(const std::vector<std::string> &arguments,
             kill(-pid, SIGKILL);
             waitpid(pid, &state, 0);
         }
+        close(output[0]);
+        close(error[0]);
     }
-    close_end(input.write_end);
-    close_end(output.read_end);
-    close_end(error.read_end);
-    std::signal(SIGPIPE, previous_action);
     return result;
 }
 

@@ -187,7 +187,8 @@ void play_document(const std::string &path) {
     }
     shown = in.comparable(shown);
     printed = in.comparable(printed);
-    EXPECT_TRUE(shown == printed) << path << "\n" << difference(shown, printed);
+    write_file(in.path("shown"), shown);
+    EXPECT_TRUE(shown == printed) << path << "\n" << difference(in.path("shown"), printed);
 }
 
 } // namespace vn_test
