@@ -1,6 +1,7 @@
 // See probe.h.
 #include "tests/probe/probe.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -17,12 +18,6 @@ char *Words::text() {
     }
     char *word = left.front();
     left = left.subspan(1);
-    size_t length = 0;
-    char letter = 0, rest = 0;
-    if (std::sscanf(word, "%zu*%c%c", &length, &letter, &rest) == 2) {
-        static std::list<std::string> texts;
-        word = texts.emplace_back(length, letter).data();
-    }
     return std::strcmp(word, "NULL") == 0 ? nullptr : word;
 }
 
@@ -42,9 +37,19 @@ Buffer buffer(size_t size, const std::string &text) {
 
 namespace {
 
+// Replaces "5000*x", before anything runs: memory may be missing then.
+char *expanded(char *word) {
+    static std::list<std::string> texts;
+    size_t length = 0;
+    char letter = 0, rest = 0;
+    const bool is_short = std::sscanf(word, "%zu*%c%c", &length, &letter, &rest) == 2;
+    return is_short ? texts.emplace_back(length, letter).data() : word;
+}
+
 void run(std::span<char *> call) {
     Words words{call.subspan(1)};
-    for (const auto &table : {kIni, kMachine, kProcesses, kRequest, kTrace, kVariables, kText}) {
+    for (const auto &table : {kDatabase, kFiles, kIni, kListing, kMachine, kProcesses, kRequest,
+                              kText, kTrace, kVariables}) {
         for (const Function &function : table) {
             if (std::strcmp(function.name, call[0]) == 0) {
                 function.run(words);
@@ -62,6 +67,7 @@ void run(std::span<char *> call) {
 
 int main(int argc, char **argv) {
     std::span<char *> words(argv + 1, argv + argc);
+    std::transform(words.begin(), words.end(), words.begin(), vn_probe::expanded);
     if (!words.empty() && words[0][0] == '-') {
         v_set_log_main("probe.lgc", "NOSUCH", &vn_probe::log);
         v_set_log(-std::atoi(words[0]), 1, &vn_probe::log);

@@ -137,6 +137,7 @@ const Function kFunctions[] = {
     {"system", run_system},
     {"state",
      [](Words &words) { std::fprintf(stderr, "state %d\n", i_cm_system_state(words.text())); }},
+    {"start", [](Words &words) { std::fprintf(stderr, "start %d\n", start_system(words.text())); }},
     {"proc", [](Words &words) { std::printf("%d\n", start_proc(words.text_or(nullptr))); }},
     {"exec", run_exec},
     {"status", run_status},

@@ -3,7 +3,8 @@
 // below each the output follows: "  " before a line of standard output, "! " before one of standard
 // error, "? " before an exit status that is not 0. All other lines are comments. Each session has
 // an installation of its own, in whose directory it starts; session.sh holds what it may use beside
-// the machine's programs. To write what the commands print now into the file:
+// the machine's programs. One whose name ends with "_memory" is not played under the sanitizers. To
+// write what the commands print now into the file:
 //     VN_RENEW=1 scripts/test -R Session
 // and look at the difference before it is committed.
 #pragma once

@@ -130,6 +130,14 @@ stored() {
     rm -f "$dir/rw/glbv/gv_client_sts_$1.sgv" "$dir/rw/glbv/gv_client_msg_$1.sgv"
 }
 
+# prot: the protocol, which is emptied.
+prot() {
+    if [ -e rw/prot/vorna.prot ]; then
+        cat rw/prot/vorna.prot
+        : >rw/prot/vorna.prot
+    fi
+}
+
 # x N [LETTER]: a text of N letters.
 x() {
     printf "%*s" "$1" '' | tr ' ' "${2:-x}"
