@@ -30,7 +30,7 @@ TEST(Record, IsFollowedByAPause) {
     auto shortest = std::chrono::steady_clock::duration::max();
     for (int i = 0; i < 5; i++) {
         const auto before = std::chrono::steady_clock::now();
-        in.agent({"-i", "7", "-f", "r"});
+        run_program({VN_CLIENT_PROGRAM, "-f", "r"}, in.environment(), {});
         shortest = std::min(shortest, std::chrono::steady_clock::now() - before);
     }
     EXPECT_GE(shortest, std::chrono::milliseconds(10));
@@ -49,7 +49,7 @@ TEST(Record, WaitsForAStandardErrorThatWouldBlock) {
     const auto call_with_pipe = [&] {
         return run_program({"/bin/sh", "-c", "exec \"$0\" -f r -i 7 2>&" + std::to_string(ends[1]),
                             VN_CLIENT_PROGRAM},
-                           {"VORNA_INI=" + in.path("vorna.ini")}, {})
+                           in.environment(), {})
             .status;
     };
     const auto before = std::chrono::steady_clock::now();
@@ -84,7 +84,7 @@ TEST(Record, TellsALackOfMemory) {
             {"/bin/sh", "-c",
              "ulimit -v " + std::to_string(kilobytes) + "; exec \"$0\" -i 7 -f " + words,
              VN_CLIENT_PROGRAM},
-            {"VORNA_INI=" + in.path("vorna.ini")}, {});
+            in.environment(), {});
     };
     EXPECT_EQ(limited(100000, "u -m C -n gv_rw_work:big -s A -t k -d v"),
               (CallResult{2, "", kNoMemory}));

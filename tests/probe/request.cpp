@@ -39,6 +39,10 @@ void run_figures(Words &words) {
     std::printf("returns %d\n", iWRITE_PERF_FILE(path, text));
 }
 
+void run_allow_list(Words & /*words*/) {
+    std::printf("%s\n", gcpAllowList);
+}
+
 // USER COMMAND [ARGUMENT...]: the allow list is the file "allow" of the current directory.
 void run_user_command(Words &words) {
     gcpAllowList = "allow";
@@ -81,6 +85,7 @@ void run_broken(Words &words) {
 
 const Function kFunctions[] = {{"finish", run_finish},
                                {"figures", run_figures},
+                               {"allow_list", run_allow_list},
                                {"user_command", run_user_command},
                                {"volume_label", run_volume_label},
                                {"broken", run_broken}};

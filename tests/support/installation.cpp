@@ -89,33 +89,14 @@ std::string Installation::path(std::string_view name) const {
     return dir + "/" + std::string(name);
 }
 
-std::vector<std::string> Installation::environment(const std::vector<std::string> &changes) const {
+std::vector<std::string> Installation::environment() const {
     std::vector<std::string> environment = {"LC_ALL=C", "VORNA_INI=" + path("vorna.ini")};
     for (const char *name : {"PATH", "HOME", "TMPDIR", "TZ", "ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
         if (const char *value = std::getenv(name)) {
             environment.push_back(std::string(name) + "=" + value);
         }
     }
-    for (const std::string &change : changes) {
-        const std::string start = change.substr(0, change.find('=')) + "=";
-        std::erase_if(environment,
-                      [&](const std::string &entry) { return entry.starts_with(start); });
-        if (change.find('=') != std::string::npos) {
-            environment.push_back(change);
-        }
-    }
     return environment;
-}
-
-CallResult Installation::agent(const std::vector<std::string> &arguments,
-                               const CallOptions &options) const {
-    std::vector<std::string> command = {VN_CLIENT_PROGRAM};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    CallOptions call = options;
-    if (call.directory.empty()) {
-        call.directory = dir;
-    }
-    return run_program(command, environment(options.environment), call);
 }
 
 void Installation::set_glbv(std::string_view name, std::string_view value) const {

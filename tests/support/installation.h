@@ -23,9 +23,8 @@ bool operator==(const CallResult &left, const CallResult &right);
 void PrintTo(const CallResult &result, std::ostream *stream);
 
 struct CallOptions {
-    std::string input;                    // text for standard input; empty: end of input at once
-    std::vector<std::string> environment; // "NAME=value" sets, "NAME" alone removes a variable
-    std::string directory;                // directory to start in; empty: the installation's own
+    std::string input;     // text for standard input; empty: end of input at once
+    std::string directory; // directory to start in; empty: the installation's own
     std::chrono::milliseconds limit{20000};
 };
 
@@ -50,12 +49,8 @@ struct Installation {
     std::string path(std::string_view name) const;
 
     // The environment of a program: PATH, HOME, TMPDIR, TZ and what the sanitizers read from this
-    // process, LC_ALL=C, VORNA_INI and the changes.
-    std::vector<std::string> environment(const std::vector<std::string> &changes) const;
-
-    // Calls the built agent with these arguments in that environment.
-    CallResult agent(const std::vector<std::string> &arguments,
-                     const CallOptions &options = {}) const;
+    // process, LC_ALL=C and VORNA_INI.
+    std::vector<std::string> environment() const;
 
     // Writes, reads and removes the file of a global variable; nullopt: there is no such file.
     void set_glbv(std::string_view name, std::string_view value) const;

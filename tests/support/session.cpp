@@ -105,9 +105,12 @@ std::string played(const Installation &in, const std::vector<Step> &steps) {
 // The shell that plays a script in the installation.
 void play(const Installation &in, const std::string &script) {
     fs::create_directory(in.path(".session"));
-    std::vector<std::string> environment = in.environment({"SESSION=" + in.path(".session")});
-    environment.emplace_back("VN_CLIENT=" VN_CLIENT_PROGRAM);
-    environment.emplace_back("VN_PROBE=" VN_PROBE_PROGRAM);
+    std::vector<std::string> environment = in.environment();
+    for (const std::string &entry :
+         {"SESSION=" + in.path(".session"), std::string("VN_CLIENT=" VN_CLIENT_PROGRAM),
+          std::string("VN_PROBE=" VN_PROBE_PROGRAM)}) {
+        environment.push_back(entry);
+    }
     CallOptions options;
     options.directory = in.dir;
     options.limit = std::chrono::seconds(25);
