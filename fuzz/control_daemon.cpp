@@ -1,6 +1,7 @@
 // The control daemon's bytes: verdict, urgent byte and both streams, in pieces. Every line that it
 // sends arrives, and so does the exit code.
-// Covers: control kernel/remote/call/relay.cpp kernel/remote/call/exit_code.cpp
+// Covers: control/vn_ctrl.cpp control/first.cpp control/second.cpp control/limited_io.cpp
+// Covers: control/error_text.cpp kernel/remote/call/relay.cpp kernel/remote/call/exit_code.cpp
 // Covers: kernel/remote/call/daemon_call.cpp
 #include "fuzz/fuzz.h"
 

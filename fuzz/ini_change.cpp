@@ -1,6 +1,6 @@
 // The INI change: a value that was set stands in the file, or the file is as it was; and what was
 // written is loaded again and comes out the same.
-// Covers: common/unix/configuration/ini_change.cpp
+// Covers: common/unix/configuration/ini_change.cpp common/unix/configuration/ini_file.cpp
 #include "fuzz/fuzz.h"
 
 #include "common/unix/cm_kernel.h"

@@ -1,5 +1,5 @@
 // The INI reader: section and key, then the file.
-// Covers: common/unix/configuration/ini.cpp common/unix/configuration/ini_file.cpp
+// Covers: common/unix/configuration/ini.cpp
 #include "fuzz/fuzz.h"
 
 #include "common/unix/cm_kernel.h"
