@@ -96,7 +96,12 @@ const Function kFunctions[] = {
          }
      }},
     {"ignore", [](Words &words) { signal(static_cast<int>(words.number()), SIG_IGN); }},
-    {"catch", [](Words &words) { signal(static_cast<int>(words.number()), [](int) {}); }},
+    {"catch", // a signal, which interrupts what waits
+     [](Words &words) {
+         struct sigaction action = {};
+         action.sa_handler = [](int) {};
+         sigaction(static_cast<int>(words.number()), &action, nullptr);
+     }},
 };
 
 } // namespace

@@ -17,14 +17,17 @@
 namespace vn_probe {
 namespace {
 
+// What was printed before ("system ") has to come before what the command prints.
 void run_system(Words &words) {
     const char *command = words.text();
+    std::printf("system ");
     const int code = i_cm_system(command);
     std::fprintf(stderr, "%.15s: %d\n", command, code);
 }
 
 void run_exec(Words &words) {
     char *arguments[] = {words.text(), words.text_or(nullptr), words.text_or(nullptr), nullptr};
+    std::printf("exec ");
     std::fprintf(stderr, "%s: %d\n", arguments[0], i_cm_execvp(arguments[0], arguments));
 }
 
@@ -57,10 +60,11 @@ void run_pipe_open(Words &words) {
     const char *mode = words.text(), *command = words.text();
     const std::string file = words.text_or(const_cast<char *>(""));
     Buffer text = buffer(80, "old");
+    std::printf("open ");
     const int result =
         file.empty() ? iPIPE_OPEN(command, mode, text.data(), 80, &thePipe)
                      : iPIPE_OPEN_STDIN(command, mode, file.c_str(), text.data(), 80, &thePipe);
-    std::printf("open %d [%s] %d\n", result, text.data(), thePipe.ifdOut > 2);
+    std::printf("%d [%s] %d\n", result, text.data(), thePipe.ifdOut > 2);
     if (words.more()) {
         siginfo_t info;
         waitid(P_PID, static_cast<id_t>(thePipe.iChildPid), &info, WEXITED | WNOWAIT);

@@ -138,6 +138,15 @@ prot() {
     fi
 }
 
+# await FILE: waits, for a while, until the file is there, which is removed.
+await() {
+    i=0
+    until [ -e "$1" ] || [ $((i += 1)) -gt 1000 ]; do
+        sleep 0.01
+    done
+    rm -f "$1"
+}
+
 # x N [LETTER]: a text of N letters.
 x() {
     printf "%*s" "$1" '' | tr ' ' "${2:-x}"
