@@ -82,7 +82,7 @@ play() {
     esac
     {
         echo '#!/bin/sh'
-        [ $# -gt 1 ] && echo "$2" || cat
+        [ $# -gt 1 ] && printf '%s\n' "$2" || cat
     } >"$program"
     chmod 755 "$program"
 }
