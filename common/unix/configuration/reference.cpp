@@ -96,7 +96,7 @@ int resolve_glbv(char *cpName, int size) {
     if (!reference.bKnown) {
         return 0;
     }
-    text_copy(work.get(), size, text_of(reference));
+    text_copy(work.get(), static_cast<long>(iSize), text_of(reference));
     text_copy(cpName, size, work.get());
     return 1;
 }
