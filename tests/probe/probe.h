@@ -37,6 +37,9 @@ struct Function {
 };
 
 // Each file of the probe has one table of functions; they are joined in main.cpp.
+extern const std::span<const Function> kUnixHal;
+extern const std::span<const Function> kRemote;
+extern const std::span<const Function> kControl;
 extern const std::span<const Function> kIni;
 extern const std::span<const Function> kText;
 extern const std::span<const Function> kTrace;

@@ -152,6 +152,17 @@ x() {
     printf "%*s" "$1" '' | tr ' ' "${2:-x}"
 }
 
+# sql STATEMENT: changes the backup server's catalogue.
+sql() {
+    "$dir/ro/db/damisql" -d vorna_db -q "$1" >/dev/null
+}
+
+# protocol: what the operators were told, which is removed.
+protocol() {
+    cat "$dir/rw/prot/vorna.prot" 2>/dev/null
+    rm -f "$dir/rw/prot/vorna.prot"
+}
+
 # runs: standard input with every run of ten or more letters that are alike as "x{255}".
 runs() {
     awk '{
