@@ -163,6 +163,22 @@ protocol() {
     rm -f "$dir/rw/prot/vorna.prot"
 }
 
+# client NAME SYSTEM MODE OPTIONS: of the catalogue's last client.
+client() {
+    sql "update clients set name='$1',os='$2',accessmode='$3',access_options='$4' where client_id=10"
+}
+
+# settled: standard input, a trace of remote calls, without the catalogue's answers and what differs from run to
+# run: descriptors, processes, $port and $own port. "[7]" becomes "(7)": it is no process.
+settled() {
+    sed -e '/+++ DB_ACCESS/,/--- DB_ACCESS/d' -e '/# *ReadFromHandle/d' -e '/# *PIPE_READ/d' -e '/# *loop with/d' \
+        -e 's/\(socket \|SOCKET = \[\|shutdown(\)[0-9][0-9]*/\1<fd>/' -e 's/ ([0-9]*) closed/ (<fd>) closed/' \
+        -e 's/\(child: \|job \)[0-9][0-9]*/\1<pid>/' -e 's/finished after [0-9]*s/finished after <n>s/' \
+        -e '/still executing after \([3-9]\|[1-9][0-9]\)/d' -e 's/\[\([0-9][0-9]*\)\]/(\1)/g' \
+        -e "s/${own:-no port}/<own>/g" -e "s/${port:-no port}/<port>/g" -e "s/$((${port:-65535} + 1))/<port + 1>/" \
+        -e 's/portnumber [0-9][0-9]*/portnumber <own>/' -e 's/^daemon got [0-9][0-9]*/daemon got <own>/'
+}
+
 # runs: standard input with every run of ten or more letters that are alike as "x{255}".
 runs() {
     awk '{
