@@ -59,17 +59,24 @@ TEST(RemoteSocket, SendsAllOverInterruptionsAndFullBuffers) {
 TEST(RemoteSocket, TakesAnExitCodeInTheSignalHandler) {
     const vn_probe::Listener listener(1), sender(-1);
     connect(sender.fd, reinterpret_cast<const sockaddr *>(&listener.address), listener.length);
-    reset_exit_code();
-    g_hSocket1 = accept(listener.fd, nullptr, nullptr);
-    g_hSocket2 = 0;
-    signal_handler(SIGURG);
-    EXPECT_EQ(g_iEXITCODE, 255);
-    ASSERT_EQ(send(sender.fd, "\7", 1, MSG_OOB), 1);
-    for (int i = 0; i < 1000 && g_iEXITCODE == 255; i++) {
-        usleep(1000);
+    const int fd = accept(listener.fd, nullptr, nullptr);
+    for (const int number : {1, 2}) {
+        const char code = static_cast<char>(6 + number);
+        reset_exit_code();
+        g_hSocket1 = number == 1 ? fd : -1;
+        g_hSocket2 = number == 1 ? 0 : fd;
         signal_handler(SIGURG);
+        EXPECT_EQ(exit_code_socket(), 0);
+        EXPECT_EQ(g_iEXITCODE, 255);
+        ASSERT_EQ(send(sender.fd, &code, 1, MSG_OOB), 1);
+        for (int i = 0; i < 1000 && exit_code_socket() == 0; i++) {
+            usleep(1000);
+            signal_handler(SIGURG);
+        }
+        EXPECT_EQ(exit_code_socket(), number);
+        EXPECT_EQ(g_iEXITCODE, 6 + number);
     }
-    EXPECT_EQ(g_iEXITCODE, 7);
+    close(fd);
 }
 
 // No socket: the wait finds it ready, but nothing comes from it.
