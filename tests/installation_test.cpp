@@ -98,7 +98,7 @@ TEST(ExpectedFile, ShowsWhatDiffers) {
         GTEST_SKIP() << "would write a file";
     }
     EXPECT_NONFATAL_FAILURE(expect_file("no/such", "new\n"), "/no/such (-), see");
-    EXPECT_NONFATAL_FAILURE(expect_file("../sessions/start.txt", "new\n"), "+new\n");
+    EXPECT_NONFATAL_FAILURE(expect_file("start.txt", "new\n"), "+new\n");
 }
 
 TEST(MakeInstallation, RefusesADirectoryThatTheAgentsBuffersCannotHold) {

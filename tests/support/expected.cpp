@@ -18,7 +18,7 @@ bool is_set(const char *variable, std::string_view value = "") {
 } // namespace
 
 void expect_file(const std::string &name, const std::string &text) {
-    const std::string path = std::string(VN_EXPECTED_DIR "/") + name;
+    const std::string path = std::string(VN_SESSIONS_DIR "/") + name;
     if (is_set("VN_RENEW") && !is_set("CI", "true")) {
         std::filesystem::create_directories(std::filesystem::path(path).parent_path());
         write_file(path, text);

@@ -1,5 +1,5 @@
 // Whole texts that a test compares with files: traces, protocols, records. The files are below
-// tests/expected; to write them anew after a wanted change:
+// tests/sessions; to write them anew after a wanted change:
 //     VN_RENEW=1 scripts/test -R <test>
 // and look at the difference before it is committed.
 #pragma once
@@ -8,7 +8,7 @@
 
 namespace vn_test {
 
-// Fails the test, showing the lines that differ, when the text is not that of tests/expected/NAME.
+// Fails the test, showing the lines that differ, when the text is not that of tests/sessions/NAME.
 // With VN_RENEW in the environment the file is written instead, never where CI is "true".
 void expect_file(const std::string &name, const std::string &text);
 

@@ -169,7 +169,7 @@ void play_session(const std::string &name) {
     const std::vector<Step> steps = steps_of(lines_of(read_file(file).value_or("")));
     Installation in;
     play(in, script_of(steps));
-    expect_file("../sessions/" + name + ".txt", played(in, steps));
+    expect_file(name + ".txt", played(in, steps));
 }
 
 void play_document(const std::string &path) {
