@@ -56,13 +56,14 @@ void run_by(Words &words, int (*service)(RCMD *, str_log)) {
     const auto r = std::make_unique<RCMD>();
     put(r->szClient, words.text());
     put(r->szCmd, words.text());
-    t_LL out = ConsLL(), err = ConsLL();
+    bool lists[] = {true, true};
     while (words.more()) {
         const std::string word = words.text();
-        out = word == "no1" ? nullptr : out;
-        err = word == "no2" ? nullptr : err;
+        lists[0] = lists[0] && word != "no1";
+        lists[1] = lists[1] && word != "no2";
         set_field(r.get(), word);
     }
+    t_LL out = lists[0] ? ConsLL() : nullptr, err = lists[1] ? ConsLL() : nullptr;
     r->LL_Stdout = out;
     r->LL_Stderr = err;
     const std::string before = possessions();
