@@ -155,7 +155,7 @@ const Function kFunctions[] = {{"rcmd", run_rcmd},
                                {"polled", run_polled},
                                {"rcmd_exec", run_exec},
                                {"rcmd_search", run_rcmd_search},
-                               {"search", run_search},
+                               {"search_lines", run_search},
                                {"convert", run_convert},
                                {"line", run_line},
                                {"result", run_result}};

@@ -183,7 +183,7 @@ void run_label(Words &) {
 
 const Function kFunctions[] = {{"policy", run_policy},
                                {"clock", run_clock},
-                               {"start", run_start},
+                               {"process", run_start},
                                {"ended", run_ended},
                                {"kill", run_kill},
                                {"pids", run_pids},
