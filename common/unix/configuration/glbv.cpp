@@ -22,16 +22,21 @@
 
 namespace {
 
-constexpr int kReplySize = 256; // what every caller's buffer holds
+constexpr int kDirectorySize = 512; // as for every directory of the installation
+constexpr int kReplySize = 256;     // what every caller's buffer holds
 
 // A pipe that somebody put into the store must not hang the caller.
 constexpr int kGuards = O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
-// Reads the store's directory, which ends in "/", into szDirectory.
+// Reads the store's directory, which ends in "/", into szDirectory. False also for one that does
+// not fit: a cut one would be another directory, of which nothing may be removed.
 template <std::size_t N>
 bool read_directory(char (&szDirectory)[N]) {
+    char szWhole[1024]; // longer than any buffer: a cut shows
     char szMsg[kMessageSize];
-    return i_READ_INI("VN_INI", "[Pathes]", "gv_rw_glbv", szDirectory, N, szMsg, sizeof szMsg) == 1;
+    const bool bFound = i_READ_INI("VN_INI", "[Pathes]", "gv_rw_glbv", szWhole, sizeof szWhole,
+                                   szMsg, sizeof szMsg) == 1;
+    return text_copy(szDirectory, szWhole) && bFound;
 }
 
 void reply_no_store(char *value, const char *cpDirectory) {
@@ -66,9 +71,10 @@ void report_failure(const char *cpAction, const std::string &path, int iErrno, c
 }
 
 void remove_matching(const char *cpPattern) {
-    char szDirectory[512];
-    read_directory(szDirectory);
-    const unique_directory directory(::opendir(szDirectory));
+    char szDirectory[kDirectorySize];
+    const bool bWhole = read_directory(szDirectory);
+    errno = ENAMETOOLONG;
+    const unique_directory directory(bWhole ? ::opendir(szDirectory) : nullptr);
     if (!directory) {
         write_screen(std::string("glbv: Error in opendir( ") + szDirectory +
                      " ): " + error_text(errno) + '\n');
@@ -164,7 +170,7 @@ void read_variable(const char *name, const std::string &path, bool bDelete, char
 char *glbv(int cFunction, char *name, char *value) {
     std::replace_if(
         name, name + std::strlen(name), [](char c) { return c == '\\' || c == '/'; }, '_');
-    char szDirectory[256];
+    char szDirectory[kDirectorySize];
     if (!read_directory(szDirectory)) {
         if (cFunction != 'd') {
             reply_no_store(value, szDirectory);
