@@ -6,6 +6,7 @@
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
 
+#include <cerrno>
 #include <unistd.h>
 
 void PREPARE_PROCESS() {
@@ -15,5 +16,5 @@ void PREPARE_PROCESS() {
 
 void ENTER_WORK_DIRECTORY() {
     trace_log(&strLog, TRACE_EVENTS, "chdir to %s ", gszRwWork);
-    [[maybe_unused]] const int iSts = ::chdir(gszRwWork);
+    giWorkErrno = ::chdir(gszRwWork) == 0 ? 0 : errno;
 }

@@ -5,6 +5,6 @@
 // and has a lack of memory end in a record.
 void PREPARE_PROCESS();
 
-// Changes into the installation's work directory. A failure is not told: what needs the directory
-// will say so.
+// Changes into the installation's work directory. A failure is not told: many functions do without
+// it, and those that act on what it holds refuse (REQUIRE_WORK_DIRECTORY).
 void ENTER_WORK_DIRECTORY();

@@ -7,6 +7,7 @@
 #include "common/unix/files/directory.h"
 #include "common/unix/files/file.h"
 #include "common/unix/listing/entry.h"
+#include "common/unix/listing/pseudo_root.h"
 #include "common/unix/listing/show_tree.h"
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
@@ -14,6 +15,7 @@
 #include "kernel/request/call.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
+#include "kernel/request/requirements.h"
 
 #include <cctype>
 #include <cerrno>
@@ -56,6 +58,7 @@ std::string enter_directory(const s_DIRECTION &direction) {
     const bool bDefault = direction.cpDirectory[0] == '\0';
     std::string directory = std::string(gszRw) + (bDefault ? "work" : direction.cpDirectory);
     GIVE_ME_FILE_NAME(directory.data());
+    REQUIRE_WORK_DIRECTORY(directory.c_str());
     const int iSts = ::chdir(directory.c_str());
     if (iSts != 0) {
         char szMsg[768];
@@ -106,6 +109,9 @@ void v_LIST_DIRECTORY(s_CALL *call) {
         i_cm_execvp("vn_sho", call->argv);
         std::exit(0);
     }
+    if (!is_pseudo_root(gszOpt_end)) {
+        REQUIRE_WORK_DIRECTORY(gszOpt_end);
+    }
     const auto info = std::make_unique<sFormat>();
     info->cType = '_';
     text_copy(info->szRoot, gszOpt_end);
@@ -122,6 +128,7 @@ void v_LIST_DIRECTORY(s_CALL *call) {
 void v_EXIST_FILE(s_CALL *) {
     char szMsg[256];
     trace_log(&strLog, TRACE_EVENTS, "check existence of file %s ", gszOpt_n);
+    REQUIRE_WORK_DIRECTORY(gszOpt_n);
     const bool bExists = file_exist(gszOpt_n) == 1;
     text_print(szMsg, "%s %s", gszOpt_n, bExists ? "exists" : "doesn't exist");
     FINISH(bExists ? 0 : 1, szMsg);
@@ -132,6 +139,7 @@ void CREATE_DIR_CLIENT(s_CALL *) {
     if (gszOpt_n[0] == '\0') {
         FINISH(1, "missing directory via -n");
     }
+    REQUIRE_WORK_DIRECTORY(gszOpt_n);
     if (::chdir(gszOpt_n) == 0) {
         trace_log(&strLog, TRACE_EVENTS, "CREATE_DIR_CLIENT: directory [%s] exists", gszOpt_n);
         FINISH(0, gszOpt_n);

@@ -11,6 +11,7 @@
 #include "kernel/request/call.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
+#include "kernel/request/requirements.h"
 #include "kernel/unix_hal/kill.h"
 #include "kernel/unix_hal/user_command.h"
 
@@ -97,6 +98,7 @@ int i_COPY_MTF_HDR_TRL(const char *saveset, char *cpMsg) {
 void EXECUTE_COMMAND(s_CALL *call) {
     char szMsg[kMessageSize] = "no message";
     trace_log(&strLog, TRACE_EVENTS, "+++ EXECUTE_COMMAND  %s  %s ", gszOpt_u, gszOpt_s);
+    REQUIRE_WORK_DIRECTORY(""); // the command runs in it
     const int iSts = std::strcmp(gszOpt_u, "vbccopy") == 0
                          ? copy_saveset(szMsg)
                          : i_EXECUTE_USER_COMMAND(gszOpt_u, gszOpt_s, call->argvEnd, szMsg, strLog);

@@ -15,6 +15,7 @@
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/trace/trace.h"
+#include "kernel/functions/replacement.h"
 #include "kernel/request/call.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
@@ -30,6 +31,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -130,9 +132,9 @@ int input_failure(char *szMsg, int iErrno) {
     return failure(szMsg, "read from ", "standard input", error_text(iErrno));
 }
 
-// Opens the file to be written, emptied when bEmpty. Owns nothing, with the message, when it cannot
-// be written or standard input, which is to be copied, cannot be read; the file is then as it was.
-unique_fd open_for_writing(char *szMsg, int iFlags, bool bEmpty) {
+// Opens the file to be written. Owns nothing, with the message, when it cannot be written or
+// standard input, which is to be copied, cannot be read; the file is then as it was.
+unique_fd open_for_writing(char *szMsg, int iFlags) {
     char cNothing = 0;
     if (bFROM_STDIN() && ::read(STDIN_FILENO, &cNothing, 0) < 0) {
         input_failure(szMsg, errno);
@@ -147,22 +149,42 @@ unique_fd open_for_writing(char *szMsg, int iFlags, bool bEmpty) {
         failure(szMsg, "write to ", gszOpt_n, kSameFile);
         return unique_fd();
     }
-    const int iErrno = bEmpty ? empty_file(file.get()) : 0;
-    if (iErrno != 0) {
-        system_failure(szMsg, "write to ", iErrno);
-        return unique_fd();
-    }
     return file;
 }
 
-int write_file(char *szMsg, int iFlags, bool bEmpty, const char *cpSuccess) {
-    unique_fd file = open_for_writing(szMsg, iFlags, bEmpty);
+// Makes *file, the old one, what takes a new content: a file beside it, or itself, emptied. 0, or
+// the error number.
+int begin_anew(replacement *beside, unique_fd *file) {
+    unique_fd fresh = beside->open(gszOpt_n, file->get());
+    if (!fresh) {
+        return empty_file(file->get());
+    }
+    *file = std::move(fresh);
+    return 0;
+}
+
+// Writes into the file and closes it.
+s_COPY_END write_and_close(unique_fd *file) {
+    s_COPY_END end = write_content(file->get());
+    if (file->reset() != 0 && end.iWriteErrno == 0) {
+        end.iWriteErrno = errno;
+    }
+    return end;
+}
+
+int write_file(char *szMsg, int iFlags, bool bAnew, const char *cpSuccess) {
+    unique_fd file = open_for_writing(szMsg, iFlags);
     if (!file) {
         return kFailed;
     }
-    s_COPY_END end = write_content(file.get());
-    if (file.reset() != 0 && end.iWriteErrno == 0) {
-        end.iWriteErrno = errno;
+    replacement beside;
+    s_COPY_END end = {0, bAnew ? begin_anew(&beside, &file) : 0};
+    if (end.iWriteErrno != 0) {
+        return system_failure(szMsg, "write to ", end.iWriteErrno);
+    }
+    end = write_and_close(&file);
+    if (end.iReadErrno + end.iWriteErrno == 0) {
+        end.iWriteErrno = beside.finish();
     }
     if (end.iWriteErrno != 0) {
         errno = end.iWriteErrno; // a full disk may show in a write as well as in the close
@@ -189,8 +211,12 @@ int write_append(char *szMsg) {
     return write_file(szMsg, O_APPEND, false, "write to");
 }
 
+int iNotRemoved = 0; // of the files that match
+
 int remove_old(const char *cpFile, str_log) {
-    return std::remove(cpFile);
+    const int iSts = std::remove(cpFile);
+    iNotRemoved += iSts == 0 ? 0 : 1;
+    return iSts;
 }
 
 // True when the name fits the deletion's buffer also with its reference resolved.
@@ -215,9 +241,9 @@ int delete_file(char *szMsg) {
         const int iDays = lDays > INT_MAX ? INT_MAX : static_cast<int>(lDays);
         iDeleted = i_FILE_FIND_EXEC_BEFORE(gszOpt_n, "", iDays, remove_old, strLog);
     } else {
-        iDeleted = i_FILE_DELETE(gszOpt_n, strLog);
+        iDeleted = i_FILE_DELETE_ALL(gszOpt_n, &iNotRemoved, strLog);
     }
-    if (iDeleted == 0) {
+    if (iDeleted == 0 || iNotRemoved > 0) {
         text_print(szMsg, kMessageSize, "%s is not deleted", gszOpt_n);
         return kFailed;
     }
@@ -242,6 +268,8 @@ int find_string(char *szMsg) {
     text_copy(szMsg, kMessageSize, gszOpt_s);
     if (file_search(gszOpt_n, gszOpt_s, sizeof gszOpt_s) == 1) {
         text_copy(szMsg, kMessageSize, gszOpt_s);
+    } else if (errno != 0 && errno != EINVAL) { // what is no regular file holds no lines
+        return system_failure(szMsg, "read from ", errno);
     }
     return 0;
 }
@@ -327,6 +355,9 @@ bool expand_name() {
     REQUIRE_WHOLE(mode.cpWhole);
     if (!expand_name()) {
         FINISH(system_failure(szMsg, "", ENAMETOOLONG), szMsg);
+    }
+    if (std::strchr("iC", mode.cLetter) == nullptr) { // an INI file is never relative
+        REQUIRE_WORK_DIRECTORY(gszOpt_n);
     }
     const int iExitSts = mode.operation(szMsg);
     trace_log(&strLog, TRACE_EVENTS, "--- USEFILE File: %s mode: %s", gszOpt_n, gszOpt_m);

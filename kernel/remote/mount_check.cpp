@@ -40,7 +40,8 @@ std::string pattern_of(std::string_view name) {
     return pattern;
 }
 
-// The mount point below the work directory, which is created. False when it does not fit.
+// The mount point below the work directory, which is created. False when it does not fit or cannot
+// be made.
 bool place_in_work(const char *cpPath, char *cpMount, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "use mount point in WORK dir");
     const std::string mount = disk_mount_point(cpPath);
@@ -50,8 +51,7 @@ bool place_in_work(const char *cpPath, char *cpMount, str_log *strLog) {
     }
     text_copy(cpMount, kPathSize, mount);
     char szMsg[256];
-    i_CREATE_DIR_LOCAL(cpMount, szMsg, *strLog);
-    return true;
+    return i_CREATE_DIR_LOCAL(cpMount, szMsg, *strLog) == 1;
 }
 
 // Reads one line of the device's description. True when it names the node.

@@ -32,6 +32,7 @@ char gszRwIni[512];
 char gszRwVbc[512];
 char gszRwTmp[512];
 char gszRwWork[512];
+int giWorkErrno = 0;
 char gszRw[512];
 
 str_log strLog = {};

@@ -43,6 +43,7 @@ extern char gszRwIni[512]; // INI files that change
 extern char gszRwVbc[512]; // log files of the backup client
 extern char gszRwTmp[512];
 extern char gszRwWork[512]; // the process works in it
+extern int giWorkErrno;     // 0, or why it does not
 extern char gszRw[512];     // nobody fills it: names below it are relative to the work directory
 
 extern str_log strLog;

@@ -2,8 +2,11 @@
 #include "kernel/request/requirements.h"
 
 #include "common/common/text.h"
+#include "common/unix/configuration/reference.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
+
+#include <string>
 
 void REQUIRE_OPTION(const s_REQUIRED &required) {
     if (required.cpOption != nullptr && required.cpOption[0] == '\0') {
@@ -20,5 +23,17 @@ void REQUIRE_WHOLE(const char *cpOptions) {
         char szMsg[32];
         text_print(szMsg, "option -%c is too long", cCut);
         FINISH(2, szMsg);
+    }
+}
+
+void REQUIRE_WORK_DIRECTORY(const char *cpName) {
+    if (giWorkErrno == 0) {
+        return;
+    }
+    char szPath[1024];
+    resolve_name(cpName, szPath, sizeof szPath);
+    if (szPath[0] != '/') {
+        FINISH(2, ("cannot change to " + std::string(gszRwWork) + ": " + error_text(giWorkErrno))
+                      .c_str());
     }
 }

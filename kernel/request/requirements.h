@@ -15,3 +15,7 @@ void REQUIRE_OPTION(const s_REQUIRED &required);
 // OPTION_WORDS) when the value of one of these options did not fit its buffer. Any character that
 // is no option's letter is a fault of the table.
 void REQUIRE_WHOLE(const char *cpOptions);
+
+// A relative name is one of the work directory. Ends the call with status 2 when the process could
+// not change into it: elsewhere the name would be another file's.
+void REQUIRE_WORK_DIRECTORY(const char *cpName);

@@ -10,11 +10,11 @@
 #include "common/unix/files/file_find.h"
 #include "common/unix/files/file_search.h"
 #include "common/unix/processes/run.h"
+#include "common/unix/trace/screen.h"
 #include "common/unix/trace/trace.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <string>
@@ -67,20 +67,27 @@ struct s_COMMANDS {
     char szRewind[256];
 };
 
-// False when a text does not fit: such a device has no node.
-bool build_commands(const char *cpDevice, const char *cpIdent, s_COMMANDS *commands) {
-    char szWork[256] = "gv_rw_work:";
+// 0, or the error number: of a text that does not fit, as such a device has no node, and of a work
+// directory that is not to be had.
+int build_commands(const char *cpDevice, const char *cpIdent, s_COMMANDS *commands) {
+    constexpr char kReference[] = "gv_rw_work:";
+    char szWork[256];
+    text_copy(szWork, kReference);
     resolve_path(szWork, sizeof szWork);
+    if (std::strcmp(szWork, kReference) == 0) {
+        return ENOENT;
+    }
     const std::string ident = text_file_part(cpIdent); // the file stays in the work directory
     const std::string device = shell_file(cpDevice, QUOTES_NONE);
     if (!text_print(commands->szFile, "%smt_status_result%s.sgv", szWork, ident.c_str())) {
-        return false;
+        return ENAMETOOLONG;
     }
     const std::string file = shell_quoted(commands->szFile, QUOTES_NONE);
-    return text_print(commands->szStatus, "mt -f %s status >  %s 2>&1", device.c_str(),
-                      file.c_str()) &&
-           text_print(commands->szRewind, "mt -f %s rewind >> %s 2>&1", device.c_str(),
-                      file.c_str());
+    const bool bFits =
+        text_print(commands->szStatus, "mt -f %s status >  %s 2>&1", device.c_str(),
+                   file.c_str()) &&
+        text_print(commands->szRewind, "mt -f %s rewind >> %s 2>&1", device.c_str(), file.c_str());
+    return bFits ? 0 : ENAMETOOLONG;
 }
 
 // What mt printed, on one line, becomes the message.
@@ -105,13 +112,13 @@ void read_message(const char *cpFile, char *cpMsg, str_log *strLog) {
 
 void tell_repetition(const char *cpCommand, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "i_TAPE_STATUS_LOCAL: %s", cpCommand);
-    std::fprintf(stderr, "\n    i_TAPE_STATUS_LOCAL: %s \n ", cpCommand);
+    write_screen(std::string("\n    i_TAPE_STATUS_LOCAL: ") + cpCommand + " \n ");
 }
 
 // Has mt print the drive's state into the file, once more behind a rewind if it could not.
 void ask_mt(const s_COMMANDS &commands, char *cpMsg, str_log *strLog) {
     trace_log(strLog, TRACE_EVENTS, "szStsCmd: %s", commands.szStatus);
-    std::fprintf(stderr, "\n              i_TAPE_STATUS_LOCAL: %s \n", commands.szStatus);
+    write_screen(std::string("\n              i_TAPE_STATUS_LOCAL: ") + commands.szStatus + " \n");
     if (i_cm_system_state(commands.szStatus) == 0) {
         return;
     }
@@ -179,8 +186,9 @@ int i_TAPE_STATUS_LOCAL(const char *cpDevice, char *cpSts, char *cpMsg, const ch
     trace_log(&strLog, TRACE_EVENTS, "+++ i_TAPE_STATUS_LOCAL - device: %s", cpDevice);
     cpMsg[0] = '\0';
     s_COMMANDS commands;
-    if (!build_commands(cpDevice, cpIdent, &commands)) {
-        text_print(cpMsg, kMessageSize, "%s", error_text(ENAMETOOLONG).c_str());
+    const int iErrno = build_commands(cpDevice, cpIdent, &commands);
+    if (iErrno != 0) {
+        text_copy(cpMsg, kMessageSize, error_text(iErrno));
         return finish(nullptr, kNotDefined, 0, cpSts, &strLog);
     }
     ask_mt(commands, cpMsg, &strLog);

@@ -116,10 +116,10 @@ int ask_allow_list(const std::string &user, const std::string &program, char *cp
     return refuse(user, program, cpMsg);
 }
 
-// The exit state of what i_cm_execvp returned; its two ends that are no wait status stay.
+// The exit state of what i_cm_execvp_status returned; its ends that are no wait status stay.
 int state_of_program(int iStatus) {
     const int iState = exit_state(iStatus);
-    return iStatus == kNotPrepared || iState == 0 ? iStatus : iState;
+    return iStatus < 0 || iStatus == kNotPrepared || iState == 0 ? iStatus : iState;
 }
 
 // Runs a command line. Returns its exit state, or what else the start returned.
@@ -142,7 +142,7 @@ int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
         return run_line(command.line, strLog);
     }
     trace_log(strLog, TRACE_EVENTS, "Cmd: [%s]", command.line.c_str());
-    return state_of_program(i_cm_execvp(command.program.c_str(), command.argv));
+    return state_of_program(i_cm_execvp_status(command.program.c_str(), command.argv));
 }
 
 // Puts the program directory before a relative program.

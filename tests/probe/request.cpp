@@ -12,6 +12,7 @@
 #include <cstring>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
+#include <string_view>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -64,14 +65,19 @@ void run_volume_label(Words &words) {
 }
 
 #ifdef __NR_rename
-constexpr unsigned kRename = __NR_rename;
+constexpr unsigned kRename = __NR_rename, kUnlink = __NR_unlink;
 #else
-constexpr unsigned kRename = __NR_renameat;
+constexpr unsigned kRename = __NR_renameat, kUnlink = __NR_unlinkat;
 #endif
 
-// fsync|rename PROGRAM ARGUMENT...: becomes the program; for it the system call fails with EIO.
+// fsync|unlink|write_at|rename PROGRAM ARGUMENT...: becomes the program; for it the system call
+// fails with EIO.
 void run_broken(Words &words) {
-    const unsigned call = std::strcmp(words.text(), "fsync") == 0 ? __NR_fsync : kRename;
+    const std::string_view name = words.text();
+    const unsigned call = name == "fsync"      ? __NR_fsync
+                          : name == "unlink"   ? kUnlink
+                          : name == "write_at" ? __NR_pwrite64
+                                               : kRename;
     sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
                             BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
                             BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EIO),

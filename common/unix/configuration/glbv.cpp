@@ -1,13 +1,15 @@
 // The variable store, see glbv.h. Nothing is cached: other programs change the variables at any
-// time, and a value that is being replaced may be seen empty.
+// time, and one that is being made may be seen empty.
 #include "common/unix/configuration/glbv.h"
 
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
 #include "common/common/types.h"
 #include "common/unix/configuration/ini.h"
+#include "common/unix/configuration/ini_file.h"
 #include "common/unix/files/append.h"
 #include "common/unix/files/descriptor.h"
+#include "common/unix/files/regular_file.h"
 #include "common/unix/trace/fatal.h"
 #include "common/unix/trace/screen.h"
 
@@ -60,13 +62,16 @@ void reply_not_existing(const char *name, char *value) {
     text_print(value, GLBV_VALUE_SIZE, "?? GLBV %s not existing", name);
 }
 
+void screen_failure(const char *cpAction, const std::string &path, int iErrno) {
+    write_screen(std::string("glbv() ") + cpAction + ' ' + path + " failed: " + error_text(iErrno) +
+                 " (" + std::to_string(iErrno) + ")\n");
+}
+
 // The rest of a reply for a failure that nobody expects, and its two reports.
 void report_failure(const char *cpAction, const std::string &path, int iErrno, char *value,
                     int iSize) {
-    const std::string error = error_text(iErrno);
-    write_screen(std::string("glbv() ") + cpAction + ' ' + path + " failed: " + error + " (" +
-                 std::to_string(iErrno) + ")\n");
-    text_append(value, iSize, ": " + error);
+    screen_failure(cpAction, path, iErrno);
+    text_append(value, iSize, ": " + error_text(iErrno));
     PROT("Error: GLBV: %s", value);
 }
 
@@ -91,12 +96,42 @@ void remove_matching(const char *cpPattern) {
     }
 }
 
+// Replaces the value; the old one stays when that fails. Its line feeds are none of the value's, so
+// neither are those with which a kill in between would leave it. 0, or the error number.
+int replace_value(int fd, const char *value) {
+    std::string before;
+    if (!lock_for_change(fd) || !read_to_end(fd, &before)) {
+        return errno;
+    }
+    return rewrite_text(fd, before, value);
+}
+
+// What somebody put into the store in place of a file takes the value as it can.
+int write_special(const std::string &path, const char *value) {
+    const unique_fd file(::open(path.c_str(), O_WRONLY | kGuards));
+    return file && write_all(file.get(), value) ? 0 : errno;
+}
+
+// 0, or the error number.
+int write_value(const std::string &path, const char *value) {
+    unique_fd file(::open(path.c_str(), O_RDWR | O_CREAT | kGuards, 0644));
+    struct stat status = {};
+    if (!file || ::fstat(file.get(), &status) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        file.reset();
+        return write_special(path, value);
+    }
+    const int iErrno = replace_value(file.get(), value);
+    return file.reset() == 0 || iErrno != 0 ? iErrno : errno;
+}
+
 void write_variable(const char *name, const std::string &path, char *value) {
-    unique_fd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | kGuards, 0644));
-    if (file && write_all(file.get(), value) && file.reset() == 0) {
+    const int iErrno = write_value(path, value);
+    if (iErrno == 0) {
         return;
     }
-    const int iErrno = errno;
     text_print(value, kReplySize, "?? GLBV %s cannot be created", name);
     report_failure("write", path, iErrno, value, kReplySize);
 }
@@ -127,11 +162,14 @@ bool add_block(s_VALUE *result, const char *cpBlock, std::size_t iLength) {
     return true;
 }
 
-// Only regular files hold values: a device might never end.
-void read_file(int fd, s_VALUE *result) {
+// Only regular files hold values: a device might never end. 0, or the error number.
+int read_file(int fd, s_VALUE *result) {
     struct stat status = {};
-    if (::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-        return;
+    if (::fstat(fd, &status) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return 0;
     }
     char block[4096];
     ssize_t got = 0;
@@ -139,21 +177,34 @@ void read_file(int fd, s_VALUE *result) {
         got = ::read(fd, block, sizeof block);
     } while ((got < 0 && errno == EINTR) ||
              (got > 0 && add_block(result, block, static_cast<std::size_t>(got))));
+    return got < 0 ? errno : 0;
+}
+
+// Fills *result. 0, or the error number.
+int read_value(const std::string &path, s_VALUE *result) {
+    const unique_fd file(::open(path.c_str(), O_RDWR | kGuards));
+    return file ? read_file(file.get(), result) : errno;
+}
+
+// The value is the answer all the same; that it is still there must not stay unknown.
+void delete_variable(const char *name, const std::string &path) {
+    if (::unlink(path.c_str()) != 0 && errno != ENOENT) {
+        const int iErrno = errno;
+        screen_failure("delete", path, iErrno);
+        PROT("Error: GLBV: ?? GLBV %s cannot be deleted: %s", name, error_text(iErrno).c_str());
+    }
 }
 
 void read_variable(const char *name, const std::string &path, bool bDelete, char *value) {
-    unique_fd file(::open(path.c_str(), O_RDWR | kGuards));
-    if (!file) {
-        const int iErrno = errno;
+    s_VALUE result;
+    const int iErrno = read_value(path, &result);
+    if (iErrno != 0) {
         reply_not_existing(name, value);
         if (iErrno != ENOENT) {
             report_failure("read", path, iErrno, value, GLBV_VALUE_SIZE);
         }
         return;
     }
-    s_VALUE result;
-    read_file(file.get(), &result);
-    file.reset();
     if (result.bRead) {
         text_copy(value, GLBV_VALUE_SIZE, result.szText);
     } else {
@@ -161,7 +212,7 @@ void read_variable(const char *name, const std::string &path, bool bDelete, char
         reply_not_existing(name, value);
     }
     if (bDelete) {
-        ::unlink(path.c_str());
+        delete_variable(name, path);
     }
 }
 

@@ -1,5 +1,6 @@
 // The store of named text values that outlive a process and that all programs of an installation
-// share: one small file per variable, read and written anew on every call, without locking.
+// share: one small file per variable, read and written anew on every call. A reader sees the old
+// value or the new one; the last of several writers wins.
 #pragma once
 
 // Bytes that a buffer for a value must have, terminator included; longer values are cut and marked.
@@ -7,7 +8,8 @@ constexpr int GLBV_VALUE_SIZE = 512;
 
 // One operation on the variable `name`, in which every "\" and "/" becomes "_" in place:
 //   'r'  reads it into value (512 bytes),
-//   'R'  the same and removes it,
+//   'R'  the same and removes it, unless it cannot be read; value is the answer also when the
+//        removal fails, which is reported,
 //   'w'  stores value (a buffer of at least 256 bytes, for the reply of a failure),
 //   'd'  removes it, or with a "*" in the name all that match that pattern; value is not used.
 // Returns value. There is no other result: a value beginning with "?" means "not defined", and a

@@ -148,7 +148,7 @@ bool change_file(const char *cpFile, const char *cpSection, const char *cpKey, c
         !set_entry(&ini, cpSection, cpKey, cpValue)) {
         return false;
     }
-    const int iErrno = rewrite_ini(file.get(), before, dump(ini));
+    const int iErrno = rewrite_text(file.get(), before, dump(ini));
     if (iErrno != 0) {
         text_copy(cpMsg, iLengthMsg, error_text(iErrno));
     }

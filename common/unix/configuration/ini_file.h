@@ -5,8 +5,6 @@
 
 #include "common/unix/files/descriptor.h"
 
-#include <string>
-
 // How long the lock is waited for. A change holds it for less than a millisecond: who holds it
 // longer is stopped or means no good. A read then goes on without it, a change is refused.
 struct s_INI_LOCK_POLICY {
@@ -23,6 +21,6 @@ void lock_ini_for_reading(int fd);
 // fails: EWOULDBLOCK when another process held the lock all the time.
 unique_fd open_ini_for_change(const char *cpFile);
 
-// Replaces the text `before` of the open file by `after`, in place. 0, or the error number: then
-// the file holds the old text.
-int rewrite_ini(int fd, const std::string &before, const std::string &after);
+// The same for a file that is open. False, with errno EWOULDBLOCK, when another process held the
+// lock all the time.
+bool lock_for_change(int fd);

@@ -27,7 +27,7 @@ std::string directory_of(std::string_view name) {
     return std::string(name.substr(0, name.rfind('/') + 1));
 }
 
-int delete_one(const char *cpName, str_log *strLog) {
+int delete_one(const char *cpName, int *piFailed, str_log *strLog) {
     if (std::remove(cpName) == 0) {
         return 1;
     }
@@ -39,24 +39,27 @@ int delete_one(const char *cpName, str_log *strLog) {
     }
     trace_log(strLog, TRACE_EVENTS, "could not rmdir %s: (%d) %s", cpName, errno,
               error_text(errno).c_str());
+    ++*piFailed;
     return 0;
 }
 
 // Returns whether the last removal succeeded.
-int delete_matching(const char *cpPattern, str_log *strLog) {
+int delete_matching(const char *cpPattern, int *piFailed, str_log *strLog) {
     const std::string directory = directory_of(cpPattern);
     trace_log(strLog, TRACE_EVENTS, "path [%s]", directory.c_str());
     int iResult = 0;
     vn_dirent entry;
-    for (int iFound = i_GET_DIR(cpPattern, &entry, *strLog); iFound == 1;
-         iFound = i_GET_DIR("", &entry, *strLog)) {
+    int iFound = i_GET_DIR(cpPattern, &entry, *strLog);
+    for (; iFound == 1; iFound = i_GET_DIR("", &entry, *strLog)) {
         trace_log(strLog, TRACE_DETAILS, "remove %s/%s", directory.c_str(), entry.d_name);
         iResult = std::remove((directory + entry.d_name).c_str()) == 0 ? 1 : 0;
         if (iResult == 0) {
+            ++*piFailed;
             trace_log(strLog, TRACE_EVENTS, "could not remove %s/%s: (%d) %s", directory.c_str(),
                       entry.d_name, errno, error_text(errno).c_str());
         }
     }
+    *piFailed += errno == 0 ? 0 : 1; // there may be more that match
     return iResult;
 }
 
@@ -109,6 +112,11 @@ void visit(const std::string &path, std::time_t lCutOff, t_FILE_ACTION fn, str_l
 } // namespace
 
 int i_FILE_DELETE(const char *source, str_log strLog) {
+    int iFailed = 0;
+    return i_FILE_DELETE_ALL(source, &iFailed, strLog);
+}
+
+int i_FILE_DELETE_ALL(const char *source, int *piFailed, str_log strLog) {
     char szName[kNameSize];
     int iResult = 0;
     const bool bFits = resolve_name(source, szName, sizeof szName);
@@ -118,9 +126,9 @@ int i_FILE_DELETE(const char *source, str_log strLog) {
         trace_log(&strLog, TRACE_EVENTS, "could not remove %s: (%d) %s", source, ENAMETOOLONG,
                   error_text(ENAMETOOLONG).c_str());
     } else if (std::strchr(szName, '*') == nullptr) {
-        iResult = delete_one(szName, &strLog);
+        iResult = delete_one(szName, piFailed, &strLog);
     } else {
-        iResult = delete_matching(szName, &strLog);
+        iResult = delete_matching(szName, piFailed, &strLog);
     }
     trace_log(&strLog, TRACE_EVENTS, "--- FILE_DELETE  returns %d", iResult);
     return iResult;

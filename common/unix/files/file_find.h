@@ -10,6 +10,10 @@
 // nothing matched.
 int i_FILE_DELETE(const char *source, str_log strLog);
 
+// The same; adds to *piFailed how many of the files that match could not be
+// removed, and one when the directory could not be read to its end.
+int i_FILE_DELETE_ALL(const char *source, int *piFailed, str_log strLog);
+
 // What i_FILE_FIND_EXEC_BEFORE does with a file; its result does not count.
 using t_FILE_ACTION = int (*)(const char *cpFile, str_log strLog);
 

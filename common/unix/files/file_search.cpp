@@ -76,6 +76,7 @@ unique_file open_resolved(const char *cpFile) {
         trace_at(TRACE_ALWAYS, "file_search: fopen(%s) failed with: (%d) %s", szFile, iErrno,
                  error_text(iErrno).c_str());
     }
+    errno = iErrno;
     return file;
 }
 
@@ -104,5 +105,6 @@ int file_search(const char *cpFile, char *cpSearchString, int iLength) {
             return 1;
         }
     }
+    errno = std::ferror(file.get()) != 0 ? errno : 0;
     return 0;
 }

@@ -1,7 +1,11 @@
 // Opening regular files, see regular_file.h.
 #include "common/unix/files/regular_file.h"
 
+#include "common/unix/files/append.h"
+
+#include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <sys/stat.h>
 
@@ -22,6 +26,28 @@ unique_fd open_checked(const char *cpFile, int iFlags, struct stat *status) {
     }
     return file;
 }
+
+// Cuts the file to `size` bytes. Returns the error number of the failure before, or of its own.
+int cut_to(int fd, std::size_t size, int iErrno) {
+    const bool bCut = ::ftruncate(fd, static_cast<off_t>(size)) == 0;
+    return iErrno != 0 || bCut ? iErrno : errno;
+}
+
+// A limit on the size of files is met as an error, not as the signal that ends the process.
+class file_size_signal {
+public:
+    file_size_signal() {
+        struct sigaction ignore = {};
+        ignore.sa_handler = SIG_IGN;
+        ::sigaction(SIGXFSZ, &ignore, &before_);
+    }
+    file_size_signal(const file_size_signal &) = delete;
+    file_size_signal &operator=(const file_size_signal &) = delete;
+    ~file_size_signal() { ::sigaction(SIGXFSZ, &before_, nullptr); }
+
+private:
+    struct sigaction before_ = {};
+};
 
 } // namespace
 
@@ -79,6 +105,22 @@ bool read_to_end(int fd, std::string *text) {
         }
         text->append(block, static_cast<std::size_t>(got));
     }
+}
+
+int rewrite_text(int fd, const std::string &before, const std::string &after) {
+    const file_size_signal ignored;
+    const std::size_t room = std::max(before.size(), after.size());
+    // First the room for the new text: a full disk is met before the old text is touched.
+    if (!write_all_at(fd, std::string(room - before.size(), '\n'), before.size())) {
+        return cut_to(fd, before.size(), errno);
+    }
+    // One write of all: until the cut, what the old text was longer is blank lines.
+    if (!write_all_at(fd, after + std::string(room - after.size(), '\n'), 0)) {
+        const int iErrno = errno;
+        write_all_at(fd, before, 0);
+        return cut_to(fd, before.size(), iErrno);
+    }
+    return cut_to(fd, after.size(), 0);
 }
 
 bool read_regular(const char *cpFile, std::string *text) {

@@ -27,5 +27,11 @@ unique_fd create_regular(const char *cpFile);
 // Reads a descriptor to its end, behind what *text holds. False with errno when that fails.
 bool read_to_end(int fd, std::string *text);
 
+// Replaces the text `before` of the open file by `after`, in place, because other programs hold the
+// file by its inode and its owner. Who reads it meanwhile, or finds it after a kill, sees the lines
+// of the old text or of the new one, and blank lines behind them. 0, or the error number: then the
+// file holds the old text.
+int rewrite_text(int fd, const std::string &before, const std::string &after);
+
 // Reads a regular file whole into *text. False with errno when it cannot be opened or read.
 bool read_regular(const char *cpFile, std::string *text);

@@ -12,6 +12,7 @@ namespace {
 // ignores it would cost us our children's status.
 void prepare_signals() {
     ::signal(SIGPIPE, [](int) {});
+    ::signal(SIGXFSZ, [](int) {}); // a limit on the size of files is an error like a full disk
     ::signal(SIGCHLD, SIG_DFL);
 }
 

@@ -8,8 +8,10 @@
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -37,6 +39,16 @@ constexpr s_PSEUDO_ROOT kPseudoRoots[] = {
     {"/XEN Server", "vbc_xensrv -D \"", true, QUOTES_DOUBLE, "\""},
     {"/NetWare", "vbc_vndr -D -N :::::0", false, QUOTES_NONE, ""},
 };
+
+constexpr std::string_view kZarafa = "/Zarafa";
+
+// Null when no command lists the name.
+const s_PSEUDO_ROOT *find_root(std::string_view name) {
+    const auto *found =
+        std::find_if(std::begin(kPseudoRoots), std::end(kPseudoRoots),
+                     [name](const s_PSEUDO_ROOT &root) { return name.starts_with(root.prefix); });
+    return found == std::end(kPseudoRoots) ? nullptr : found;
+}
 
 void run_lister(const s_PSEUDO_ROOT &root, sFormat *cpInfo) {
     char szCommand[kCommandSize];
@@ -99,17 +111,19 @@ void list_zarafa(sFormat *cpInfo) {
 
 } // namespace
 
+bool is_pseudo_root(std::string_view name) {
+    return name.starts_with(kZarafa) || find_root(name) != nullptr;
+}
+
 bool list_pseudo_root(sFormat *cpInfo) {
     const std::string_view name = cpInfo->szCurRoot;
-    if (name.starts_with("/Zarafa")) {
+    if (name.starts_with(kZarafa)) {
         list_zarafa(cpInfo);
         return true;
     }
-    for (const s_PSEUDO_ROOT &root : kPseudoRoots) {
-        if (name.starts_with(root.prefix)) {
-            run_lister(root, cpInfo);
-            return true;
-        }
+    const s_PSEUDO_ROOT *root = find_root(name);
+    if (root != nullptr) {
+        run_lister(*root, cpInfo);
     }
-    return false;
+    return root != nullptr;
 }

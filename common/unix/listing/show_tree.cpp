@@ -9,10 +9,12 @@
 #include "common/unix/listing/mounts.h"
 #include "common/unix/listing/pseudo_root.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <iterator>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -44,15 +46,27 @@ constexpr s_MARKER kMarkers[] = {
     {"/etc/xensource-inventory", nullptr, "XEN Server", 'd'},
 };
 
-bool is_there(const char *cpFile) {
-    return cpFile != nullptr &&
-           unique_fd(::open((std::string(gListingPlaces.cpMarkers) + cpFile).c_str(),
-                            O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+// True when errno tells of a machine that fails, not of a file that is not to be had.
+bool is_fault() {
+    constexpr int kFaults[] = {EIO, ENOMEM, EMFILE, ENFILE, ESTALE, ETIMEDOUT};
+    return std::find(std::begin(kFaults), std::end(kFaults), errno) != std::end(kFaults);
+}
+
+bool is_there(const char *cpFile, sFormat *cpInfo) {
+    if (cpFile == nullptr) {
+        return false;
+    }
+    const unique_fd file(::open((std::string(gListingPlaces.cpMarkers) + cpFile).c_str(),
+                                O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file && is_fault()) {
+        count_error(cpInfo, error_text(errno));
+    }
+    return static_cast<bool>(file);
 }
 
 void show_applications(sFormat *cpInfo) {
     for (const s_MARKER &marker : kMarkers) {
-        if (is_there(marker.cpFile) || is_there(marker.cpElse)) {
+        if (is_there(marker.cpFile, cpInfo) || is_there(marker.cpElse, cpInfo)) {
             text_copy(cpInfo->szCurFullFileName, marker.cpName);
             text_copy(cpInfo->szCreatTime, "0");
             text_copy(cpInfo->szModTime, "0");
@@ -79,20 +93,22 @@ char type_of(mode_t mode, char cType) {
     return S_ISSOCK(mode) ? 's' : cType;
 }
 
-// Inserts one entry of the open directory; one that has no status, such as a dangling link, is no
-// entry. Only a symbolic link must be asked for twice. False when memory ran out.
+// Inserts one entry of the open directory. One that has no status, such as a link that dangles or
+// leads to where the caller may not look, is no entry. Only a symbolic link must be asked for
+// twice. False with errno when the machine fails or memory ran out.
 bool insert_entry(entry_list *list, int iDirectory, const char *cpName, std::string_view full) {
     struct stat status = {};
     char cType = '_';
     if (::fstatat(iDirectory, cpName, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-        return true;
+        return !is_fault();
     }
     if (S_ISLNK(status.st_mode)) {
         cType = 'l';
         if (::fstatat(iDirectory, cpName, &status, 0) != 0) {
-            return true;
+            return !is_fault();
         }
     }
+    errno = ENOMEM; // the reason when there is no room
     if (S_ISDIR(status.st_mode)) {
         return list->insert(entry_of('d', cType, full, {}, status));
     }
@@ -121,8 +137,10 @@ void insert_entries(entry_list *list, DIR *directory, sFormat *cpInfo) {
         if (full.size() >= sizeof cpInfo->szCurFullFileName) {
             count_error(cpInfo, error_text(ENAMETOOLONG));
         } else if (!insert_entry(list, ::dirfd(directory), entry->d_name, full)) {
-            errno = ENOMEM;
-            break;
+            if (errno == ENOMEM) {
+                break;
+            }
+            count_error(cpInfo, error_text(errno));
         }
     }
     if (errno != 0) {

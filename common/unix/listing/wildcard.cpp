@@ -46,6 +46,7 @@ bool start_search(const char *cpFile, str_log *strLog) {
     if (!search().directory) {
         trace_log(strLog, TRACE_EVENTS, "iGET_DIR: Error in opendir( %s ): %s", name.c_str(),
                   error_text(iErrno).c_str());
+        errno = iErrno;
         return false;
     }
     return true;
@@ -77,12 +78,14 @@ int i_GET_DIR(const char *cpFile, vn_dirent *pDE, str_log strLog) {
     if (cpFile[0] != '\0') {
         if (!start_search(cpFile, &strLog)) {
             trace_log(&strLog, TRACE_DETAILS, "--- iGET_DIR  returns %d", 0);
-            return 0;
+            return 0; // with errno
         }
     } else {
         trace_log(&strLog, TRACE_DETAILS, "+++ iGET_DIR: find next file");
     }
+    errno = 0;
     const char *cpFound = search().directory ? next_match(&strLog) : nullptr;
+    const int iErrno = errno;
     if (cpFound != nullptr) {
         text_copy(pDE->d_name, cpFound);
         trace_log(&strLog, TRACE_DETAILS, "found valid file >%s<", pDE->d_name);
@@ -92,5 +95,6 @@ int i_GET_DIR(const char *cpFile, vn_dirent *pDE, str_log strLog) {
     }
     const int iFound = cpFound != nullptr ? 1 : 0;
     trace_log(&strLog, TRACE_DETAILS, "--- iGET_DIR  returns %d %s", iFound, pDE->d_name);
+    errno = iErrno;
     return iFound;
 }

@@ -11,5 +11,5 @@ struct vn_dirent {
 // Wildcard iterator: with a file pattern (at most 511 characters, "*", "?" and classes behind the
 // last "/", references are resolved) starts a search and finds the first match, with an empty text
 // the next one. Returns 1 with the name, without its directory, in pDE; 0 with an empty name when
-// there is none. One search at a time.
+// there is none, and errno 0 or why the directory could not be read. One search at a time.
 int i_GET_DIR(const char *cpFile, vn_dirent *pDE, str_log strLog);

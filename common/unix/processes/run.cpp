@@ -161,7 +161,7 @@ void inspect_exe_status(const char *cpSubject, const char *cpFile, int iStatus) 
     }
 }
 
-[[noreturn]] void end_without_child(const char *cpSubject) {
+void report_no_process(const char *cpSubject) {
     const int iErrno = errno;
     const std::string error = error_text(iErrno);
     std::fprintf(stderr, "start_exe Unable to fork child process: %s (errno=%d)\n", error.c_str(),
@@ -171,7 +171,6 @@ void inspect_exe_status(const char *cpSubject, const char *cpFile, int iStatus) 
                        "Kindprozess konnte nicht erzeugt werden: %s",
                        "koa Kind net zammbracht: %s"),
            error.c_str());
-    std::exit(1);
 }
 
 } // namespace
@@ -244,6 +243,14 @@ int start_proc(const char *cpCmd) {
 }
 
 int i_cm_execvp(const char *cpFile, char **argv) {
+    const int iStatus = i_cm_execvp_status(cpFile, argv);
+    if (iStatus == -1) {
+        std::exit(1);
+    }
+    return iStatus;
+}
+
+int i_cm_execvp_status(const char *cpFile, char **argv) {
     char szProgram[512];
     text_copy(szProgram, cpFile);
     if (i_setenv_vorna(szProgram) != 1) {
@@ -255,7 +262,8 @@ int i_cm_execvp(const char *cpFile, char **argv) {
     std::fflush(stdout);
     const pid_t child = ::fork();
     if (child < 0) {
-        end_without_child(szSubject);
+        report_no_process(szSubject);
+        return -1;
     }
     if (child == 0) {
         ::execvp(cpFile, argv);

@@ -32,6 +32,9 @@ int start_proc(const char *cpCmd);
 // could be made.
 int i_cm_execvp(const char *cpFile, char **argv);
 
+// The same, but -1 when no process could be made.
+int i_cm_execvp_status(const char *cpFile, char **argv);
+
 // 1 when the first word of cpCmd exists as a file in the directory gv_ro_bin, else 0. iLen is not
 // used.
 int bSetInterpreter(const char *cpCmd, int iLen);

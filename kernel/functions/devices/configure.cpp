@@ -4,7 +4,7 @@
 #include "common/common/text.h"
 #include "common/common/types.h"
 #include "common/unix/files/descriptor.h"
-#include "common/unix/files/file_find.h"
+#include "common/unix/listing/wildcard.h"
 #include "common/unix/processes/semaphore.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/functions/devices/disk_file.h"
@@ -17,8 +17,11 @@
 #include "kernel/unix_hal/media_server.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
+#include <set>
 #include <string>
+#include <sys/stat.h>
 #include <vector>
 
 namespace {
@@ -43,19 +46,62 @@ bool read_drives(int iDrives, std::vector<s_DRIVE> *drives, char *cpMsg) {
     return true;
 }
 
-// Replaces the disk device files. False with the message.
-bool replace_disk_files(const std::vector<s_DRIVE> &drives, char *cpMsg) {
-    i_FILE_DELETE((std::string(gszRwIni) + "disk*").c_str(), strLog);
-    for (const s_DRIVE &drive : drives) {
-        const std::string name = "disk" + drive.number;
-        if (is_disk(drive) &&
-            CREATE_DISK_DEVICE_FILE(name.c_str(), drive.content.c_str(), gszRwIni, "0") != 1) {
-            text_print(cpMsg, kMessageSize, "Cannot write file %s%s: %s", gszRwIni, name.c_str(),
-                       error_text(errno).c_str());
-            return false;
+bool disk_file_failure(const char *cpAction, const std::string &name, char *cpMsg) {
+    text_print(cpMsg, kMessageSize, "Cannot %s file %s%s: %s", cpAction, gszRwIni, name.c_str(),
+               error_text(errno).c_str());
+    return false;
+}
+
+// The names of the disk device files that are there and not of these. False with errno.
+bool find_other_disk_files(const std::set<std::string> &names, std::vector<std::string> *others) {
+    vn_dirent entry;
+    const std::string pattern = std::string(gszRwIni) + "disk*";
+    int iFound = i_GET_DIR(pattern.c_str(), &entry, strLog);
+    for (; iFound == 1; iFound = i_GET_DIR("", &entry, strLog)) {
+        if (names.count(entry.d_name) == 0) {
+            others->push_back(entry.d_name);
+        }
+    }
+    return errno == 0;
+}
+
+// Deletes the disk device files that are not of these; a directory of such a name may stay. False
+// with the message.
+bool delete_other_disk_files(const std::set<std::string> &names, char *cpMsg) {
+    std::vector<std::string> others;
+    if (!find_other_disk_files(names, &others)) {
+        return disk_file_failure("delete", "disk*", cpMsg);
+    }
+    for (const std::string &name : others) {
+        const std::string path = gszRwIni + name;
+        struct stat status = {};
+        trace_log(&strLog, TRACE_DETAILS, "remove %s", path.c_str());
+        const bool bDirectory = ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+        if (std::remove(path.c_str()) != 0 && !bDirectory) {
+            return disk_file_failure("delete", name, cpMsg);
         }
     }
     return true;
+}
+
+// Replaces the disk device files, one by one: each is at every moment the old or the new one. False
+// with the message.
+bool replace_disk_files(const std::vector<s_DRIVE> &drives, char *cpMsg) {
+    std::set<std::string> names;
+    for (const s_DRIVE &drive : drives) {
+        const std::string name = "disk" + drive.number;
+        if (!is_disk(drive)) {
+            continue;
+        }
+        // What this call has made counts, what an earlier one has left does not.
+        const auto make =
+            names.count(name) == 0 ? replace_disk_device_file : CREATE_DISK_DEVICE_FILE;
+        if (make(name.c_str(), drive.content.c_str(), gszRwIni, "0") != 1) {
+            return disk_file_failure("write", name, cpMsg);
+        }
+        names.insert(name);
+    }
+    return delete_other_disk_files(names, cpMsg);
 }
 
 // The rewrite, under the lock. All that can be checked is checked, and the new file written, before

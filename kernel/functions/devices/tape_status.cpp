@@ -14,6 +14,7 @@
 #include "kernel/request/options.h"
 #include "kernel/unix_hal/tape.h"
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <unistd.h>
@@ -34,12 +35,19 @@ bool tape_status(char (&szMsg)[kStatusSize]) {
     return iResult == 1;
 }
 
-// A fixed disk is there when its device file names a path.
+// A fixed disk is there when its device file names a path, or is missing.
 bool fixed_disk_status(char (&szMsg)[kStatusSize]) {
     const std::string file = std::string("gv_rw_ini:") + gszOpt_d;
     trace_log(&strLog, TRACE_EVENTS, "DISK_HARD check file %s", file.c_str());
     char szSearch[256] = "empty";
-    text_copy(szMsg, file_search(file.c_str(), szSearch, sizeof szSearch) == 1 ? kNoTape : kOnline);
+    const bool bEmpty = file_search(file.c_str(), szSearch, sizeof szSearch) == 1;
+    const int iErrno = bEmpty || errno == ENOENT || errno == EINVAL ? 0 : errno;
+    if (iErrno != 0) {
+        text_print(szMsg, "cannot read disk device file %s: %s", gszOpt_d,
+                   error_text(iErrno).c_str());
+        return false;
+    }
+    text_copy(szMsg, bEmpty ? kNoTape : kOnline);
     return true;
 }
 
