@@ -53,6 +53,7 @@ CHANGES = {'write', 'pwrite64', 'writev', 'copy_file_range', 'unlink', 'unlinkat
 VOLATILE = re.compile(r'rw/lgc/|rw/prot/|rw/glbv/gv_client_(sts|msg)_|rw/work/(called\.log|drive\.calls|sem/)|'
                       r'rw/tmp/pid_list_|rw/work/(mt_status_result|load_)|victim$')
 RECORD = re.compile(r'^ID=%s\nSTATUS=(\w+) MSG=(.*)$' % cases.IDENTIFIER, re.M)
+NO_MEMORY = re.compile(r'^ID=\nSTATUS=ERROR MSG=out of memory$', re.M)  # before the identifier was read
 WORDS = {0: 'SUCCESS', 1: 'WARNING', 2: 'ERROR'}
 
 Step = collections.namedtuple('Step', 'kind call number error text')  # kind: FAIL, KILL or MEMORY
@@ -252,17 +253,18 @@ class Bench:
         self.after = self.place.tree()
         self.place.put_back()
 
-    def traced(self, calls, injections):
-        """The call under strace. Nobody waits in it."""
+    def traced(self, calls, injections, before=()):
+        """The call under strace, behind the words before it. Nobody waits in it."""
         words = ['strace', '-qq', '-s', '128', '-o', self.log, '-e', f'trace={calls},{SLEEP}']
         for injection in injections + [SLEEP + ':retval=0']:
             words += ['-e', 'inject=' + injection]
-        return words + self.words
+        return words + list(before) + self.words
 
     def words_of(self, step):
         """The command of a run."""
         if step.kind == 'MEMORY':
-            return ['sh', '-c', 'ulimit -v "$0" && exec "$@"', str(step.number)] + self.words
+            limited = ['sh', '-c', 'ulimit -v "$0" && exec "$@"', str(step.number)]
+            return self.traced('exit_group', [], limited)
         what = 'signal=KILL' if step.kind == 'KILL' else 'error=' + step.error
         return self.traced(step.call, [f'{step.call}:{what}:when={step.number}'])
 
@@ -367,7 +369,7 @@ def judge_answer(bench, step, outcome, tree, stopped):
         return [f'ended by signal {-outcome.status}']
     findings = []
     clean = bench.clean
-    silent = bench.case.silent and bench.case.silent in outcome.err
+    silent = bench.case.silent and bench.case.silent in outcome.err or NO_MEMORY.search(outcome.err)
     if bench.case.record and outcome.word is None and not silent and not is_record_write(step):
         findings.append(f'no record, exit status {outcome.status}')
     if outcome.word is not None and outcome.word != WORDS.get(outcome.status, 'ERROR'):
@@ -443,11 +445,11 @@ def memory_steps(bench):
     low, high = 512, 65536
     while high - low > 16:
         middle = (low + high) // 2
-        if status(middle, [bench.options.agent, '-h']) == 1:
+        if status(middle, [bench.options.agent, '-h']) in (1, 2):  # the help, or "out of memory"
             high = middle
         else:
             low = middle
-    return [Step('MEMORY', '', limit, '', '') for limit in range(high, high + 4096, 32)]
+    return [Step('MEMORY', '', limit, '', '') for limit in range(high, high + 3072, 32)]
 
 
 # ---- all of it -----------------------------------------------------------------------------------
