@@ -486,13 +486,12 @@ def work_run(task):
 
 
 def evenly(steps, most):
-    """At most so many: all kills, of the others as many, spread evenly."""
+    """At most so many beside those of changes, which are all made; the others are spread evenly."""
     if not most or len(steps) <= most:
         return steps
-    kills = [step for step in steps if step.kind == 'KILL']
-    others = [step for step in steps if step.kind != 'KILL']
-    room = max(most - len(kills), 0)
-    return kills + [others[i * len(others) // room] for i in range(room)]
+    always = [step for step in steps if step.kind == 'KILL' or changes(step)]
+    others = [step for step in steps if step.kind != 'KILL' and not changes(step)]
+    return always + [others[i * len(others) // most] for i in range(min(most, len(others)))]
 
 
 def known_reason(case, step, finding):
@@ -575,7 +574,7 @@ def main():
     parser = argparse.ArgumentParser()
     parser.add_argument('--agent', required=True, type=os.path.abspath)
     parser.add_argument('--programs', required=True, type=os.path.abspath)
-    parser.add_argument('--most', type=int, default=0, help='runs per function')
+    parser.add_argument('--most', type=int, default=0, help='runs per function in which no change fails')
     parser.add_argument('names', nargs='*')
     options = parser.parse_args()
     options.root = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
