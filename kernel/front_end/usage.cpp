@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-const char gszVersion[] = "vn_client 1.0.0";
+const char gszVersion[] = "vn_client " VN_VERSION;
 
 namespace {
 

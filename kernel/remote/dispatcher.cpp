@@ -24,7 +24,7 @@
 
 namespace {
 
-constexpr char kFakeVersion[] = "vn_client 1.0.0 NetWare";
+constexpr char kFakeVersion[] = "vn_client " VN_VERSION " NetWare";
 constexpr int kCommandLimit = sizeof(RCMD::szCmd);
 
 // What the catalogue has about a client.

@@ -20,7 +20,7 @@
 
 namespace {
 
-constexpr char kVersion[] = "cm_semaphore 1.0.0";
+constexpr char kVersion[] = "cm_semaphore " VN_VERSION;
 constexpr int kPathSize = 576; // bytes of a lock file's path
 
 // A holder writes who it is right behind the grant of its lock: how often, and after which pause,

@@ -1,0 +1,30 @@
+# What "cmake --install" puts below the prefix: programs, manual pages, completion, documents, samples, and
+# the two files that other services read. No library and no header: nothing else builds on them.
+include(GNUInstallDirs)
+
+set(VN_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/vn_client)
+
+install(TARGETS vn_client RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+
+foreach(section 5 8)
+    file(GLOB pages CONFIGURE_DEPENDS docs/man/*.${section})
+    install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+endforeach()
+
+install(FILES share/vn_client.bash RENAME vn_client
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions)
+install(FILES share/vn_client.zsh RENAME _vn_client
+    DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/site-functions)
+
+install(FILES README.md CHANGELOG.md DESTINATION ${VN_DOC_DIR})
+install(FILES docs/security.md DESTINATION ${VN_DOC_DIR}/docs)
+install(DIRECTORY samples/ DESTINATION ${VN_DOC_DIR}/examples)
+
+install(FILES share/tmpfiles.conf RENAME vn_client.conf DESTINATION lib/tmpfiles.d)
+
+# The configuration of a program below /usr is in /etc, that of one below another prefix inside of it. The
+# prefix is only known now when nobody names another on the command line of the installation.
+install(CODE "
+    string(REGEX REPLACE \"/usr/?$\" \"\" vn_root \"\${CMAKE_INSTALL_PREFIX}\")
+    file(INSTALL DESTINATION \"\${vn_root}/${CMAKE_INSTALL_SYSCONFDIR}/logrotate.d\" TYPE FILE
+        RENAME vn_client FILES \"${PROJECT_SOURCE_DIR}/share/logrotate\")")
