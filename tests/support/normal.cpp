@@ -76,6 +76,8 @@ std::string Installation::normalised(std::string_view text) const {
 std::string Installation::comparable(std::string_view text) const {
     std::string result = masked(normalised(text), kMoreMasks);
     replace_all(result, VN_CLIENT_PROGRAM, "<agent>");
+    replace_all(result, "vn_client " VN_VERSION, "vn_client 1.0.0"); // as the texts have it
+    replace_all(result, "cm_semaphore " VN_VERSION, "cm_semaphore 1.0.0");
     replace_all(result, "<dir>/rw/work/", "<work>/");
     if (const passwd *user = getpwuid(geteuid())) {
         replace_all(result, std::string("User= ") + user->pw_name + " ", "User= <user> ");

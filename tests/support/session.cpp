@@ -108,7 +108,8 @@ void play(const Installation &in, const std::string &script) {
     std::vector<std::string> environment = in.environment();
     for (const std::string &entry :
          {"SESSION=" + in.path(".session"), std::string("VN_CLIENT=" VN_CLIENT_PROGRAM),
-          std::string("VN_PROBE=" VN_PROBE_PROGRAM)}) {
+          std::string("VN_PROBE=" VN_PROBE_PROGRAM),
+          std::string("VN_SOURCE=" VN_SESSIONS_DIR "/../..")}) {
         environment.push_back(entry);
     }
     CallOptions options;
