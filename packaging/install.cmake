@@ -4,7 +4,8 @@ include(GNUInstallDirs)
 
 set(VN_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/vn_client)
 
-install(TARGETS vn_client RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+set(VN_PROGRAMS vn_client)
+install(TARGETS ${VN_PROGRAMS} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 foreach(section 5 8)
     file(GLOB pages CONFIGURE_DEPENDS docs/man/*.${section})
@@ -17,7 +18,8 @@ install(FILES share/vn_client.zsh RENAME _vn_client
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/zsh/site-functions)
 
 install(FILES README.md CHANGELOG.md DESTINATION ${VN_DOC_DIR})
-install(FILES docs/security.md DESTINATION ${VN_DOC_DIR}/docs)
+file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
+install(FILES ${documents} DESTINATION ${VN_DOC_DIR}/docs)
 install(DIRECTORY samples/ DESTINATION ${VN_DOC_DIR}/examples)
 
 install(FILES share/tmpfiles.conf RENAME vn_client.conf DESTINATION lib/tmpfiles.d)
