@@ -22,11 +22,12 @@ file(GLOB documents CONFIGURE_DEPENDS docs/*.md)
 install(FILES ${documents} DESTINATION ${VN_DOC_DIR}/docs)
 install(DIRECTORY samples/ DESTINATION ${VN_DOC_DIR}/examples)
 
-install(FILES share/tmpfiles.conf RENAME vn_client.conf DESTINATION lib/tmpfiles.d)
-
-# The configuration of a program below /usr is in /etc, that of one below another prefix inside of it. The
-# prefix is only known now when nobody names another on the command line of the installation.
-install(CODE "
-    string(REGEX REPLACE \"/usr/?$\" \"\" vn_root \"\${CMAKE_INSTALL_PREFIX}\")
-    file(INSTALL DESTINATION \"\${vn_root}/${CMAKE_INSTALL_SYSCONFDIR}/logrotate.d\" TYPE FILE
-        RENAME vn_client FILES \"${PROJECT_SOURCE_DIR}/share/logrotate\")")
+# What only Linux has the services for. The configuration of a program below /usr is in /etc, that of one below another
+# prefix inside of it; the prefix is only known here when nobody names another on the command line of the installation.
+if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    install(FILES share/tmpfiles.conf RENAME vn_client.conf DESTINATION lib/tmpfiles.d)
+    install(CODE "
+        string(REGEX REPLACE \"/usr/?$\" \"\" vn_root \"\${CMAKE_INSTALL_PREFIX}\")
+        file(INSTALL DESTINATION \"\${vn_root}/${CMAKE_INSTALL_SYSCONFDIR}/logrotate.d\" TYPE FILE
+            RENAME vn_client FILES \"${PROJECT_SOURCE_DIR}/share/logrotate\")")
+endif()
