@@ -4,13 +4,13 @@ include(GNUInstallDirs)
 
 set(VN_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/vn_client)
 
-set(VN_PROGRAMS vn_client)
-install(TARGETS ${VN_PROGRAMS} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-
-foreach(section 5 8)
-    file(GLOB pages CONFIGURE_DEPENDS docs/man/*.${section})
-    install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man${section})
+get_property(programs GLOBAL PROPERTY VN_PROGRAMS)
+install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+foreach(program IN LISTS programs)
+    install(FILES docs/man/${program}.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
 endforeach()
+file(GLOB pages CONFIGURE_DEPENDS docs/man/*.5)
+install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
 
 install(FILES share/vn_client.bash RENAME vn_client
     DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/bash-completion/completions)
