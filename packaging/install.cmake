@@ -4,10 +4,14 @@ include(GNUInstallDirs)
 
 set(VN_DOC_DIR ${CMAKE_INSTALL_DATAROOTDIR}/doc/vn_client)
 
-get_property(programs GLOBAL PROPERTY VN_PROGRAMS)
-install(TARGETS ${programs} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-foreach(program IN LISTS programs)
-    install(FILES docs/man/${program}.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+# The programs are those that CMakeLists.txt itself makes, each with its page.
+get_property(targets DIRECTORY PROPERTY BUILDSYSTEM_TARGETS)
+foreach(target IN LISTS targets)
+    get_target_property(type ${target} TYPE)
+    if(type STREQUAL "EXECUTABLE")
+        install(TARGETS ${target} RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+        install(FILES docs/man/${target}.8 DESTINATION ${CMAKE_INSTALL_MANDIR}/man8)
+    endif()
 endforeach()
 file(GLOB pages CONFIGURE_DEPENDS docs/man/*.5)
 install(FILES ${pages} DESTINATION ${CMAKE_INSTALL_MANDIR}/man5)
