@@ -13,6 +13,7 @@
 #include "kernel/front_end/usage.h"
 #include "kernel/request/finish.h"
 #include "kernel/request/options.h"
+#include "kernel/request/path_keys.h"
 
 #include <cstring>
 #include <string>
@@ -96,14 +97,6 @@ void make_identifier() {
     text_print(gszMissingArg, "-i %s ", gszId);
 }
 
-struct s_PATH_KEY {
-    const char *cpKey;
-    const char *cpMissing;
-    char *cpBuffer; // null: only the presence counts
-    int iSize;
-    bool bMediaServerOnly; // other functions do without it
-};
-
 // A path that is cut would name another directory.
 void keep_path(const s_PATH_KEY &key, const char *cpPath) {
     if (key.cpBuffer != nullptr && !text_copy(key.cpBuffer, key.iSize, cpPath)) {
@@ -114,23 +107,13 @@ void keep_path(const s_PATH_KEY &key, const char *cpPath) {
 void read_paths() {
     char szPath[1024]; // longer than any buffer: a cut path shows
     char szMsg[256];
-    const s_PATH_KEY keys[] = {
-        {"gv_ro", "missing gv_ro in INI", nullptr, 0, false},
-        {"gv_ro_bin", "missing gv_ro_bin in INI", gszRo, sizeof gszRo, false},
-        {"gv_ro_vns", "missing gv_ro_vns in INI", gszRoVns, sizeof gszRoVns, true},
-        {"gv_rw", "missing gv_rw in INI", nullptr, 0, false},
-        {"gv_rw_ini", "missing gv_rw_ini in INI", gszRwIni, sizeof gszRwIni, false},
-        {"gv_rw_vbc_log", "missing gv_rw_vbc in INI", gszRwVbc, sizeof gszRwVbc, false},
-        {"gv_rw_tmp", "missing gv_rw_tmp in INI", gszRwTmp, sizeof gszRwTmp, false},
-        {"gv_rw_work", "missing gv_rw_work in INI", gszRwWork, sizeof gszRwWork, false},
-    };
-    for (const s_PATH_KEY &key : keys) {
-        const bool bFound = i_READ_INI("VN_INI", "[Pathes]", key.cpKey, szPath, sizeof szPath,
+    for (const s_PATH_KEY *key = gPathKeys; key->cpKey != nullptr; ++key) {
+        const bool bFound = i_READ_INI("VN_INI", "[Pathes]", key->cpKey, szPath, sizeof szPath,
                                        szMsg, sizeof szMsg) == 1;
-        if (!bFound && (!key.bMediaServerOnly || is_media_server_function())) {
-            FINISH(1, key.cpMissing);
+        if (!bFound && (!key->bMediaServerOnly || is_media_server_function())) {
+            FINISH(1, key->cpMissing);
         }
-        keep_path(key, szPath);
+        keep_path(*key, szPath);
     }
 }
 
@@ -144,28 +127,11 @@ void switch_trace() {
     trace_user();
 }
 
-// vtpd.ini is where the central file says; one that does not know it has it beside the INI files.
-bool read_port(char *cpMsg, int iLength) {
-    constexpr char kIdentifier[] = "VTPD_INI";
-    constexpr char kSection[] = "[VTPD_Server]";
-    constexpr char kKey[] = "VTPD_PORT";
-    char szFile[1024];
-    if (i_GET_ROOT_FOR_INI(kIdentifier, szFile, sizeof szFile, cpMsg, iLength) == 1) {
-        return i_READ_INI(kIdentifier, kSection, kKey, gszPort, sizeof gszPort, cpMsg, iLength) ==
-               1;
-    }
-    text_print(szFile, "%svtpd.ini", gszRwIni);
-    if (i_GetPrivateProfileString(szFile, kSection, kKey, gszPort, sizeof gszPort, cpMsg,
-                                  iLength) == 1) {
-        return true;
-    }
-    trace_log(&strLog, TRACE_DETAILS, "READ_INI: %s %s %s not found", kIdentifier, kSection, kKey);
-    return false;
-}
-
 void find_port() {
+    char szFile[1024];
     char szMsg[256];
-    if (read_port(szMsg, sizeof szMsg)) {
+    if (read_transfer_port(gszRwIni, gszPort, sizeof gszPort, szFile, sizeof szFile, szMsg,
+                           sizeof szMsg)) {
         trace_log(&strLog, TRACE_EVENTS, "Got VTPD_PORT %s from vtpd.ini section [VTPD_Server]",
                   gszPort);
         return;

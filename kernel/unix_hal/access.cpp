@@ -53,17 +53,6 @@ std::string quoted(const char *cpWord) {
     return shell_quoted(cpWord, QUOTES_NONE);
 }
 
-// The standard port of the control daemons.
-void read_standard_port(char (&szPort)[20], str_log *strLog) {
-    char szMsg[256];
-    if (i_READ_INI("VN_INI", "[CTRLD_Server]", "CTRLD_Port", szPort, sizeof szPort, szMsg,
-                   sizeof szMsg) != 1) {
-        text_copy(szPort, kStandardPort);
-        trace_log(strLog, TRACE_DETAILS,
-                  "Standard CTRL port not given in vn.ini [CTRLD_Server] CTRLD_Port %s", szMsg);
-    }
-}
-
 // The client's own port, "-p <digits>" in its options, replaces the standard one.
 void apply_port_option(const char *cpOptions, char (&szPort)[20], str_log *strLog) {
     constexpr char kDigits[] = "0123456789";
@@ -181,11 +170,24 @@ int run_shell_method(const char *cpProgram, const char *cpNoAlive, RCMD *psctRcm
 
 } // namespace
 
+bool standard_daemon_port(char (&szPort)[20], char *cpMsg, int iLength) {
+    if (i_READ_INI("VN_INI", "[CTRLD_Server]", "CTRLD_Port", szPort, sizeof szPort, cpMsg,
+                   iLength) == 1) {
+        return true;
+    }
+    text_copy(szPort, kStandardPort);
+    return false;
+}
+
 int iCtrldAccess(RCMD *psctRcmd, str_log strLog) {
     trace_log(&strLog, TRACE_EVENTS, "+++ CtrldAccess: %s [%s]", psctRcmd->szClient,
               psctRcmd->szCmd);
     char szPort[20];
-    read_standard_port(szPort, &strLog);
+    char szMsg[256];
+    if (!standard_daemon_port(szPort, szMsg, sizeof szMsg)) {
+        trace_log(&strLog, TRACE_DETAILS,
+                  "Standard CTRL port not given in vn.ini [CTRLD_Server] CTRLD_Port %s", szMsg);
+    }
     trace_log(&strLog, TRACE_DETAILS, "using access mode: CTRLD; user: %s; Port: %s",
               psctRcmd->szUser, szPort);
     choose_port(psctRcmd, szPort, &strLog);

@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
-#include <string_view>
 
 const char *gcpAllowList = "/etc/vorna_cmdusers.allow";
 
@@ -22,13 +21,6 @@ namespace {
 
 constexpr int kRefused = 2;
 constexpr std::size_t kCommandLimit = 1023;
-constexpr std::size_t kLineLimit = 255; // of the allow list
-
-struct s_COMMAND {
-    std::string program;   // its path
-    std::string line;      // the whole command line for a shell
-    char **argv = nullptr; // instead of the line: the program's arguments
-};
 
 // The argument vector as a command line that means itself.
 std::string line_of(char **argv) {
@@ -75,45 +67,31 @@ bool is_inside(const s_COMMAND &command, std::string_view directory) {
            (directory.back() == '/' || program.substr(directory.size()).starts_with("/"));
 }
 
-// What a line of the allow list permits the user.
-bool line_allows(std::string_view line, const std::string &user, const std::string &program,
-                 str_log *strLog) {
-    line = line.substr(0, kLineLimit);
-    if (!line.starts_with(user + ' ')) {
-        return false;
+// Puts the program directory before a relative program.
+void make_absolute(const char *cpDirectory, s_COMMAND *command) {
+    if (command->program[0] != '/') {
+        command->program.insert(0, cpDirectory);
+        command->line.insert(0, shell_quoted(cpDirectory, QUOTES_NONE));
     }
-    if (line.find(user + " *") != std::string_view::npos) {
-        trace_log(strLog, TRACE_EVENTS, "Line contains joker for command: %s", program.c_str());
-        return true;
-    }
-    if (line.find(user + ' ' + program) != std::string_view::npos) {
-        trace_log(strLog, TRACE_EVENTS, "Line contains command: %s", program.c_str());
-        return true;
-    }
-    return false;
 }
 
-int refuse(const std::string &user, const std::string &program, char *cpMsg) {
-    text_print(cpMsg, kMessageSize, "Command %s with user %s not allowed", program.c_str(),
-               user.c_str());
-    return kRefused;
-}
-
-// 0 when the allow list permits it, else the refusal.
-int ask_allow_list(const std::string &user, const std::string &program, char *cpMsg,
-                   str_log *strLog) {
+// Which line of the allow list permits the program.
+void ask_allow_list(const std::string &user, s_COMMAND_DECISION *decision, str_log *strLog) {
     line_reader list(gcpAllowList);
-    if (!list.is_open()) {
-        text_print(cpMsg, kMessageSize, "could not open file %s", gcpAllowList);
-        return kRefused;
-    }
+    decision->eRule = list.is_open() ? COMMAND_NOT_ALLOWED : COMMAND_NO_LIST;
     std::string_view line;
     while (list.next(&line)) {
-        if (line_allows(line, user, program, strLog)) {
-            return 0;
+        ++decision->iLine;
+        const e_COMMAND_RULE eRule = allow_line_rule(line, user, decision->command.program);
+        if (eRule != COMMAND_NOT_ALLOWED) {
+            trace_log(strLog, TRACE_EVENTS, "Line contains %scommand: %s",
+                      eRule == COMMAND_BY_JOKER ? "joker for " : "",
+                      decision->command.program.c_str());
+            decision->eRule = eRule;
+            decision->list_line = line.substr(0, ALLOW_LINE_LENGTH);
+            return;
         }
     }
-    return refuse(user, program, cpMsg);
 }
 
 // The exit state of what i_cm_execvp_status returned; its ends that are no wait status stay.
@@ -145,25 +123,6 @@ int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
     return state_of_program(i_cm_execvp_status(command.program.c_str(), command.argv));
 }
 
-// Puts the program directory before a relative program.
-void make_absolute(const char *cpDirectory, s_COMMAND *command) {
-    if (command->program[0] != '/') {
-        command->program.insert(0, cpDirectory);
-        command->line.insert(0, shell_quoted(cpDirectory, QUOTES_NONE));
-    }
-}
-
-// 0 when the user may run the command, else the refusal.
-int decide(const std::string &user, const s_COMMAND &command, const char *cpDirectory, char *cpMsg,
-           str_log *strLog) {
-    trace_log(strLog, TRACE_EVENTS, "Compare pathes %s %s", command.program.c_str(), cpDirectory);
-    if (is_inside(command, cpDirectory)) {
-        trace_log(strLog, TRACE_EVENTS, "Command allowed, bcs. in Vorna bin directory");
-        return 0;
-    }
-    return ask_allow_list(user, command.program, cpMsg, strLog);
-}
-
 // The call's result for the command's exit state, with the message.
 int result_of(int iRet, char *cpMsg, str_log *strLog) {
     if (iRet != 0) {
@@ -176,38 +135,78 @@ int result_of(int iRet, char *cpMsg, str_log *strLog) {
     return 0;
 }
 
-// Decides and runs. Returns the call's result, with the message.
-int execute(const std::string &user, const char *cpCmd, char **ArgList, char *cpMsg,
-            str_log *strLog) {
-    char szDirectory[1024]; // a path that is cut would name another directory
-    char szError[256];
-    i_READ_INI("VN_INI", "[Pathes]", "gv_ro_bin", szDirectory, sizeof szDirectory, szError,
-               sizeof szError);
-    s_COMMAND command = find_command(cpCmd, ArgList, strLog);
-    if (!fits(command, user)) {
+// The refusal by a decision, with the message.
+int refuse(const std::string &user, const s_COMMAND_DECISION &decision, char *cpMsg) {
+    if (decision.eRule == COMMAND_TOO_LONG) {
         text_copy(cpMsg, kMessageSize, "command is too long");
-        return kRefused;
+    } else if (decision.eRule == COMMAND_NO_LIST) {
+        text_print(cpMsg, kMessageSize, "could not open file %s", gcpAllowList);
+    } else {
+        text_print(cpMsg, kMessageSize, "Command %s with user %s not allowed",
+                   decision.command.program.c_str(), user.c_str());
     }
-    trace_log(strLog, TRACE_EVENTS, "Cmd2: [%s]", command.program.c_str());
-    if (command.program.empty()) {
-        return refuse(user, "", cpMsg);
-    }
-    make_absolute(szDirectory, &command);
-    if (user.empty() || user[0] == '-') { // would be an option of su
-        return refuse(user, command.program, cpMsg);
-    }
-    if (const int iRefused = decide(user, command, szDirectory, cpMsg, strLog)) {
-        return iRefused;
-    }
-    return result_of(run(user, command, strLog), cpMsg, strLog);
+    return kRefused;
 }
 
 } // namespace
 
+bool command_is_allowed(e_COMMAND_RULE eRule) {
+    return eRule == COMMAND_IN_DIRECTORY || eRule == COMMAND_BY_JOKER || eRule == COMMAND_BY_LINE;
+}
+
+e_COMMAND_RULE allow_line_rule(std::string_view line, const std::string &user,
+                               const std::string &program) {
+    line = line.substr(0, ALLOW_LINE_LENGTH);
+    if (!line.starts_with(user + ' ')) {
+        return COMMAND_NOT_ALLOWED;
+    }
+    if (line.find(user + " *") != std::string_view::npos) {
+        return COMMAND_BY_JOKER;
+    }
+    return line.find(user + ' ' + program) != std::string_view::npos ? COMMAND_BY_LINE
+                                                                     : COMMAND_NOT_ALLOWED;
+}
+
+s_COMMAND_DECISION decide_user_command(const std::string &user, const char *cpCmd, char **ArgList,
+                                       str_log *strLog) {
+    char szDirectory[1024]; // a path that is cut would name another directory
+    char szError[256];
+    i_READ_INI("VN_INI", "[Pathes]", "gv_ro_bin", szDirectory, sizeof szDirectory, szError,
+               sizeof szError);
+    s_COMMAND_DECISION decision;
+    decision.command = find_command(cpCmd, ArgList, strLog);
+    if (!fits(decision.command, user)) {
+        decision.eRule = COMMAND_TOO_LONG;
+        return decision;
+    }
+    trace_log(strLog, TRACE_EVENTS, "Cmd2: [%s]", decision.command.program.c_str());
+    if (decision.command.program.empty()) {
+        decision.eRule = COMMAND_MISSING;
+        return decision;
+    }
+    make_absolute(szDirectory, &decision.command);
+    if (user.empty() || user[0] == '-') { // would be an option of su
+        decision.eRule = COMMAND_NO_USER;
+        return decision;
+    }
+    trace_log(strLog, TRACE_EVENTS, "Compare pathes %s %s", decision.command.program.c_str(),
+              szDirectory);
+    if (is_inside(decision.command, szDirectory)) {
+        trace_log(strLog, TRACE_EVENTS, "Command allowed, bcs. in Vorna bin directory");
+        decision.eRule = COMMAND_IN_DIRECTORY;
+    } else {
+        ask_allow_list(user, &decision, strLog);
+    }
+    return decision;
+}
+
 int i_EXECUTE_USER_COMMAND(const char *cpUser, const char *cpCmd, char **ArgList, char *cpMsg,
                            str_log strLog) {
     trace_log(&strLog, TRACE_EVENTS, "+++ EXECUTE_USER_COMMAND %s %s", cpUser, cpCmd);
-    const int iResult = execute(cpUser, cpCmd, ArgList, cpMsg, &strLog);
+    const s_COMMAND_DECISION decision = decide_user_command(cpUser, cpCmd, ArgList, &strLog);
+    const int iResult = command_is_allowed(decision.eRule)
+                            ? result_of(run(cpUser, decision.command, &strLog), cpMsg, &strLog)
+                            : refuse(cpUser, decision, cpMsg);
     trace_log(&strLog, TRACE_EVENTS, "--- EXECUTE_USER_COMMAND: %s", cpMsg);
     return iResult;
 }

@@ -85,20 +85,21 @@ struct s_DIRECTORIES {
     char szRoVns[kValueSize] = "";
 };
 
-bool read_directories(const s_PROGRAM &program, s_DIRECTORIES *directories) {
+// False with what is to be said on standard output.
+bool read_directories(const s_PROGRAM &program, s_DIRECTORIES *directories, std::string *fault) {
     char szMsg[kMessageSize];
     if (!read_key("[PATHES]", "gv_ro_bin", directories->szRoBin, szMsg)) {
         return false;
     }
     if (program.bMediaServer && !read_key("[PATHES]", "gv_ro_vns", directories->szRoVns, szMsg)) {
-        std::printf("error in i_READ_INI gv_ro_vns %s\n", szMsg);
+        *fault = std::string("error in i_READ_INI gv_ro_vns ") + szMsg + '\n';
         return false;
     }
     if (!program.bDatabase) {
         return true;
     }
     if (!read_key("[PATHES]", "gv_ro_db", directories->szRoDb, szMsg)) {
-        std::printf("error in i_READ_INI gv_ro_db %s\n", szMsg);
+        *fault = std::string("error in i_READ_INI gv_ro_db ") + szMsg + '\n';
         return false;
     }
     if (!read_key("[PATHES]", "gv_ro_pgsql", directories->szRoPgsql, szMsg)) {
@@ -107,18 +108,17 @@ bool read_directories(const s_PROGRAM &program, s_DIRECTORIES *directories) {
     return true;
 }
 
-void print_too_long(const s_DIRECTORIES &directories, int iStrLenPath) {
-    std::printf("iStrLenRoBin = %d (0 means that string already in PATH)\n"
-                "iStrLenRoDb  = %d (0 means that string already in PATH)\n"
-                "iStrLenRoPgsql = %d (0 means that string already in PATH)\n"
-                "iStrLenRoVns = %d (0 means that string already in PATH)\n"
-                "iStrLenPath  = %d\n"
-                "iSizeOfPath  = %d\n"
-                "length of string is not sufficient\n",
-                static_cast<int>(std::strlen(directories.szRoBin)),
-                static_cast<int>(std::strlen(directories.szRoDb)),
-                static_cast<int>(std::strlen(directories.szRoPgsql)),
-                static_cast<int>(std::strlen(directories.szRoVns)), iStrLenPath, kPathLimit);
+std::string too_long_text(const s_DIRECTORIES &directories, std::size_t iPath) {
+    constexpr char kInPath[] = " (0 means that string already in PATH)\n";
+    const auto length = [kInPath](const char *cpName, const char *cpDirectory) {
+        return cpName + std::to_string(std::strlen(cpDirectory)) + kInPath;
+    };
+    return length("iStrLenRoBin = ", directories.szRoBin) +
+           length("iStrLenRoDb  = ", directories.szRoDb) +
+           length("iStrLenRoPgsql = ", directories.szRoPgsql) +
+           length("iStrLenRoVns = ", directories.szRoVns) +
+           "iStrLenPath  = " + std::to_string(iPath) + "\niSizeOfPath  = " +
+           std::to_string(kPathLimit) + "\nlength of string is not sufficient\n";
 }
 
 // A list of directories with one more at its end. An empty element would be the directory in which
@@ -153,27 +153,15 @@ bool put_path(const std::string &path) {
     return true;
 }
 
-bool set_path(const s_PROGRAM &program) {
-    s_DIRECTORIES directories;
-    if (!read_directories(program, &directories)) {
-        return false;
-    }
-    if (std::getenv("PATH") == nullptr) {
-        std::printf("error in getenv PATH\n");
-        return false;
-    }
+bool set_path(const char *cpCommand) {
     const std::string old = environment("PATH");
-    const std::string path = extended_path(old, &directories);
-    if (path == old) {
-        return true;
-    }
-    const std::size_t counted = old.size() + std::strlen(directories.szRoBin) +
-                                std::strlen(directories.szRoDb) + std::strlen(directories.szRoVns);
-    if (counted >= kPathLimit) { // gv_ro_pgsql does not count
-        print_too_long(directories, static_cast<int>(old.size()));
+    std::string path = old;
+    std::string fault;
+    if (!child_path(cpCommand, std::getenv("PATH") == nullptr ? nullptr : &path, &fault)) {
+        std::fputs(fault.c_str(), stdout);
         return false;
     }
-    return put_path(path);
+    return path == old || put_path(path);
 }
 
 bool set_library_path() {
@@ -198,9 +186,30 @@ bool set_library_path() {
 
 } // namespace
 
+bool child_path(const char *cpCommand, std::string *path, std::string *fault) {
+    s_DIRECTORIES directories;
+    if (!read_directories(classify(cpCommand), &directories, fault)) {
+        return false;
+    }
+    if (path == nullptr) {
+        *fault = "error in getenv PATH\n";
+        return false;
+    }
+    const std::string old = *path;
+    *path = extended_path(old, &directories);
+    const std::size_t counted = old.size() + std::strlen(directories.szRoBin) +
+                                std::strlen(directories.szRoDb) + std::strlen(directories.szRoVns);
+    if (*path != old && counted >= kPathLimit) { // gv_ro_pgsql does not count
+        *fault = too_long_text(directories, old.size());
+        return false;
+    }
+    return true;
+}
+
 int i_setenv_vorna(const char *cpCommand) {
-    const s_PROGRAM program = classify(cpCommand == nullptr ? "" : cpCommand);
-    if (!set_database_port(program) || !set_path(program)) {
+    cpCommand = cpCommand == nullptr ? "" : cpCommand;
+    const s_PROGRAM program = classify(cpCommand);
+    if (!set_database_port(program) || !set_path(cpCommand)) {
         return 0;
     }
     return program.bNetware && !set_library_path() ? 0 : 1;

@@ -218,17 +218,30 @@ void read_variable(const char *name, const std::string &path, bool bDelete, char
 
 } // namespace
 
+bool glbv_content(int fd, char *value) {
+    s_VALUE result;
+    const bool bRead = read_file(fd, &result) == 0 && result.bRead;
+    text_copy(value, GLBV_VALUE_SIZE, bRead ? result.szText : "");
+    return bRead;
+}
+
+bool glbv_file(const char *name, std::string *file) {
+    char szDirectory[kDirectorySize];
+    const bool bStore = read_directory(szDirectory);
+    *file = bStore ? std::string(szDirectory) + name + ".sgv" : szDirectory;
+    return bStore;
+}
+
 char *glbv(int cFunction, char *name, char *value) {
     std::replace_if(
         name, name + std::strlen(name), [](char c) { return c == '\\' || c == '/'; }, '_');
-    char szDirectory[kDirectorySize];
-    if (!read_directory(szDirectory)) {
+    std::string path;
+    if (!glbv_file(name, &path)) {
         if (cFunction != 'd') {
-            reply_no_store(value, szDirectory);
+            reply_no_store(value, path.c_str());
         }
         return value;
     }
-    const std::string path = std::string(szDirectory) + name + ".sgv";
     switch (cFunction) {
     case 'd':
         if (std::strchr(name, '*') != nullptr) {

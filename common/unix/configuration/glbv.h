@@ -3,6 +3,8 @@
 // value or the new one; the last of several writers wins.
 #pragma once
 
+#include <string>
+
 // Bytes that a buffer for a value must have, terminator included; longer values are cut and marked.
 constexpr int GLBV_VALUE_SIZE = 512;
 
@@ -16,3 +18,10 @@ constexpr int GLBV_VALUE_SIZE = 512;
 // failure is a reply in value that begins with "??". Failures other than a missing variable are
 // also reported on standard error and in the protocol.
 char *glbv(int cFunction, char *name, char *value);
+
+// For who looks at the store and may not change it. The first fills *file with the path of the
+// variable's file; false, with what is known of the store's directory, without one. The second
+// reads the value from its open file into value (GLBV_VALUE_SIZE bytes) as 'r' does, false for an
+// empty file or none that holds values.
+bool glbv_file(const char *name, std::string *file);
+bool glbv_content(int fd, char *value);

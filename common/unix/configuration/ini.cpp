@@ -297,16 +297,6 @@ std::string named_central_file(const std::string &name) {
     return "";
 }
 
-// The central files in the order in which they are asked.
-std::vector<std::string> central_files() {
-    std::vector<std::string> places;
-    if (const char *cpVariable = std::getenv("VORNA_INI")) {
-        places.push_back(named_central_file(cpVariable));
-    }
-    places.insert(places.end(), {gIniPlaces.cpCentral[0], gIniPlaces.cpCentral[1]});
-    return places;
-}
-
 int count(t_LL list) {
     int iCount = 0;
     for (const void *element = FirstElmLL(list); IsElmLL(element) != 0;
@@ -317,6 +307,15 @@ int count(t_LL list) {
 }
 
 } // namespace
+
+std::vector<std::string> ini_central_files() {
+    std::vector<std::string> places;
+    if (const char *cpVariable = std::getenv("VORNA_INI")) {
+        places.push_back(named_central_file(cpVariable));
+    }
+    places.insert(places.end(), {gIniPlaces.cpCentral[0], gIniPlaces.cpCentral[1]});
+    return places;
+}
 
 int i_GetPrivateProfileString(const char *cpFilename, const char *cpSection, const char *cpKey,
                               char *cpValue, int iLengthValue, char *cpMsg, int iLengthMsg) {
@@ -357,7 +356,7 @@ int i_GET_ROOT_FOR_INI(const char *cpIdentifier, char *cpValue, int iLengthValue
         text_copy(cpValue, iLengthValue, identifier);
         return 1;
     }
-    const std::vector<std::string> places = central_files();
+    const std::vector<std::string> places = ini_central_files();
     for (const std::string &place : places) {
         if (i_GetPrivateProfileString(place.c_str(), nullptr, identifier.c_str(), cpValue,
                                       iLengthValue, cpMsg, iLengthMsg) == 1) {

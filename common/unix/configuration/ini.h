@@ -8,12 +8,19 @@
 
 #include "common/common/LL.h"
 
+#include <string>
+#include <vector>
+
 // Where the central file is looked for when the environment variable VORNA_INI does not name it, or
 // names one that does not know the identifier. The entries are tried in this order.
 struct s_INI_PLACES {
     const char *cpCentral[2];
 };
 extern s_INI_PLACES gIniPlaces;
+
+// The central files in the order in which they are asked: what VORNA_INI names, when it is set (empty
+// when its name is too long), and the two fixed places.
+std::vector<std::string> ini_central_files();
 
 // Fills cpValue (iLengthValue bytes) with the path of the identifier's INI file; an identifier that
 // begins with "/" is that path, without one "VN_INI" is meant. A VORNA_INI of more than 127

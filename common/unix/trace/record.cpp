@@ -18,6 +18,27 @@
 
 LANGUAGES eLang = LANG_EN;
 
+LANGUAGES language_of(const char *cpValue) {
+    if (strcasecmp(cpValue, "de_by") == 0) {
+        return LANG_BY;
+    }
+    if (std::strncmp(cpValue, "de", 2) == 0) {
+        return LANG_DE;
+    }
+    struct s_CODE {
+        const char *cpCode;
+        LANGUAGES eLanguage;
+    };
+    constexpr s_CODE kCodes[] = {
+        {"es", LANG_ES}, {"fr", LANG_FR}, {"hr", LANG_HR}, {"pt", LANG_PT}};
+    for (const s_CODE &code : kCodes) {
+        if (std::strcmp(cpValue, code.cpCode) == 0) {
+            return code.eLanguage;
+        }
+    }
+    return LANG_EN;
+}
+
 namespace {
 
 str_log *pstrFirstLog = nullptr; // the first record ever configured
@@ -32,19 +53,6 @@ int number_of(std::string_view text) {
     int iNumber = 0;
     std::from_chars(text.data(), text.data() + text.size(), iNumber);
     return iNumber;
-}
-
-// The level that module szModule has in the debug switch file, 0 if none.
-int level_of(const char *cpFile, const char *szModule) {
-    const std::string key = std::string(szModule) + '=';
-    line_reader reader(cpFile);
-    std::string_view line;
-    while (reader.next(&line)) {
-        if (line.substr(0, key.size()) == key) {
-            return number_of(line.substr(key.size()));
-        }
-    }
-    return 0;
 }
 
 void report_missing_path(const char *cpWho, const char *cpKey) {
@@ -99,27 +107,6 @@ void configure_record(const char *cpKeyFile, const char *cpKeyDebug, const char 
     }
 }
 
-LANGUAGES language_of(const char *cpValue) {
-    if (strcasecmp(cpValue, "de_by") == 0) {
-        return LANG_BY;
-    }
-    if (std::strncmp(cpValue, "de", 2) == 0) {
-        return LANG_DE;
-    }
-    struct s_CODE {
-        const char *cpCode;
-        LANGUAGES eLanguage;
-    };
-    constexpr s_CODE kCodes[] = {
-        {"es", LANG_ES}, {"fr", LANG_FR}, {"hr", LANG_HR}, {"pt", LANG_PT}};
-    for (const s_CODE &code : kCodes) {
-        if (std::strcmp(cpValue, code.cpCode) == 0) {
-            return code.eLanguage;
-        }
-    }
-    return LANG_EN;
-}
-
 void choose_language(str_log *strLog) {
     char szLanguage[64];
     char szMsg[kMessageSize];
@@ -135,6 +122,24 @@ void choose_language(str_log *strLog) {
 
 } // namespace
 
+int debug_level_of(const char *cpFile, const char *szModule) {
+    const std::string key = std::string(szModule) + '=';
+    line_reader reader(cpFile);
+    std::string_view line;
+    while (reader.next(&line)) {
+        if (line.substr(0, key.size()) == key) {
+            return number_of(line.substr(key.size()));
+        }
+    }
+    return 0;
+}
+
+// A path that does not fit would be another file's.
+std::string debug_switch_file(const std::string &directory) {
+    char szFile[128];
+    return text_print(szFile, "%sdebug.ini", directory.c_str()) ? szFile : "";
+}
+
 int log_check(const char *cpInput) {
     char szModule[50];
     text_copy(szModule, cpInput);
@@ -145,9 +150,8 @@ int log_check(const char *cpInput) {
                    sizeof szMsg) != 1) {
         report_missing_path("LOG_CHECK", "gv_rw_ini");
     }
-    char szFile[128];
-    // A path that does not fit would be another file's.
-    return text_print(szFile, "%sdebug.ini", szDirectory) ? level_of(szFile, szModule) : 0;
+    const std::string file = debug_switch_file(szDirectory);
+    return file.empty() ? 0 : debug_level_of(file.c_str(), szModule);
 }
 
 void v_set_log_main(const char *cpKeyFile, const char *cpKeyDebug, str_log *strLog) {
