@@ -24,6 +24,9 @@ vn_ctrlc() {
 vn_rcmd() {
     "${VN_CLIENT%/*}/vn_rcmd" "$@"
 }
+vn_check() {
+    "${VN_CLIENT%/*}/vn_check" "$@"
+}
 
 # The agent with its trace on standard error.
 traced() {
@@ -85,6 +88,37 @@ play() {
         [ $# -gt 1 ] && printf '%s\n' "$2" || cat
     } >"$program"
     chmod 755 "$program"
+}
+
+# whole_installation: one in which nothing is doubtful. The machine's programs are in "bin", /etc is "etc".
+whole_installation() {
+    mkdir -p bin etc/opt/vorna .good
+    chmod -R go-w .
+    chmod o-rx rw/lgc rw/prot
+    rm -r ro/remote ro/drive ro/bin/vn_[!am]* ro/bin/vbc_*
+    rm rw/glbv/gv_r[ow].sgv rw/glbv/gv_ro_[!bd]* rw/glbv/gv_rw_[!w]*
+    for file in bin/su bin/ps bin/grep bin/awk bin/cp bin/chmod bin/mt bin/ssh bin/udevadm bin/tool \
+        ro/bin/vn_client ro/db/damisql; do
+        echo '#!/bin/sh' >"$file"
+        chmod 755 "$file"
+    done
+    printf '# who may what\nroot %s\n' "$dir/bin/tool" >etc/vorna_cmdusers.allow
+    cp -a ro rw etc bin vorna.ini .good/
+}
+
+# check OPTION...: the check of that installation. fault COMMANDS OPTION...: what it has to say after the
+# commands; then the installation is whole again.
+check() {
+    vn_check -e "$dir/etc" -p "$dir/bin" "$@"
+}
+fault() {
+    eval "$1"
+    shift
+    check -q "$@"
+    set -- $?
+    rm -rf ro rw etc bin vorna.ini
+    cp -a .good/. .
+    return "$1"
 }
 
 # set_ini FILE SECTION KEY VALUE, remove_ini FILE SECTION KEY: one line of an INI file in rw/ini, all others

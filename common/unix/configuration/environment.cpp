@@ -117,8 +117,9 @@ std::string too_long_text(const s_DIRECTORIES &directories, std::size_t iPath) {
            length("iStrLenRoDb  = ", directories.szRoDb) +
            length("iStrLenRoPgsql = ", directories.szRoPgsql) +
            length("iStrLenRoVns = ", directories.szRoVns) +
-           "iStrLenPath  = " + std::to_string(iPath) + "\niSizeOfPath  = " +
-           std::to_string(kPathLimit) + "\nlength of string is not sufficient\n";
+           "iStrLenPath  = " + std::to_string(iPath) +
+           "\niSizeOfPath  = " + std::to_string(kPathLimit) +
+           "\nlength of string is not sufficient\n";
 }
 
 // A list of directories with one more at its end. An empty element would be the directory in which

@@ -3,9 +3,9 @@
 
 #include <string>
 
-// Puts the directories that the command's program needs behind those of *path, as they will stand in
-// its PATH; null for a process without PATH. False with the lines that tell why in *fault (none when
-// gv_ro_bin is missing) when they cannot be put there.
+// Puts the directories that the command's program needs behind those of *path, as they will stand
+// in its PATH; null for a process without PATH. False with the lines that tell why in *fault (none
+// when gv_ro_bin is missing) when they cannot be put there.
 bool child_path(const char *cpCommand, std::string *path, std::string *fault);
 
 // Prepares the environment for the command line cpCommand: PATH gets the installation's program

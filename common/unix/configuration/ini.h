@@ -18,8 +18,8 @@ struct s_INI_PLACES {
 };
 extern s_INI_PLACES gIniPlaces;
 
-// The central files in the order in which they are asked: what VORNA_INI names, when it is set (empty
-// when its name is too long), and the two fixed places.
+// The central files in the order in which they are asked: what VORNA_INI names, when it is set
+// (empty when its name is too long), and the two fixed places.
 std::vector<std::string> ini_central_files();
 
 // Fills cpValue (iLengthValue bytes) with the path of the identifier's INI file; an identifier that
