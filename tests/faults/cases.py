@@ -140,5 +140,6 @@ CASES = (
          known={'record says ERROR, exit status is 0': 'the status is the raw one of the shell'}),
     Case('c', '-f', 'c', '-d', '2', given=DRIVES, messages=('Configured 2 VNS-drives, restart',),
          reports=('glbv() delete ',),
+         known={'rw/ini/disk1 is neither old nor new: missing': 'deleted before the new one takes its place'},
          files=dict(DRIVES, **{'rw/ini/disk1': '/mnt/older\n0\n', 'rw/ini/disk7': 'empty\n0\n'})),
 )

@@ -4,7 +4,7 @@
 #include "common/common/text.h"
 #include "common/common/types.h"
 #include "common/unix/files/descriptor.h"
-#include "common/unix/listing/wildcard.h"
+#include "common/unix/files/file_find.h"
 #include "common/unix/processes/semaphore.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/functions/devices/disk_file.h"
@@ -19,6 +19,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
+#include <fnmatch.h>
 #include <set>
 #include <string>
 #include <sys/stat.h>
@@ -52,56 +54,70 @@ bool disk_file_failure(const char *cpAction, const std::string &name, char *cpMs
     return false;
 }
 
-// The names of the disk device files that are there and not of these. False with errno.
-bool find_other_disk_files(const std::set<std::string> &names, std::vector<std::string> *others) {
-    vn_dirent entry;
-    const std::string pattern = std::string(gszRwIni) + "disk*";
-    int iFound = i_GET_DIR(pattern.c_str(), &entry, strLog);
-    for (; iFound == 1; iFound = i_GET_DIR("", &entry, strLog)) {
-        if (names.count(entry.d_name) == 0) {
-            others->push_back(entry.d_name);
-        }
-    }
-    return errno == 0;
+std::string disk_name(const s_DRIVE &drive) {
+    return "disk" + drive.number;
 }
 
-// Deletes the disk device files that are not of these; a directory of such a name may stay. False
-// with the message.
-bool delete_other_disk_files(const std::set<std::string> &names, char *cpMsg) {
-    std::vector<std::string> others;
-    if (!find_other_disk_files(names, &others)) {
-        return disk_file_failure("delete", "disk*", cpMsg);
-    }
-    for (const std::string &name : others) {
-        const std::string path = gszRwIni + name;
-        struct stat status = {};
-        trace_log(&strLog, TRACE_DETAILS, "remove %s", path.c_str());
-        const bool bDirectory = ::lstat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
-        if (std::remove(path.c_str()) != 0 && !bDirectory) {
-            return disk_file_failure("delete", name, cpMsg);
+// Writes the new disk device files beside their places, one for each name. False with the message.
+bool prepare_disk_files(const std::vector<s_DRIVE> &drives, std::set<std::string> *names,
+                        char *cpMsg) {
+    for (const s_DRIVE &drive : drives) {
+        const std::string name = disk_name(drive);
+        if (!is_disk(drive) || !names->insert(name).second) {
+            continue;
+        }
+        if (!prepare_disk_device_file(name.c_str(), drive.content.c_str(), gszRwIni, "0")) {
+            disk_file_failure("write", name, cpMsg);
+            for (const std::string &written : *names) {
+                drop_disk_device_file(written.c_str(), gszRwIni);
+            }
+            return false;
         }
     }
     return true;
 }
 
-// Replaces the disk device files, one by one: each is at every moment the old or the new one. False
-// with the message.
+// Removes once more what is left of the disk device files; a directory of such a name may stay.
+// False with the message.
+bool check_deleted(char *cpMsg) {
+    const unique_directory directory(::opendir(gszRwIni));
+    errno = directory ? 0 : errno;
+    while (const dirent *entry = directory ? ::readdir(directory.get()) : nullptr) {
+        const std::string path = std::string(gszRwIni) + entry->d_name;
+        struct stat status = {};
+        const bool bDisk = ::fnmatch("disk*", entry->d_name, 0) == 0;
+        if (bDisk && ::lstat(path.c_str(), &status) == 0 && !S_ISDIR(status.st_mode) &&
+            std::remove(path.c_str()) != 0) {
+            return disk_file_failure("delete", entry->d_name, cpMsg);
+        }
+        errno = 0;
+    }
+    return errno == 0 || disk_file_failure("delete", "disk*", cpMsg);
+}
+
+// Replaces the disk device files: the old ones are deleted when the new ones are written and only
+// have to take their places. False with the message.
 bool replace_disk_files(const std::vector<s_DRIVE> &drives, char *cpMsg) {
-    std::set<std::string> names;
+    std::set<std::string> prepared;
+    if (!prepare_disk_files(drives, &prepared, cpMsg)) {
+        return false;
+    }
+    i_FILE_DELETE((std::string(gszRwIni) + "disk*").c_str(), strLog);
+    bool bDone = check_deleted(cpMsg);
     for (const s_DRIVE &drive : drives) {
-        const std::string name = "disk" + drive.number;
+        const std::string name = disk_name(drive);
         if (!is_disk(drive)) {
             continue;
         }
-        // What this call has made counts, what an earlier one has left does not.
-        const auto make =
-            names.count(name) == 0 ? replace_disk_device_file : CREATE_DISK_DEVICE_FILE;
-        if (make(name.c_str(), drive.content.c_str(), gszRwIni, "0") != 1) {
-            return disk_file_failure("write", name, cpMsg);
+        const int iMade =
+            prepared.erase(name) != 0
+                ? place_disk_device_file(name.c_str(), drive.content.c_str(), gszRwIni, "0")
+                : CREATE_DISK_DEVICE_FILE(name.c_str(), drive.content.c_str(), gszRwIni, "0");
+        if (iMade != 1 && bDone) {
+            bDone = disk_file_failure("write", name, cpMsg);
         }
-        names.insert(name);
     }
-    return delete_other_disk_files(names, cpMsg);
+    return bDone;
 }
 
 // The rewrite, under the lock. All that can be checked is checked, and the new file written, before

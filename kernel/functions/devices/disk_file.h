@@ -6,7 +6,13 @@
 int CREATE_DISK_DEVICE_FILE(const char *name, const char *content, const char *directory,
                             const char *second);
 
-// The same, but replaces also a file that exists. At every moment the file is the old or the new
-// one, as a whole.
-int replace_disk_device_file(const char *name, const char *content, const char *directory,
-                             const char *second);
+// The same in two steps, for a file that replaces whatever is there: the first one writes it beside
+// its place, which is all that a full disk can hinder, the second one puts it there. False with
+// errno, nothing is left then; 1, or 0 with errno.
+bool prepare_disk_device_file(const char *name, const char *content, const char *directory,
+                              const char *second);
+int place_disk_device_file(const char *name, const char *content, const char *directory,
+                           const char *second);
+
+// Removes what the first step has written.
+void drop_disk_device_file(const char *name, const char *directory);
