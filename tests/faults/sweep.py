@@ -337,6 +337,13 @@ def broken_files(bench, tree):
             yield f'{name} is neither old nor new: ' + (repr(found)[:60] if name in tree else 'missing')
 
 
+def blank_variables(tree):
+    """Variables that hold a text without a letter: one that is being made is empty, which reads as missing."""
+    for name, state in tree.items():
+        if name.startswith('rw/glbv/') and state[1] and not whole(state[1]):
+            yield f'{name} is blank'
+
+
 def missing_effects(bench, tree, stopped):
     """What a call that says it is done has not done."""
     for name in sorted(set(tree) | set(bench.after)):
@@ -416,7 +423,7 @@ def one_run(bench, step):
     outcome, stopped = bench.call(bench.words_of(step))
     tree = bench.place.tree()
     killed = step.kind == 'KILL' and outcome.status == -signal.SIGKILL
-    findings = list(broken_files(bench, tree))
+    findings = list(broken_files(bench, tree)) + list(blank_variables(tree))
     left = [name for name in tree if name not in bench.place.before and name not in bench.after
             and not VOLATILE.match(name)]
     if not killed and not not_started(step, outcome):

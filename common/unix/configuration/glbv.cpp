@@ -96,11 +96,26 @@ void remove_matching(const char *cpPattern) {
     }
 }
 
+// What an old value may have to be kept over a failure; a larger file is none of our values.
+constexpr off_t kKeptSize = 65536;
+
+// Agents take turns. Whoever may read the variable can hold its lock for good: that costs a call a
+// second, once, and no value.
+void take_turn(int fd) {
+    static bool bInVain = false;
+    bInVain = !lock_for_change(fd, bInVain ? 0 : gIniLockPolicy.iReadMsec) || bInVain;
+}
+
 // Replaces the value; the old one stays when that fails. Its line feeds are none of the value's, so
 // neither are those with which a kill in between would leave it. 0, or the error number.
 int replace_value(int fd, const char *value) {
     std::string before;
-    if (!lock_for_change(fd) || !read_to_end(fd, &before)) {
+    struct stat status = {};
+    take_turn(fd);
+    if (::fstat(fd, &status) != 0) {
+        return errno;
+    }
+    if (status.st_size > kKeptSize ? ::ftruncate(fd, 0) != 0 : !read_to_end(fd, &before)) {
         return errno;
     }
     return rewrite_text(fd, before, value);

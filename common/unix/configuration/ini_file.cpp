@@ -37,9 +37,10 @@ void lock_ini_for_reading(int fd) {
 
 unique_fd open_ini_for_change(const char *cpFile) {
     unique_fd file = open_regular_for_change(cpFile);
-    return file && lock_for_change(file.get()) ? std::move(file) : unique_fd();
+    return file && lock_for_change(file.get(), gIniLockPolicy.iChangeMsec) ? std::move(file)
+                                                                           : unique_fd();
 }
 
-bool lock_for_change(int fd) {
-    return lock_within(fd, LOCK_EX, gIniLockPolicy.iChangeMsec) || errno != EWOULDBLOCK;
+bool lock_for_change(int fd, int iMsec) {
+    return lock_within(fd, LOCK_EX, iMsec) || errno != EWOULDBLOCK;
 }

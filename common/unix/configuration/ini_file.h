@@ -22,5 +22,5 @@ void lock_ini_for_reading(int fd);
 unique_fd open_ini_for_change(const char *cpFile);
 
 // The same for a file that is open. False, with errno EWOULDBLOCK, when another process held the
-// lock all the time.
-bool lock_for_change(int fd);
+// lock for all of iMsec milliseconds.
+bool lock_for_change(int fd, int iMsec);

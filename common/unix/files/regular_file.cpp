@@ -109,9 +109,14 @@ bool read_to_end(int fd, std::string *text) {
 
 int rewrite_text(int fd, const std::string &before, const std::string &after) {
     const file_size_signal ignored;
+    if (after.empty()) {
+        return cut_to(fd, 0, 0);
+    }
     const std::size_t room = std::max(before.size(), after.size());
-    // First the room for the new text: a full disk is met before the old text is touched.
-    if (!write_all_at(fd, std::string(room - before.size(), '\n'), before.size())) {
+    // First the room for the new text: a full disk is met before the old text is touched. A file
+    // without a text needs none: it is empty until it has its text.
+    if (!before.empty() &&
+        !write_all_at(fd, std::string(room - before.size(), '\n'), before.size())) {
         return cut_to(fd, before.size(), errno);
     }
     // One write of all: until the cut, what the old text was longer is blank lines.
