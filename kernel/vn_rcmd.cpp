@@ -21,7 +21,7 @@ constexpr char kUsage[] =
     "usage: vn_rcmd [-nv] [-t SECONDS] CLIENT COMMAND...\n"
     "       vn_rcmd [-v] -l\n"
     "  -l          list the clients: name, method, address, platform, user, options\n"
-    "  -n          write no events to the protocol\n"
+    "  -n          write no event for the command, nor for an exit status up to 126\n"
     "  -t SECONDS  for a control daemon: how long to wait for connections and output\n"
     "  -v          trace to standard error\n"
     "The words of the command are joined by blanks; the client reads the line as its method does.\n"

@@ -87,14 +87,25 @@ bool check_way(s_CHECK *check, const std::string &path, const std::string &use, 
                                 : check_place(check, path, own, use, eCircle, false) && bGood;
 }
 
+// What cannot be asked for, unless it is gone by now. Returns whether it is.
+bool is_gone(s_CHECK *check, const std::string &path, int iErrno) {
+    if (iErrno == ENOENT) {
+        return true;
+    }
+    say_doubtful(check, "who may change " + path + " was not looked at: " + error_text(iErrno),
+                 "let root run the check");
+    return false;
+}
+
 bool check_entry(s_CHECK *check, const std::string &path, const s_GUARDED &guarded) {
     struct stat status = {};
     if (::lstat(path.c_str(), &status) != 0) {
-        return true; // gone by now
+        return is_gone(check, path, errno);
     }
     if (S_ISLNK(status.st_mode)) {
-        return ::stat(path.c_str(), &status) != 0 ||
-               check_way(check, path, guarded.cpUse, guarded.eCircle);
+        return ::stat(path.c_str(), &status) != 0
+                   ? is_gone(check, path, errno)
+                   : check_way(check, path, guarded.cpUse, guarded.eCircle);
     }
     return check_place(check, path, status, guarded.cpUse, guarded.eCircle, false);
 }
@@ -108,13 +119,15 @@ bool check_entries(s_CHECK *check, const std::string &directory, const s_GUARDED
         return false;
     }
     bool bGood = true;
+    errno = 0; // what tells an error of readdir from the end
     while (const dirent *entry = ::readdir(list.get())) {
         const std::string_view name = entry->d_name;
         if (name != "." && name != "..") {
             bGood = check_entry(check, directory + std::string(name), guarded) && bGood;
         }
+        errno = 0;
     }
-    return bGood;
+    return (errno == 0 || is_gone(check, "all of " + directory, errno)) && bGood;
 }
 
 std::string circle_text(const s_CHECK &check, e_CIRCLE eCircle) {
@@ -194,9 +207,10 @@ void check_protocol(s_CHECK *check) {
     bool bGood = check_way(check, directory, "the protocol", CIRCLE_GROUP);
     for (const std::string &file : files) {
         struct stat status = {};
-        if (::stat(file.c_str(), &status) == 0) {
-            bGood = check_way(check, file, "the protocol", CIRCLE_GROUP) && bGood;
-        }
+        const bool bThere = ::stat(file.c_str(), &status) == 0;
+        bGood = (bThere ? check_way(check, file, "the protocol", CIRCLE_GROUP)
+                        : is_gone(check, file, errno)) &&
+                bGood;
     }
     if (bGood) {
         say_right(check, circle_text(*check, CIRCLE_GROUP) + " may change " + check->protocol);
