@@ -223,8 +223,9 @@ int listen_on_loopback(int *iPort) {
 
 int next_descriptor() {
     const int fd = ::dup(0);
+    const int number = fd;
     ::close(fd);
-    return fd;
+    return number;
 }
 
 } // namespace

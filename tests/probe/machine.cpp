@@ -17,8 +17,9 @@ namespace {
 
 rlim_t free_descriptor() {
     const int next = dup(STDERR_FILENO);
+    const auto number = static_cast<rlim_t>(next);
     close(next);
-    return static_cast<rlim_t>(next);
+    return number;
 }
 
 // "files" that may be opened further, "bytes" that a file may have (the disk is full then), or "kB"

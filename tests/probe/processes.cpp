@@ -111,7 +111,9 @@ void run_pipe_break(Words &words) {
     const std::string which = words.text();
     thePipe.iFdOldStdin = which == "stdin" ? 999 : 0;
     thePipe.ifdOut = which == "out" ? 998 : thePipe.ifdOut;
-    close(which == "err" ? thePipe.ifdErr : -1);
+    if (which == "err") {
+        close(thePipe.ifdErr);
+    }
 }
 
 std::map<std::string, SCT_SEMA> theSemas;

@@ -143,7 +143,11 @@ void run_release(Words &words) {
     const char *file = words.more() ? words.text() : nullptr;
     const int fd = open("/dev/null", O_RDONLY | O_CLOEXEC);
     v_TAPE_STATUS_RELEASE(file, file != nullptr ? fd : -1, {});
-    std::printf("descriptor %s\n", fcntl(fd, F_GETFD) < 0 ? "closed" : "open");
+    const bool open_still = fcntl(fd, F_GETFD) >= 0;
+    std::printf("descriptor %s\n", open_still ? "open" : "closed");
+    if (open_still) {
+        close(fd);
+    }
 }
 
 // CLIENT PLATFORM PATH NODE: the result, the real node and the mount point, which was /given\ .

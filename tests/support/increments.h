@@ -150,6 +150,7 @@ struct Crowd {
 // that VORNA_INI names.
 inline Counted count_under_semaphore(const Counting &counting) {
     void *memory =
+        // cppcheck-suppress invalidFunctionArg
         mmap(nullptr, sizeof(Shared), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
     if (memory == MAP_FAILED) {
         std::perror("mmap");
