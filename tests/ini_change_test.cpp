@@ -77,6 +77,39 @@ TEST_F(IniChange, ReadsBesideItNeverFail) {
     EXPECT_EQ(status, 0);
 }
 
+// A file that has rested is read once; each change of the same length is seen, by whom ever and
+// however soon it follows the one before.
+TEST_F(IniChange, IsReadOnceUntilItChanges) {
+    gIniMemoryPolicy = {50, 100000};
+    const auto text = [&] {
+        t_INI_TEXT kept;
+        ini_lines(file.c_str(), &kept);
+        return kept;
+    };
+    write_file(file, "[A]\nk=1\n");
+    EXPECT_EQ(text(), nullptr);
+    usleep(60000);
+    const t_INI_TEXT first = text();
+    EXPECT_TRUE(first != nullptr && first == text() && reads("[A]", "k", "1"));
+    for (int i = 0; i < 2000; i++) {
+        write_file(file, "[A]\nk=" + std::to_string(i % 10) + "\n");
+        ASSERT_TRUE(reads("[A]", "k", std::to_string(i % 10))) << i;
+    }
+    write_file(installation.path("y.ini"), "[A]\nk=y\n");
+    usleep(60000);
+    EXPECT_TRUE(reads("[A]", "k", "9") && text() != nullptr);
+    ASSERT_EQ(rename(installation.path("y.ini").c_str(), file.c_str()), 0);
+    EXPECT_TRUE(reads("[A]", "k", "y"));
+    gIniMemoryPolicy = {50, 0};
+    usleep(60000);
+    EXPECT_TRUE(text() != text());
+    ASSERT_EQ(truncate(file.c_str(), 65537), 0);
+    usleep(60000);
+    EXPECT_TRUE(text() == nullptr && reads("[A]", "k", "y"));
+    unlink(file.c_str());
+    EXPECT_FALSE(reads("[A]", "k", "y"));
+}
+
 // A change that is killed at any moment leaves the whole old or the whole new text, apart from
 // blank lines at its end.
 TEST_F(IniChange, KilledOneLeavesOldOrNew) {

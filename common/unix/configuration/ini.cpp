@@ -114,8 +114,8 @@ std::string_view value_of(std::string_view line) {
     return value.substr(0, value.find_last_not_of(' ') + 1);
 }
 
-// Keeps changes of the file away while it is read. False, with the message, when it cannot be read.
-bool begin_reading(const line_reader &reader, const char *cpFilename, const s_MESSAGE &msg) {
+// False, with the message, when the file cannot be read.
+bool can_be_read(const line_reader &reader, const char *cpFilename, const s_MESSAGE &msg) {
     constexpr char kText[] = "FILE NOT FOUND OR ACCESS PROBLEM";
     if (view_of(cpFilename).empty()) {
         text_print(msg.cpText, msg.iLength, "%s: %s.", kString, kText);
@@ -125,7 +125,6 @@ bool begin_reading(const line_reader &reader, const char *cpFilename, const s_ME
         text_print(msg.cpText, msg.iLength, "%s: %s: %s.", kString, kText, cpFilename);
         return false;
     }
-    lock_ini_for_reading(reader.descriptor());
     return true;
 }
 
@@ -171,8 +170,9 @@ e_RESULT substitute(const char *cpFilename, const std::string &section, std::siz
 e_RESULT read_value(const char *cpFilename, const s_WANTED &wanted, std::size_t iLimit, int iDepth,
                     std::string *value, const s_MESSAGE &msg) {
     {
-        line_reader reader(cpFilename);
-        if (!begin_reading(reader, cpFilename, msg)) {
+        t_INI_TEXT text;
+        line_reader reader = ini_lines(cpFilename, &text);
+        if (!can_be_read(reader, cpFilename, msg)) {
             return MISSING;
         }
         section_lines lines(&reader, wanted);
@@ -254,8 +254,9 @@ std::string suffix_of(std::string_view line) {
 // Collects the values of the key; one whose reference fails is left out, with a trace line.
 bool collect(const char *cpFilename, const s_LIST_KEY &key, std::vector<std::string> *values,
              const s_MESSAGE &msg) {
-    line_reader reader(cpFilename);
-    if (!begin_reading(reader, cpFilename, msg)) {
+    t_INI_TEXT text;
+    line_reader reader = ini_lines(cpFilename, &text);
+    if (!can_be_read(reader, cpFilename, msg)) {
         return false;
     }
     section_lines lines(&reader, key.wanted);

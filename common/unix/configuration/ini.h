@@ -1,9 +1,9 @@
 // Reading configuration. A symbolic identifier ("VN_INI" is the main configuration) names an INI
 // file; the central file, found at fixed places, says where each is. Sections are given with their
 // brackets ("[Pathes]"); the letter case of sections and keys is ignored; section and key names
-// have up to 63 characters (longer ones are not found), lines count up to 1023. Nothing is cached:
-// every read sees the files as they are, and no change of ours half done. All functions fill cpMsg
-// (iLengthMsg bytes, terminated) with the reason of a failure and with an empty text on success.
+// have up to 63 characters (longer ones are not found), lines count up to 1023. Every read
+// sees the files as they are, and no change of ours half done. All functions fill cpMsg (iLengthMsg
+// bytes, terminated) with the reason of a failure and with an empty text on success.
 #pragma once
 
 #include "common/common/LL.h"

@@ -6,9 +6,13 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <string_view>
 #include <sys/file.h>
+#include <sys/stat.h>
+#include <vector>
 
 s_INI_LOCK_POLICY gIniLockPolicy = {1000, 10000};
+s_INI_MEMORY_POLICY gIniMemoryPolicy = {3000, 1000};
 
 namespace {
 
@@ -26,13 +30,99 @@ bool lock_within(int fd, int iOperation, int iMsec) {
     return true;
 }
 
-} // namespace
-
-void lock_ini_for_reading(int fd) {
+// Waits until no change of the open file is under way, and keeps changes away until it is closed.
+void lock_for_reading(int fd) {
     static bool bInVain = false; // a call reads dozens of values: it waits for such a holder once
     if (!lock_within(fd, LOCK_SH, bInVain ? 0 : gIniLockPolicy.iReadMsec) && errno == EWOULDBLOCK) {
         bInVain = true;
     }
+}
+
+// ---- what was read
+// -------------------------------------------------------------------------------
+
+using t_CLOCK = std::chrono::steady_clock;
+
+struct s_KEPT {
+    std::string path;
+    struct stat status; // from before the file was read
+    t_CLOCK::time_point read;
+    t_INI_TEXT text;
+};
+
+constexpr std::size_t kKeptFiles = 8; // a call reads three or four
+constexpr off_t kKeptSize = 65536;    // bytes of a file
+
+std::vector<s_KEPT> &kept_files() {
+    static std::vector<s_KEPT> theFiles;
+    return theFiles;
+}
+
+bool is_same_time(const timespec &a, const timespec &b) {
+    return a.tv_sec == b.tv_sec && a.tv_nsec == b.tv_nsec;
+}
+
+bool is_unchanged(const struct stat &a, const struct stat &b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino && a.st_size == b.st_size &&
+           is_same_time(a.st_ctim, b.st_ctim) && is_same_time(a.st_mtim, b.st_mtim);
+}
+
+// The text that was read of the file if it still is the file's.
+t_INI_TEXT kept_text(const char *cpFile) {
+    struct stat status = {};
+    for (const s_KEPT &file : kept_files()) {
+        if (file.path == cpFile) {
+            const auto trusted = std::chrono::milliseconds(gIniMemoryPolicy.iTrustMsec);
+            return t_CLOCK::now() - file.read < trusted && ::stat(cpFile, &status) == 0 &&
+                           is_unchanged(file.status, status)
+                       ? file.text
+                       : nullptr;
+        }
+    }
+    return nullptr;
+}
+
+// Whether a change from now on gets another time than the one of this status. Not so within one
+// step of the clock that gives the times, nor while that clock is ahead of ours.
+bool has_rested(const struct stat &status) {
+    timespec now = {};
+    ::clock_gettime(CLOCK_REALTIME, &now);
+    const auto since = std::chrono::seconds(now.tv_sec - status.st_ctim.tv_sec) +
+                       std::chrono::nanoseconds(now.tv_nsec - status.st_ctim.tv_nsec);
+    return since > std::chrono::milliseconds(gIniMemoryPolicy.iRestedMsec);
+}
+
+void keep(const char *cpFile, const struct stat &status, const t_INI_TEXT &text) {
+    std::vector<s_KEPT> &files = kept_files();
+    std::erase_if(files, [cpFile](const s_KEPT &file) { return file.path == cpFile; });
+    if (files.size() == kKeptFiles) {
+        files.erase(files.begin());
+    }
+    files.push_back({cpFile, status, t_CLOCK::now(), text});
+}
+
+} // namespace
+
+line_reader ini_lines(const char *cpFile, t_INI_TEXT *text) {
+    *text = kept_text(cpFile);
+    if (*text) {
+        return line_reader(std::string_view(**text));
+    }
+    struct stat status = {};
+    unique_fd file = open_regular(cpFile, &status);
+    if (file) {
+        lock_for_reading(file.get());
+    }
+    if (!file || status.st_size > kKeptSize || !has_rested(status)) {
+        return line_reader(std::move(file));
+    }
+    std::string read;
+    const bool bWhole = read_to_end(file.get(), &read);
+    *text = std::make_shared<const std::string>(std::move(read));
+    if (bWhole) {
+        keep(cpFile, status, *text);
+    }
+    return line_reader(std::string_view(**text));
 }
 
 unique_fd open_ini_for_change(const char *cpFile) {

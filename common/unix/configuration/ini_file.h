@@ -4,6 +4,10 @@
 #pragma once
 
 #include "common/unix/files/descriptor.h"
+#include "common/unix/files/line_reader.h"
+
+#include <memory>
+#include <string>
 
 // How long the lock is waited for. A change holds it for less than a millisecond: who holds it
 // longer is stopped or means no good. A read then goes on without it, a change is refused.
@@ -13,9 +17,24 @@ struct s_INI_LOCK_POLICY {
 };
 extern s_INI_LOCK_POLICY gIniLockPolicy;
 
-// Waits until no change of the open file is under way, and keeps changes away until it is closed. A
-// process that has once waited in vain does not wait again.
-void lock_ini_for_reading(int fd);
+// When a text that was read may stand for its file: a change that comes later than the file was
+// read must show in the file's status. It does when the file had rested for longer than the steps
+// of any file system's clock; what else may delay it, such as a network's file system that keeps a
+// status for some time, is bounded by the second figure.
+struct s_INI_MEMORY_POLICY {
+    int iRestedMsec; // a file that was changed later than this before the read is read again
+    int iTrustMsec;  // what was read longer ago is read again
+};
+extern s_INI_MEMORY_POLICY gIniMemoryPolicy;
+
+// The text of an INI file that may be kept.
+using t_INI_TEXT = std::shared_ptr<const std::string>;
+
+// The lines of the file as they are now, and none of a change of ours half done: waits until no
+// change is under way, and keeps changes away until the reader goes. A process that has once waited
+// in vain does not wait again. A small file whose device, inode, size and times are those of an
+// earlier read is not read again: *text has then its text, or nothing, and must outlive the reader.
+line_reader ini_lines(const char *cpFile, t_INI_TEXT *text);
 
 // Opens a regular file for a change, alone until it is closed. Owns nothing, with errno, when that
 // fails: EWOULDBLOCK when another process held the lock all the time.

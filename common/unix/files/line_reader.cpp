@@ -8,15 +8,23 @@
 #include <cstring>
 #include <unistd.h>
 
+line_reader::line_reader(const char *path) : line_reader(open_regular(path)) {}
+
 // cppcheck-suppress uninitMemberVar ; the buffers hold nothing before they are filled
-line_reader::line_reader(const char *path) : file_(open_regular(path)) {}
+line_reader::line_reader(unique_fd file) : file_(std::move(file)), data_(buffer_) {}
+
+// cppcheck-suppress uninitMemberVar ; the same
+line_reader::line_reader(std::string_view text) : data_(text.data()), end_(text.size()) {}
 
 // Reads behind what is buffered; false when nothing more comes or the buffer is full.
 bool line_reader::fill() {
+    if (!file_) {
+        return false;
+    }
     std::memmove(buffer_, buffer_ + begin_, end_ - begin_);
     end_ -= begin_;
     begin_ = 0;
-    if (!file_ || end_ == sizeof buffer_) {
+    if (end_ == sizeof buffer_) {
         return false;
     }
     ssize_t got = 0;
@@ -32,9 +40,9 @@ bool line_reader::fill() {
 
 void line_reader::skip_to_line_end() {
     for (;;) {
-        const void *feed = std::memchr(buffer_ + begin_, '\n', end_ - begin_);
+        const void *feed = std::memchr(data_ + begin_, '\n', end_ - begin_);
         if (feed != nullptr) {
-            begin_ = static_cast<std::size_t>(static_cast<const char *>(feed) - buffer_) + 1;
+            begin_ = static_cast<std::size_t>(static_cast<const char *>(feed) - data_) + 1;
             return;
         }
         begin_ = end_;
@@ -47,7 +55,7 @@ void line_reader::skip_to_line_end() {
 bool line_reader::next(std::string_view *line) {
     const void *feed = nullptr;
     // A full buffer holds more than a line can have, so fill stops on its own.
-    while ((feed = std::memchr(buffer_ + begin_, '\n', end_ - begin_)) == nullptr) {
+    while ((feed = std::memchr(data_ + begin_, '\n', end_ - begin_)) == nullptr) {
         if (end_ - begin_ > kLineLength || !fill()) {
             break;
         }
@@ -55,7 +63,7 @@ bool line_reader::next(std::string_view *line) {
     if (begin_ == end_) {
         return false;
     }
-    const char *start = buffer_ + begin_;
+    const char *start = data_ + begin_;
     if (feed != nullptr) {
         const std::size_t length =
             static_cast<std::size_t>(static_cast<const char *>(feed) - start);

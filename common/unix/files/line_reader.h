@@ -1,4 +1,5 @@
-// Reading a configuration file line by line: one pass, whole blocks, no allocation per line.
+// Reading a configuration file, or its text, line by line: one pass, whole blocks, no allocation
+// per line.
 #pragma once
 
 #include "common/unix/files/descriptor.h"
@@ -15,10 +16,16 @@ public:
     // holds no lines, and a pipe could block.
     explicit line_reader(const char *path);
 
-    bool is_open() const { return static_cast<bool>(file_); }
+    // Reads the open file from where it is; one that owns nothing is a file that is not open.
+    explicit line_reader(unique_fd file);
 
-    // For locks; -1 when the file is not open.
-    int descriptor() const { return file_.get(); }
+    // Reads a text, which must outlive the reader.
+    explicit line_reader(std::string_view text);
+
+    bool is_open() const { return file_ || data_ != buffer_; }
+
+    line_reader(const line_reader &) = delete;
+    line_reader &operator=(const line_reader &) = delete;
 
     // Reads the next line without its line feed, up to a NUL byte if it has one; false at the end
     // of the file. The line is valid until the next call.
@@ -29,6 +36,7 @@ private:
     void skip_to_line_end();
 
     unique_fd file_;
+    const char *data_; // the text, or the buffer
     std::size_t begin_ = 0;
     std::size_t end_ = 0;
     char buffer_[8192];

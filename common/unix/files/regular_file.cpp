@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <sys/stat.h>
 
 namespace {
 
@@ -51,13 +50,9 @@ private:
 
 } // namespace
 
-unique_fd open_regular(const char *cpFile, long long *plSize) {
-    struct stat status = {};
-    unique_fd file = open_checked(cpFile, O_RDONLY, &status);
-    if (file && plSize != nullptr) {
-        *plSize = static_cast<long long>(status.st_size);
-    }
-    return file;
+unique_fd open_regular(const char *cpFile, struct stat *status) {
+    struct stat unwanted = {};
+    return open_checked(cpFile, O_RDONLY, status == nullptr ? &unwanted : status);
 }
 
 unique_fd open_regular_for_change(const char *cpFile) {
@@ -71,10 +66,14 @@ unique_fd create_regular(const char *cpFile) {
 }
 
 unique_file open_regular_stream(const char *cpFile, long long *plSize) {
-    unique_fd file = open_regular(cpFile, plSize);
+    struct stat status = {};
+    unique_fd file = open_regular(cpFile, &status);
     unique_file stream(file ? ::fdopen(file.get(), "r") : nullptr);
     if (stream) {
         file.release(); // the stream closes it
+    }
+    if (stream && plSize != nullptr) {
+        *plSize = static_cast<long long>(status.st_size);
     }
     return stream;
 }

@@ -5,15 +5,16 @@
 #include "common/unix/files/descriptor.h"
 
 #include <string>
+#include <sys/stat.h>
 
-// Opens a regular file for reading, with plSize its size in bytes (null: not wanted). Owns nothing,
-// with errno (EINVAL for anything but a regular file), when that fails.
-unique_fd open_regular(const char *cpFile, long long *plSize = nullptr);
+// Opens a regular file for reading, with its status as it was then (null: not wanted). Owns
+// nothing, with errno (EINVAL for anything but a regular file), when that fails.
+unique_fd open_regular(const char *cpFile, struct stat *status = nullptr);
 
 // The same for reading and writing.
 unique_fd open_regular_for_change(const char *cpFile);
 
-// The same as a stream; null with errno when that fails.
+// The same as a stream, with plSize its size in bytes; null with errno when that fails.
 unique_file open_regular_stream(const char *cpFile, long long *plSize = nullptr);
 
 // Reads the next line of a stream into szLine (iSize bytes), without its line feed; what does not
