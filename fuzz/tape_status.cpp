@@ -82,8 +82,8 @@ void ask_for_mount(const s_PROGRAMS &programs, std::string_view text) {
 }
 
 void list_mounts(std::string_view text) {
-    entry_list list;
     const std::string root = take_text(&text);
+    entry_list list(root);
     require(insert_mounts(&list, root, input_file(text)));
     require(list.print() == 0);
 }

@@ -14,10 +14,10 @@ namespace {
 TEST(EntryList, ManyEntriesInTheirOrder) {
     setenv("TZ", "UTC0", 1);
     tzset();
-    entry_list list;
+    entry_list list("/dir");
     std::map<std::string, std::string> model;
     std::mt19937 random(7); // NOLINT(cert-msc51-cpp): the same numbers in every run
-    const std::string common = "/common\xff/", letters = "aAz\xff";
+    const std::string common = "common\xff", letters = "aAz\xff";
     for (unsigned i = 0; i < 6000; i++) {
         std::string name = common;
         for (unsigned long part = random() % 200; part > 2; part /= 3) {
@@ -27,8 +27,13 @@ TEST(EntryList, ManyEntriesInTheirOrder) {
                         modified = random() % 2000000000;
         const char type = "df"[random() % 2];
         const std::string info = random() % 4 == 0 ? "dev,type" : "";
-        EXPECT_TRUE(list.insert({type, '_', name, info, changed, modified, 1.0 * i}));
-        std::string text = "\"" + name + "\" " + type + "_";
+        EXPECT_TRUE(list.insert(name, info));
+        struct stat status = {};
+        status.st_ctime = changed;
+        status.st_mtime = modified;
+        status.st_size = i;
+        list.set_status(list.count() - 1, type, '_', status);
+        std::string text = "\"/dir/" + name + "\" " + type + "_";
         for (const time_t when : {changed, modified}) {
             char time[32];
             std::strftime(time, sizeof time, " %Y.%m.%d %H:%M:%S", std::gmtime(&when));

@@ -7,7 +7,7 @@
 #include "common/unix/files/directory.h"
 #include "common/unix/files/file.h"
 #include "common/unix/listing/entry.h"
-#include "common/unix/listing/pseudo_root.h"
+#include "common/unix/listing/programs/pseudo_root.h"
 #include "common/unix/listing/show_tree.h"
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"

@@ -35,11 +35,16 @@ std::string key_of(const sFormat *cpInfo) {
 }
 
 std::string line_of(const sFormat *cpInfo) {
-    std::string line;
-    append_entry_line(&line,
-                      {static_cast<char>(cpInfo->cBaseType), static_cast<char>(cpInfo->cType),
-                       cpInfo->szCurFullFileName, cpInfo->szCreatTime, cpInfo->szModTime,
-                       cpInfo->dSize, cpInfo->szInfo});
+    const s_ENTRY_LINE entry = {static_cast<char>(cpInfo->cBaseType),
+                                static_cast<char>(cpInfo->cType),
+                                "",
+                                cpInfo->szCurFullFileName,
+                                cpInfo->szCreatTime,
+                                cpInfo->szModTime,
+                                cpInfo->dSize,
+                                cpInfo->szInfo};
+    std::string line(entry_line_room(entry), '\0');
+    line.resize(static_cast<std::size_t>(put_entry_line(line.data(), entry) - line.data()));
     return line;
 }
 

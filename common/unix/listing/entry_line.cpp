@@ -2,41 +2,46 @@
 // through a format text that need not be.
 #include "common/unix/listing/entry_line.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 
 namespace {
 
-void append_size(std::string *line, double dSize) {
-    constexpr double kExact = 9007199254740992.0; // integers up to here have no fraction to round
-    char szSize[400];
-    if (dSize >= 0 && dSize < kExact && dSize == std::floor(dSize)) {
-        const auto end =
-            std::to_chars(szSize, szSize + sizeof szSize, static_cast<unsigned long long>(dSize));
-        line->append(szSize, end.ptr);
-    } else {
-        std::snprintf(szSize, sizeof szSize, "%.0f", dSize);
-        line->append(szSize);
+constexpr std::size_t kSizeLength = 320; // digits of the largest double
+
+char *put(char *to, std::string_view text) {
+    if (!text.empty()) {
+        std::memcpy(to, text.data(), text.size());
     }
+    return to + text.size();
+}
+
+char *put_size(char *to, double dSize) {
+    constexpr double kExact = 9007199254740992.0; // integers up to here have no fraction to round
+    if (dSize >= 0 && dSize < kExact && dSize == std::floor(dSize)) {
+        return std::to_chars(to, to + kSizeLength, static_cast<unsigned long long>(dSize)).ptr;
+    }
+    return to + std::snprintf(to, kSizeLength, "%.0f", dSize);
 }
 
 } // namespace
 
-void append_entry_line(std::string *lines, const s_ENTRY_LINE &line) {
-    *lines += '"';
-    const std::size_t iName = lines->size();
-    lines->append(line.name);
-    std::replace(lines->begin() + static_cast<std::ptrdiff_t>(iName), lines->end(), '\\', '/');
+char *put_entry_line(char *to, const s_ENTRY_LINE &line) {
+    *to++ = '"';
+    char *name = to;
+    to = put(put(to, line.directory), line.name);
+    while ((name = static_cast<char *>(
+                std::memchr(name, '\\', static_cast<std::size_t>(to - name)))) != nullptr) {
+        *name = '/';
+    }
     const char kind[] = {'"', ' ', line.cBaseType, line.cType, ' '};
-    lines->append(kind, sizeof kind);
-    lines->append(line.changed);
-    *lines += ' ';
-    lines->append(line.modified);
-    *lines += ' ';
-    append_size(lines, line.dSize);
-    lines->append(" - ,"); // the owner is never told
-    lines->append(line.info);
-    *lines += '\n';
+    to = put(to, {kind, sizeof kind});
+    to = put(put(put(to, line.changed), " "), line.modified);
+    *to++ = ' ';
+    to = put(put_size(to, line.dSize), " - ,"); // the owner is never told
+    to = put(to, line.info);
+    *to++ = '\n';
+    return to;
 }

@@ -49,7 +49,11 @@ bool insert_mount(entry_list *list, const std::string &root, std::string_view li
     }
     std::string info(fields[0]);
     info.append(",").append(fields[2]).append(",").append(fields[3]);
-    return list->insert(entry_of('d', 'm', point, info, status));
+    if (!list->insert(std::string_view(point).substr(iSlash + 1), info)) {
+        return false;
+    }
+    list->set_status(list->count() - 1, 'd', 'm', status);
+    return true;
 }
 
 } // namespace

@@ -4,17 +4,16 @@
 
 #include "common/common/text.h"
 #include "common/unix/files/descriptor.h"
+#include "common/unix/listing/directory_entries.h"
 #include "common/unix/listing/entry.h"
 #include "common/unix/listing/entry_list.h"
 #include "common/unix/listing/mounts.h"
-#include "common/unix/listing/pseudo_root.h"
+#include "common/unix/listing/programs/pseudo_root.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <iterator>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -46,19 +45,13 @@ constexpr s_MARKER kMarkers[] = {
     {"/etc/xensource-inventory", nullptr, "XEN Server", 'd'},
 };
 
-// True when errno tells of a machine that fails, not of a file that is not to be had.
-bool is_fault() {
-    constexpr int kFaults[] = {EIO, ENOMEM, EMFILE, ENFILE, ESTALE, ETIMEDOUT};
-    return std::find(std::begin(kFaults), std::end(kFaults), errno) != std::end(kFaults);
-}
-
 bool is_there(const char *cpFile, sFormat *cpInfo) {
     if (cpFile == nullptr) {
         return false;
     }
     const unique_fd file(::open((std::string(gListingPlaces.cpMarkers) + cpFile).c_str(),
                                 O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file && is_fault()) {
+    if (!file && is_fault(errno)) {
         count_error(cpInfo, error_text(errno));
     }
     return static_cast<bool>(file);
@@ -77,84 +70,13 @@ void show_applications(sFormat *cpInfo) {
     }
 }
 
-char type_of(mode_t mode, char cType) {
-    if (cType == 'l' || S_ISREG(mode)) {
-        return cType;
-    }
-    if (S_ISFIFO(mode)) {
-        return 'p';
-    }
-    if (S_ISCHR(mode)) {
-        return 'c';
-    }
-    if (S_ISBLK(mode)) {
-        return 'k';
-    }
-    return S_ISSOCK(mode) ? 's' : cType;
-}
-
-// Inserts one entry of the open directory. One that has no status, such as a link that dangles or
-// leads to where the caller may not look, is no entry. Only a symbolic link must be asked for
-// twice. False with errno when the machine fails or memory ran out.
-bool insert_entry(entry_list *list, int iDirectory, const char *cpName, std::string_view full) {
-    struct stat status = {};
-    char cType = '_';
-    if (::fstatat(iDirectory, cpName, &status, AT_SYMLINK_NOFOLLOW) != 0) {
-        return !is_fault();
-    }
-    if (S_ISLNK(status.st_mode)) {
-        cType = 'l';
-        if (::fstatat(iDirectory, cpName, &status, 0) != 0) {
-            return !is_fault();
-        }
-    }
-    errno = ENOMEM; // the reason when there is no room
-    if (S_ISDIR(status.st_mode)) {
-        return list->insert(entry_of('d', cType, full, {}, status));
-    }
-    return list->insert(entry_of('f', type_of(status.st_mode, cType), full, {}, status));
-}
-
-// Inserts the directory's entries. A name that no path can hold is left out and counts as an error.
-void insert_entries(entry_list *list, DIR *directory, sFormat *cpInfo) {
-    std::string full;
-    full.reserve(2 * sizeof cpInfo->szCurRoot);
-    full = cpInfo->szCurRoot;
-    if (full.empty() || full.back() != '/') {
-        full += '/';
-    }
-    const std::size_t iRoot = full.size();
-    for (;;) {
-        errno = 0; // what tells an error of readdir from the end
-        const dirent *entry = ::readdir(directory);
-        if (entry == nullptr) {
-            break;
-        }
-        if (std::strcmp(entry->d_name, ".") == 0 || std::strcmp(entry->d_name, "..") == 0) {
-            continue;
-        }
-        full.replace(iRoot, std::string::npos, entry->d_name);
-        if (full.size() >= sizeof cpInfo->szCurFullFileName) {
-            count_error(cpInfo, error_text(ENAMETOOLONG));
-        } else if (!insert_entry(list, ::dirfd(directory), entry->d_name, full)) {
-            if (errno == ENOMEM) {
-                break;
-            }
-            count_error(cpInfo, error_text(errno));
-        }
-    }
-    if (errno != 0) {
-        count_error(cpInfo, error_text(errno));
-    }
-}
-
 void report_unreadable(const char *cpRoot, int iErrno) {
     std::fprintf(stderr, "ERROR: opendir( %s ) returned errno (%d): %s\n", cpRoot, iErrno,
                  error_text(iErrno).c_str());
 }
 
 void list_directory(sFormat *cpInfo) {
-    entry_list list;
+    entry_list list(cpInfo->szCurRoot);
     if (!insert_mounts(&list, cpInfo->szCurRoot, gListingPlaces.cpMounts)) {
         count_error(cpInfo, error_text(ENOMEM));
     }

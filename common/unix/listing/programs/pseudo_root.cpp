@@ -1,10 +1,10 @@
 // Names that are listed by a program, see pseudo_root.h.
-#include "common/unix/listing/pseudo_root.h"
+#include "common/unix/listing/programs/pseudo_root.h"
 
 #include "common/common/shell_quote.h"
 #include "common/common/text.h"
 #include "common/unix/files/regular_file.h"
-#include "common/unix/listing/output_relay.h"
+#include "common/unix/listing/programs/output_relay.h"
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
 

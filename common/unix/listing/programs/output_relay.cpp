@@ -1,5 +1,5 @@
 // Standard output of started programs, see output_relay.h.
-#include "common/unix/listing/output_relay.h"
+#include "common/unix/listing/programs/output_relay.h"
 
 #include "common/unix/files/append.h"
 #include "common/unix/processes/child.h"
