@@ -1,7 +1,7 @@
-// The doubly linked list for every collection of unknown length. An element is one allocation, its
-// header directly followed by a copy of the caller's data; all operations take and return the
-// address of that data. The list is circular: the head closes the ring and has size 0.
-// Running out of memory ends the process with a message: callers never see a failed insertion.
+// The doubly linked list for every collection of unknown length. An element is one piece of memory,
+// the list's own: its header directly followed by a copy of the caller's data; all operations take
+// and return the address of that data. The list is circular: the head closes the ring and has size
+// 0. Running out of memory ends the process with a message: callers never see a failed insertion.
 #pragma once
 
 struct s_list {

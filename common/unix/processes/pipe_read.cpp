@@ -24,6 +24,7 @@ constexpr int kQuietReturns = 3000;        // returns to the other channel betwe
 struct s_BUFFER {
     std::size_t iBegin = 0;
     std::size_t iEnd = 0;
+    bool bReturns = false; // there are carriage returns in it
     char bytes[kBufferSize];
 };
 
@@ -61,6 +62,7 @@ ssize_t fill(int fd) {
     const ssize_t got = ::read(fd, buffer.bytes, sizeof buffer.bytes);
     buffer.iBegin = 0;
     buffer.iEnd = got > 0 ? static_cast<std::size_t>(got) : 0;
+    buffer.bReturns = std::memchr(buffer.bytes, '\r', buffer.iEnd) != nullptr;
     return got;
 }
 
@@ -73,21 +75,24 @@ struct s_LINE {
 
 // Moves bytes from the buffer into the line. True when the line, or a piece of it, is complete.
 bool complete_line(int fd, s_LINE *line) {
-    const std::string_view ready = unread(fd);
-    std::size_t iCount = std::min(ready.size(), line->iLimit - line->iLength);
-    const void *feed = iCount == 0 ? nullptr : std::memchr(ready.data(), '\n', iCount);
+    s_BUFFER &buffer = buffer_of(fd);
+    const char *ready = buffer.bytes + buffer.iBegin;
+    std::size_t iCount = std::min(buffer.iEnd - buffer.iBegin, line->iLimit - line->iLength);
+    const void *feed = std::memchr(ready, '\n', iCount);
     if (feed != nullptr) {
-        iCount = static_cast<std::size_t>(static_cast<const char *>(feed) - ready.data()) + 1;
+        iCount = static_cast<std::size_t>(static_cast<const char *>(feed) - ready) + 1;
     }
     char *target = line->cpText + line->iLength;
-    std::copy_n(ready.data(), iCount, target);
-    std::replace(target, target + iCount, '\r', '\0');
+    std::memcpy(target, ready, iCount);
+    if (buffer.bReturns) { // looking at each byte costs more than all the rest
+        std::replace(target, target + iCount, '\r', '\0');
+    }
     line->iLength += iCount;
     if (feed != nullptr) {
         line->cpText[line->iLength - 1] = '\0';
     }
     line->cpText[line->iLength] = '\0';
-    mark_read(fd, iCount);
+    buffer.iBegin += iCount;
     return feed != nullptr || line->iLength == line->iLimit;
 }
 
