@@ -11,24 +11,26 @@ constexpr int kPairs = 7;
 void compare(const char *name, const std::vector<std::string> &ours,
              const std::vector<std::string> &theirs, const measure::Files &our_files,
              const measure::Files &their_files, const std::string &remove) {
-    std::vector<double> wall[2];
-    std::vector<double> ratios;
+    measure::Pairs pairs;
+    double wall[2] = {};
     long peak[2] = {};
     const auto once = [&](int who) {
         unlink(remove.c_str());
         const measure::Cost cost =
             who == 0 ? measure::run(ours, our_files) : measure::run(theirs, their_files);
-        wall[who].push_back(cost.wall);
+        wall[who] = cost.wall;
         peak[who] = std::max(peak[who], cost.peak);
     };
     for (int i = 0; i < kPairs; ++i) {
         once(i % 2); // who comes first changes
         once(1 - i % 2);
-        ratios.push_back(wall[0].back() / wall[1].back());
+        pairs.add(wall[0], wall[1]);
     }
     std::printf("  %-6s vn_client %7.0f ms %6ld KiB   cat %7.0f ms %6ld KiB   ratio %5.2f\n", name,
-                1e3 * measure::median(wall[0]), peak[0], 1e3 * measure::median(wall[1]), peak[1],
-                measure::median(ratios));
+                1e3 * measure::median(pairs.ours), peak[0], 1e3 * measure::median(pairs.theirs),
+                peak[1], measure::median(pairs.ratios));
+    measure::row(std::string("1 GiB, ") + name + ": time of `vn_client -f u` and of `cat`", pairs,
+                 1e3, "ms");
 }
 
 void compare_all() {

@@ -14,8 +14,7 @@ namespace {
 struct Contestant {
     const char *name;
     std::vector<std::string> command;
-    std::vector<double> wall = {};
-    std::vector<double> against = {}; // our time in the same round, divided by this one's
+    measure::Pairs wall = {}; // our time and this one's in the same round
     long peak = 0;
 };
 
@@ -50,10 +49,11 @@ void make_files(const std::string &directory, unsigned count) {
 }
 
 void round(std::vector<Contestant> *contestants) {
+    double ours = 0;
     for (Contestant &c : *contestants) {
         const measure::Cost cost = measure::run(c.command);
-        c.wall.push_back(cost.wall);
-        c.against.push_back(contestants->front().wall.back() / cost.wall);
+        ours = &c == &contestants->front() ? cost.wall : ours;
+        c.wall.add(ours, cost.wall);
         c.peak = std::max(c.peak, cost.peak);
     }
 }
@@ -76,12 +76,20 @@ void compare(const char *self, const std::string &directory, unsigned count) {
     }
     std::printf("listing: %u files, medians of %d rounds\n", count, rounds);
     for (const Contestant &c : contestants) {
-        const double wall = measure::median(c.wall);
+        const double wall = measure::median(c.wall.theirs);
         std::printf("  %-14s %9.2f ms  %6.2f us per entry  %7ld KiB   ours/this: time %5.2f, "
                     "memory %5.2f\n",
-                    c.name, 1e3 * wall, 1e6 * wall / count, c.peak, measure::median(c.against),
+                    c.name, 1e3 * wall, 1e6 * wall / count, c.peak, measure::median(c.wall.ratios),
                     1.0 * static_cast<double>(contestants.front().peak) /
                         static_cast<double>(c.peak));
+        if (&c != &contestants.front()) {
+            const std::string what =
+                std::to_string(count) + " files: `vn_client dir` and " + c.name;
+            measure::row(what + ", time", c.wall, 1e3, "ms");
+            measure::Pairs memory;
+            memory.add(static_cast<double>(contestants.front().peak), static_cast<double>(c.peak));
+            measure::row(what + ", memory", memory, 1.0 / 1024, "MiB");
+        }
     }
 }
 
@@ -97,6 +105,9 @@ void compare_slow(const char *self, const std::string &directory) {
                 "  vn_client dir  %9.2f s\n"
                 "  floor          %9.2f s   ours/this: %.2f\n",
                 kFiles, ours, floor, ours / floor);
+    measure::Pairs pairs;
+    pairs.add(ours, floor);
+    measure::row("10000 files of 1 ms each: `vn_client dir` and the floor, time", pairs, 1, "s");
 }
 
 } // namespace

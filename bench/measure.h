@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <sys/resource.h>
@@ -82,6 +83,36 @@ int exit_status(Measurement measurement) {
 inline double median(std::vector<double> values) {
     std::sort(values.begin(), values.end());
     return values[values.size() / 2];
+}
+
+// A figure of ours, a reference's, and what one is of the other, each as often as it was measured.
+struct Pairs {
+    std::vector<double> ours = {};
+    std::vector<double> theirs = {};
+    std::vector<double> ratios = {};
+
+    void add(double our, double their) {
+        ours.push_back(our);
+        theirs.push_back(their);
+        ratios.push_back(our / their);
+    }
+};
+
+// Adds a row to the table of scripts/bench, in the file that VN_BENCH_TABLE names, if it does: the
+// medians in their unit, which is 1/scale of what was measured, the median of the ratios, and
+// between which values half of these lie.
+inline void row(const std::string &what, const Pairs &pairs, double scale, const char *unit) {
+    const char *file = std::getenv("VN_BENCH_TABLE");
+    const std::unique_ptr<std::FILE, int (*)(std::FILE *)> table(
+        file != nullptr ? std::fopen(file, "a") : nullptr, std::fclose);
+    if (!table) {
+        return;
+    }
+    std::vector<double> ratios = pairs.ratios;
+    std::sort(ratios.begin(), ratios.end());
+    std::fprintf(table.get(), "| %s | %.4g %s | %.4g %s | %.2f | %.2f to %.2f |\n", what.c_str(),
+                 scale * median(pairs.ours), unit, scale * median(pairs.theirs), unit,
+                 median(ratios), ratios[ratios.size() / 4], ratios[ratios.size() * 3 / 4]);
 }
 
 // Writes a file of numbered lines, each of `length` characters and a line feed.

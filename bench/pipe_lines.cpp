@@ -39,22 +39,22 @@ void compare() {
     const std::string producer = "cat " + workplace.path("lines");
     measure::make_lines(workplace.path("lines"), kLines, kLineLength);
     read_lines(producer); // warms the caches
-    std::vector<double> ours;
-    std::vector<double> theirs;
-    std::vector<double> ratios;
+    constexpr double megabytes = 1e-6 * kLines * (kLineLength + 1);
+    measure::Pairs speed; // MB/s
     for (int i = 0; i < kPairs; ++i) {
-        ours.push_back(read_lines(producer));
-        theirs.push_back(measure::run({"/bin/sh", "-c", producer + " | cat >/dev/null"}).wall);
-        ratios.push_back(theirs.back() / ours.back());
+        const double ours = read_lines(producer);
+        speed.add(megabytes / ours,
+                  megabytes / measure::run({"/bin/sh", "-c", producer + " | cat >/dev/null"}).wall);
     }
-    const double megabytes = 1e-6 * kLines * (kLineLength + 1);
+    const double ours = measure::median(speed.ours);
+    const double theirs = measure::median(speed.theirs);
     std::printf("pipe_lines: %ld lines of %d characters, medians of %d pairs\n"
                 "  iPIPE_READ       %7.0f ms  %7.0f MB/s\n"
                 "  cat >/dev/null   %7.0f ms  %7.0f MB/s\n"
                 "  throughput       %7.2f of cat's\n",
-                kLines, kLineLength, kPairs, 1e3 * measure::median(ours),
-                megabytes / measure::median(ours), 1e3 * measure::median(theirs),
-                megabytes / measure::median(theirs), measure::median(ratios));
+                kLines, kLineLength, kPairs, 1e3 * megabytes / ours, ours, 1e3 * megabytes / theirs,
+                theirs, measure::median(speed.ratios));
+    measure::row("throughput of `iPIPE_READ` and of `cat >/dev/null`", speed, 1, "MB/s");
 }
 
 } // namespace

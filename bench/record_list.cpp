@@ -51,19 +51,19 @@ double run_tool(const std::string &tool, int rows) {
 }
 
 void compare(const std::string &tool, int rows) {
-    std::vector<double> ours;
-    std::vector<double> theirs;
-    std::vector<double> ratios;
+    measure::Pairs pairs;
     for (int i = 0; i < kRounds; ++i) {
-        ours.push_back(run_ours(rows) - run_ours(0));
-        theirs.push_back(run_tool(tool, rows) - run_tool(tool, 0));
-        ratios.push_back(ours.back() / theirs.back());
+        const double ours = run_ours(rows) - run_ours(0);
+        pairs.add(ours, run_tool(tool, rows) - run_tool(tool, 0));
     }
+    const double ours = measure::median(pairs.ours);
+    const double theirs = measure::median(pairs.theirs);
     std::printf("  %6d rows  iDB_ACCESS %8.2f ms %6.2f us per row   tool %8.2f ms %6.2f us per row"
                 "   ratio %5.2f\n",
-                rows, 1e3 * measure::median(ours), 1e6 * measure::median(ours) / rows,
-                1e3 * measure::median(theirs), 1e6 * measure::median(theirs) / rows,
-                measure::median(ratios));
+                rows, 1e3 * ours, 1e6 * ours / rows, 1e3 * theirs, 1e6 * theirs / rows,
+                measure::median(pairs.ratios));
+    measure::row(std::to_string(rows) + " rows: time per row of `iDB_ACCESS` and of the tool alone",
+                 pairs, 1e6 / rows, "us");
 }
 
 void compare_all() {

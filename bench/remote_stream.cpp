@@ -203,12 +203,15 @@ void print(const char *name, const std::vector<double> &walls) {
 }
 
 void print(const char *name, const std::vector<double> &walls, const std::vector<double> &bare) {
-    std::vector<double> ratios;
+    measure::Pairs speed; // MB/s
     for (std::size_t i = 0; i < walls.size(); ++i) {
-        ratios.push_back(bare[i] / walls[i]);
+        speed.add(1e-6 * kBytes / walls[i], 1e-6 * kBytes / bare[i]);
     }
     print(name, walls);
-    std::printf("  throughput %5.2f of the bare socket's\n", measure::median(ratios));
+    std::printf("  throughput %5.2f of the bare socket's\n", measure::median(speed.ratios));
+    measure::row(std::string("throughput of a remote command's output (") + name +
+                     ") and of a bare socket",
+                 speed, 1, "MB/s");
 }
 
 void compare() {
