@@ -92,6 +92,21 @@ bool has_rested(const struct stat &status) {
     return since > std::chrono::milliseconds(gIniMemoryPolicy.iRestedMsec);
 }
 
+// Reads all that the file has. True when that is as much as its status says.
+bool read_whole(int fd, const struct stat &status, std::string *text) {
+    const auto iSize = static_cast<std::size_t>(status.st_size);
+    text->resize(iSize + 1); // one more shows whether there is more
+    ssize_t got = 0;
+    do {
+        got = ::read(fd, text->data(), text->size());
+    } while (got < 0 && errno == EINTR);
+    text->resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    if (got >= 0 && text->size() != iSize) {
+        read_to_end(fd, text);
+    }
+    return text->size() == iSize;
+}
+
 void keep(const char *cpFile, const struct stat &status, const t_INI_TEXT &text) {
     std::vector<s_KEPT> &files = kept_files();
     std::erase_if(files, [cpFile](const s_KEPT &file) { return file.path == cpFile; });
@@ -117,7 +132,7 @@ line_reader ini_lines(const char *cpFile, t_INI_TEXT *text) {
         return line_reader(std::move(file));
     }
     std::string read;
-    const bool bWhole = read_to_end(file.get(), &read);
+    const bool bWhole = read_whole(file.get(), status, &read);
     *text = std::make_shared<const std::string>(std::move(read));
     if (bWhole) {
         keep(cpFile, status, *text);
