@@ -63,6 +63,11 @@ const sigset_t *signals_while_waiting() {
 }
 
 int take_signal() {
+    if (bActive) { // the wait lets none in while there is always something to receive
+        sigset_t blocked;
+        ::sigprocmask(SIG_SETMASK, &whileWaiting, &blocked);
+        ::sigprocmask(SIG_SETMASK, &blocked, nullptr);
+    }
     const int iSignal = iTaken;
     iTaken = 0;
     return iSignal;

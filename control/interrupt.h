@@ -26,5 +26,5 @@ private:
 // or came before, interrupts the wait.
 const sigset_t *signals_while_waiting();
 
-// The signal that came last, once; 0 when none came.
+// The signal that came last, also one that no wait has let in yet, once; 0 when none came.
 int take_signal();

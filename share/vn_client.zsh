@@ -116,7 +116,7 @@ _vn_client() {
         "-m[mode of f, operation of u]:mode:$mode" \
         "-n[file, directory, variable or load command]:name:$name" \
         '-p[only traced]:text: ' \
-        '-r[called from remote, dir: recursive]' \
+        '-r[called from remote: no result variables]' \
         "-s[saveset, text, directory, section or command]:text:$text" \
         "-t[directory, key, days, kind of device or timer]:text:$target" \
         '-u[user]:user:_vn_client_users' \

@@ -239,6 +239,9 @@ void relay(s_RELAY *r) {
                       error_text(errno).c_str());
         }
         const bool bData = iReady > 0 && pass(r, wanted);
+        if (signals_while_waiting() != nullptr) {
+            forward_signal(*r);
+        }
         if (notice_signal(r) || bData) {
             r->iIdle = 0;
         } else if (!(r->out.bClosed && r->err.bClosed)) {
