@@ -1,6 +1,7 @@
 // The programs that the agent starts, see programs.h.
 #include "kernel/check/programs.h"
 
+#include "common/common/shell_quote.h"
 #include "common/common/text.h"
 #include "common/unix/configuration/environment.h"
 #include "common/unix/files/line_reader.h"
@@ -222,7 +223,7 @@ s_FAULT program_fault(const s_CHECK &check, const std::string &file) {
         return {file + " is no regular file", "put the program there"};
     }
     if (!can_run(check, file, status)) {
-        return {file + " cannot be run", "chmod a+rx " + file};
+        return {file + " cannot be run", "chmod a+rx " + shell_quoted(file, QUOTES_NONE)};
     }
     if (status.st_size == 0) {
         return {file + " is empty: it does nothing and succeeds", "put the program there"};

@@ -121,9 +121,10 @@ int replace_value(int fd, const char *value) {
     return rewrite_text(fd, before, value);
 }
 
-// What somebody put into the store in place of a file takes the value as it can.
+// What somebody put into the store in place of a file, or what we may only write, takes the value
+// as it can.
 int write_special(const std::string &path, const char *value) {
-    const unique_fd file(::open(path.c_str(), O_WRONLY | kGuards));
+    const unique_fd file(::open(path.c_str(), O_WRONLY | O_TRUNC | kGuards));
     return file && write_all(file.get(), value) ? 0 : errno;
 }
 
@@ -131,6 +132,9 @@ int write_special(const std::string &path, const char *value) {
 int write_value(const std::string &path, const char *value) {
     unique_fd file(::open(path.c_str(), O_RDWR | O_CREAT | kGuards, 0644));
     struct stat status = {};
+    if (!file && errno == EACCES) {
+        return write_special(path, value);
+    }
     if (!file || ::fstat(file.get(), &status) != 0) {
         return errno;
     }

@@ -1,6 +1,7 @@
 // The global variables, see variables.h.
 #include "kernel/check/configuration/variables.h"
 
+#include "common/common/shell_quote.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/files/regular_file.h"
 #include "kernel/check/rights/owner.h"
@@ -86,14 +87,14 @@ void check_directory(s_CHECK *check, const std::string &key, const std::string &
         say_doubtful(check,
                      title_of(key) + " is " + variable.value + ", but [Pathes] has " + path +
                          ": services do not agree where they work",
-                     write_it(key, path));
+                     write_it(key, shell_quoted(path, QUOTES_NONE)));
     } else if (variable.bThere) {
         say_right(check, title_of(key) + " is the directory of [Pathes]");
     } else if (key == "gv_ro_bin") {
         say_wrong(check,
                   title_of(key) + " is not set: vn_alarm is not found when the media server "
                                   "does not come up",
-                  write_it(key, path));
+                  write_it(key, shell_quoted(path, QUOTES_NONE)));
     }
 }
 

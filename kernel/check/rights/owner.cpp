@@ -1,6 +1,7 @@
 // Users and permissions, see owner.h.
 #include "kernel/check/rights/owner.h"
 
+#include "common/common/shell_quote.h"
 #include "common/common/text.h"
 
 #include <algorithm>
@@ -91,7 +92,7 @@ s_FAULT owner_fault(const s_CHECK &check, const std::string &path, int iNeed) {
         struct stat status = {};
         if (::stat(directory.c_str(), &status) == 0 && !mode_allows(check.owner, status, X_OK)) {
             return {who + ", the installation's owner, cannot enter " + directory,
-                    "chmod or chown " + directory, DOUBTFUL, true};
+                    "chmod or chown " + shell_quoted(directory, QUOTES_NONE), DOUBTFUL, true};
         }
     }
     struct stat status = {};
@@ -99,7 +100,9 @@ s_FAULT owner_fault(const s_CHECK &check, const std::string &path, int iNeed) {
         return {};
     }
     return {who + ", the installation's owner, cannot " + need_text(iNeed) + " " + path,
-            "chown " + who + " " + path + " or let only root run the agent", DOUBTFUL};
+            "chown " + who + " " + shell_quoted(path, QUOTES_NONE) +
+                " or let only root run the agent",
+            DOUBTFUL};
 }
 
 } // namespace
@@ -191,7 +194,7 @@ s_FAULT access_fault(const s_CHECK &check, const std::string &path, int iNeed) {
         }
         const std::string who = user_name(::geteuid());
         return {who + " cannot " + need_text(iNeed) + " " + path + ": " + error_text(iErrno),
-                "give " + who + " the right, see ls -ld " + path};
+                "give " + who + " the right, see ls -ld " + shell_quoted(path, QUOTES_NONE)};
     }
     const bool bOther = check.bOwner && check.owner != ::geteuid() && check.owner != 0;
     return bOther ? owner_fault(check, path, iNeed) : s_FAULT{};

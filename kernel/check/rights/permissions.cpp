@@ -2,6 +2,7 @@
 // once, however much lies below it.
 #include "kernel/check/rights/permissions.h"
 
+#include "common/common/shell_quote.h"
 #include "common/common/text.h"
 #include "common/unix/files/descriptor.h"
 #include "kernel/check/programs.h"
@@ -49,7 +50,7 @@ bool check_place(s_CHECK *check, const std::string &place, const struct stat &st
     if (who.empty() && has_access_list(place)) {
         if (tell_once(check, place)) {
             say_doubtful(check, place + " has an access list, which was not looked at",
-                         "see getfacl " + place);
+                         "see getfacl " + shell_quoted(place, QUOTES_NONE));
         }
         return false;
     }
@@ -59,9 +60,10 @@ bool check_place(s_CHECK *check, const std::string &place, const struct stat &st
     if (tell_once(check, place)) {
         const std::string owner = check->bOwner ? user_name(check->owner) : "root";
         const bool bMode = who == "everybody" || who.starts_with("group");
-        say_wrong(check, who + " can change " + place + " and thereby " + use,
-                  bMode ? (who == "everybody" ? "chmod o-w " : "chmod g-w ") + place
-                        : "chown " + owner + " " + place);
+        say_wrong(
+            check, who + " can change " + place + " and thereby " + use,
+            (bMode ? (who == "everybody" ? "chmod o-w " : "chmod g-w ") : "chown " + owner + " ") +
+                shell_quoted(place, QUOTES_NONE));
     }
     return false;
 }
@@ -164,7 +166,7 @@ void check_reading(s_CHECK *check, const std::string &directory, const std::stri
         say_doubtful(check,
                      use + " in " + directory +
                          " may hold names and commands, and everybody may look there",
-                     "chmod o-rx " + directory);
+                     "chmod o-rx " + shell_quoted(directory, QUOTES_NONE));
     } else {
         say_right(check, use + " in " + directory + " cannot be read by everybody");
     }
@@ -186,7 +188,7 @@ void check_set_user_id(s_CHECK *check) {
                      "name its directory by -p");
     } else if ((status.st_mode & (S_ISUID | S_ISGID)) != 0) {
         say_wrong(check, agent + " has a set-id bit: its callers direct it by VORNA_INI",
-                  "chmod ug-s " + agent);
+                  "chmod ug-s " + shell_quoted(agent, QUOTES_NONE));
     } else {
         say_right(check, agent + " has no set-id bit");
     }
