@@ -6,7 +6,7 @@
 #include <csignal>
 #include <thread>
 
-s_CREW_POLICY gCrewPolicy = {4096, crew::kMostMembers, 0, 131072};
+s_CREW_POLICY gCrewPolicy = {2048, crew::kMostMembers, 0, 131072};
 
 void *crew::run(void *self) {
     auto *own = static_cast<crew *>(self);
