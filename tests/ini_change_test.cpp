@@ -117,8 +117,10 @@ TEST_F(IniChange, KilledOneLeavesOldOrNew) {
     for (int i = 0; i < 100; i++) {
         write_file(file, "\n[A]\nk=1" + end + "\n\n");
         const pid_t child = fork();
-        for (int turn = 1; child == 0; turn = 1 - turn) {
-            change(values[turn]);
+        if (child == 0) {
+            for (int turn = 1;; turn = 1 - turn) {
+                change(values[turn]);
+            }
         }
         usleep(static_cast<useconds_t>(200 + 37 * i));
         kill(child, SIGKILL);

@@ -51,7 +51,8 @@ bool place_in_work(const char *cpPath, char *cpMount, str_log *strLog) {
     }
     text_copy(cpMount, kPathSize, mount);
     char szMsg[256];
-    return i_CREATE_DIR_LOCAL(cpMount, szMsg, *strLog) == 1;
+    i_CREATE_DIR_LOCAL(cpMount, szMsg, *strLog); // a load command may make its own
+    return true;
 }
 
 // Reads one line of the device's description. True when it names the node.

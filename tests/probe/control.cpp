@@ -59,8 +59,9 @@ std::unique_ptr<Listener> listener;
 
 // A number, or @ with what is added to the listener's port.
 int port_of(const std::string &word) {
-    return word[0] == '@' ? listener->port() + std::atoi(word.c_str() + 1)
-                          : std::atoi(word.c_str());
+    const bool relative = word[0] == '@';
+    const long number = std::strtol(word.c_str() + (relative ? 1 : 0), nullptr, 10);
+    return (int)number + (relative ? listener->port() : 0);
 }
 
 // BACKLOG [CONNECTIONS]: the listener, with connections of ours; -1: it does not listen.
@@ -131,7 +132,7 @@ void run_failures(Words &words) {
     std::printf("[%s]\n", vn_ctrl_geterror());
 }
 
-constexpr int kOurs = 40, kPeer = 41; // descriptors that a trace shows
+constexpr int kOurs = 40; // the descriptor that a trace shows
 
 // A connection between both that takes no more.
 void run_full_socket(Words &) {

@@ -25,6 +25,10 @@ char *Words::text_or(char *text_if_none) {
     return more() ? text() : text_if_none;
 }
 
+long Words::number_or(long number_if_none) {
+    return more() ? number() : number_if_none;
+}
+
 long Words::number() {
     return std::strtol(text(), nullptr, 0);
 }
@@ -40,10 +44,10 @@ namespace {
 // Replaces "5000*x", before anything runs: memory may be missing then.
 char *expanded(char *word) {
     static std::list<std::string> texts;
-    size_t length = 0;
-    char letter = 0, rest = 0;
-    const bool is_short = std::sscanf(word, "%zu*%c%c", &length, &letter, &rest) == 2;
-    return is_short ? texts.emplace_back(length, letter).data() : word;
+    char *end = word;
+    const size_t length = std::strtoul(word, &end, 10);
+    const bool is_short = end != word && std::strlen(end) == 2 && *end == '*';
+    return is_short ? texts.emplace_back(length, end[1]).data() : word;
 }
 
 void run(std::span<char *> call) {
@@ -70,7 +74,7 @@ int main(int argc, char **argv) {
     std::transform(words.begin(), words.end(), words.begin(), vn_probe::expanded);
     if (!words.empty() && words[0][0] == '-') {
         v_set_log_main("probe.lgc", "NOSUCH", &vn_probe::log);
-        v_set_log(-std::atoi(words[0]), 1, &vn_probe::log);
+        v_set_log((int)-std::strtol(words[0], nullptr, 10), 1, &vn_probe::log);
         words = words.subspan(1);
     }
     while (!words.empty()) {

@@ -23,6 +23,7 @@ struct Words {
     char *text();              // the next word; "NULL" is a null pointer
     char *text_or(char *text); // the same, or the text given when there is none
     long number();
+    long number_or(long number_if_none);
     bool more() const { return !left.empty(); }
 };
 

@@ -85,7 +85,7 @@ int read_one(bool error, size_t max, std::string &text) {
 void run_pipe_read(Words &words) {
     const bool error = *words.text() == 'e';
     const auto max = static_cast<size_t>(words.number());
-    for (int i = std::atoi(words.text_or(const_cast<char *>("1"))); i > 0; i--) {
+    for (long i = words.number_or(1); i > 0; i--) {
         std::string text;
         const int result = read_one(error, max, text);
         std::printf("read %d [%s]\n", result, text.c_str());

@@ -70,7 +70,10 @@ void run_shell_words(Words &words) {
     std::printf("\n");
 }
 
-void print_format(size_t limit, const char *format, ...) {
+// The session gives the format: nobody can check it.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
+__attribute__((format(printf, 2, 3))) void print_format(size_t limit, const char *format, ...) {
     va_list arguments;
     va_start(arguments, format);
     std::string text = "stale";
@@ -85,6 +88,7 @@ void run_format(Words &words) {
     const char *format = words.text();
     print_format(limit, format, words.text());
 }
+#pragma GCC diagnostic pop
 
 // LIMIT FORMAT
 void run_format_cut(Words &words) {

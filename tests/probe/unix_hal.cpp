@@ -57,8 +57,8 @@ void run_clock(Words &words) {
         std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - last_s);
     if (words.more()) {
         const long from = words.number(), to = words.number(), msec = passed.count();
-        std::printf("%s", msec >= from && msec <= to ? "in time\n" : "");
-        std::printf(msec < from || msec > to ? "%ld ms\n" : "", msec);
+        const bool in_time = msec >= from && msec <= to;
+        std::printf("%s\n", in_time ? "in time" : (std::to_string(msec) + " ms").c_str());
     }
     last_s = clock::now();
 }
