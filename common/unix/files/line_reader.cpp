@@ -8,9 +8,10 @@
 #include <cstring>
 #include <unistd.h>
 
+// cppcheck-suppress uninitMemberVar ; the buffers hold nothing before they are filled
 line_reader::line_reader(const char *path) : line_reader(open_regular(path)) {}
 
-// cppcheck-suppress uninitMemberVar ; the buffers hold nothing before they are filled
+// cppcheck-suppress uninitMemberVar ; the same
 line_reader::line_reader(unique_fd file) : file_(std::move(file)), data_(buffer_) {}
 
 // cppcheck-suppress uninitMemberVar ; the same

@@ -70,8 +70,8 @@ private:
 
     s_NODE &node(std::size_t iPlace) const {
         const std::size_t i = iPlace + kFirstBlock;
-        const auto iBlock = static_cast<std::size_t>(std::bit_width(i / kFirstBlock)) - 1;
-        return blocks_[iBlock].get()[i - (kFirstBlock << iBlock)];
+        const std::size_t iBegin = std::bit_floor(i); // of its block
+        return blocks_[std::countr_zero(iBegin / kFirstBlock)].get()[i - iBegin];
     }
     bool grow();
     char *text_space(std::size_t iLength);
