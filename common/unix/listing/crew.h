@@ -12,8 +12,8 @@
 struct s_CREW_POLICY {
     std::size_t iLarge; // entries
     unsigned iMembers;  // at most: a file server is not to be flooded
-    unsigned
-        iProcessors;    // members for parts that wait for nothing; 0: as the machine has processors
+    // Members for parts that wait for nothing; 0: as the machine has processors.
+    unsigned iProcessors;
     std::size_t iStack; // bytes of a thread's stack
 };
 extern s_CREW_POLICY gCrewPolicy;
@@ -53,7 +53,7 @@ private:
     bool closed_ = false; // no part will be opened any more
     unsigned started_ = 0;
     unsigned hired_ = 0; // of the caller's thread alone
-    pthread_t threads_[kMostMembers - 1];
+    pthread_t threads_[kMostMembers - 1] = {};
 };
 
 // As many members as there are processors, for parts that wait for nothing.
