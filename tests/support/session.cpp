@@ -114,7 +114,7 @@ void play(const Installation &in, const std::string &script) {
     }
     CallOptions options;
     options.directory = in.dir;
-    options.limit = std::chrono::seconds(25);
+    options.limit = std::chrono::seconds(50);
     // A file: the commands are not to be seen among the processes.
     write_file(in.path(".session/script"), script);
     const CallResult shell =

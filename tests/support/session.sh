@@ -208,7 +208,7 @@ settled() {
     sed -e '/+++ DB_ACCESS/,/--- DB_ACCESS/d' -e '/# *ReadFromHandle/d' -e '/# *PIPE_READ/d' -e '/# *loop with/d' \
         -e 's/\(socket \|SOCKET = \[\|shutdown(\)[0-9][0-9]*/\1<fd>/' -e 's/ ([0-9]*) closed/ (<fd>) closed/' \
         -e 's/\(child: \|job \)[0-9][0-9]*/\1<pid>/' -e 's/finished after [0-9]*s/finished after <n>s/' \
-        -e '/still executing after \([3-9]\|[1-9][0-9]\)/d' -e 's/\[\([0-9][0-9]*\)\]/(\1)/g' \
+        -e '/still executing after \([3-9]\|[1-9][0-9]\)/d' -e '/ [EIW][0-9][0-9][0-9]-[A-Z]* *\[/!s/\[\([0-9][0-9]*\)\]/(\1)/g' \
         -e "s/${own:-no port}/<own>/g" -e "s/${port:-no port}/<port>/g" -e "s/$((${port:-65535} + 1))/<port + 1>/" \
         -e 's/portnumber [0-9][0-9]*/portnumber <own>/' -e 's/^daemon got [0-9][0-9]*/daemon got <own>/'
 }
