@@ -94,8 +94,8 @@ int connect_timed(int fd, const sockaddr_in &remote, const char *cpHost, int iTi
     trace_at(TRACE_DETAILS,
              "vn_ctrl: try connect() with non-blocking socket bcs. timeout set to %d", iTimeout);
     iSetNonBlockmode(fd, 1);
-    const long lMost = iTimeout * 10L;
-    long lAttempts = 0;
+    const long long lMost = iTimeout * 10LL;
+    long long lAttempts = 0;
     int iResult = -1;
     while (lAttempts < lMost) {
         ++lAttempts;

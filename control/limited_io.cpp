@@ -28,7 +28,7 @@ int rest_msec(const s_LIMIT &limit) {
 
 } // namespace
 
-s_LIMIT limit_in(long lMsec) {
+s_LIMIT limit_in(long long lMsec) {
     return {true, clock_type::now() + std::chrono::milliseconds(lMsec)};
 }
 

@@ -14,7 +14,7 @@ struct s_LIMIT {
 };
 
 // The limit that lMsec milliseconds from now make.
-s_LIMIT limit_in(long lMsec);
+s_LIMIT limit_in(long long lMsec);
 
 // The one that is reached first.
 s_LIMIT earlier_limit(const s_LIMIT &a, const s_LIMIT &b);

@@ -41,7 +41,7 @@ bool bind_listener(int fd, int iStart, int iEnd) {
 // Waits for the daemon to connect back. An empty owner when it does not, with errno.
 unique_fd wait_for_second(int listener, int iTimeout, const s_LIMIT &limit) {
     iSetNonBlockmode(listener, 1);
-    for (long lRetry = iTimeout > 0 ? iTimeout * 100L : 1000;; --lRetry) {
+    for (long long lRetry = iTimeout > 0 ? iTimeout * 100LL : 1000;; --lRetry) {
         wait_ready(listener, POLLIN, limit_in(gCtrlPolicy.iAccept));
         if (lRetry % 100 == 0) {
             trace_at(TRACE_DETAILS, "vn_ctrl: recv() try accept(%d)",

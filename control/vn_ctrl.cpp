@@ -28,7 +28,7 @@ struct s_LIMITS {
 
 s_LIMIT one_wait(const s_LIMITS &limits) {
     return limits.iTimeout < 1 ? limits.answer
-                               : earlier_limit(limits.answer, limit_in(limits.iTimeout * 1000L));
+                               : earlier_limit(limits.answer, limit_in(limits.iTimeout * 1000LL));
 }
 
 #ifdef POLLRDHUP
@@ -159,7 +159,7 @@ int vn_ctrl(char *cpRemoteHost, int iMainPort, int i2ndPortStart, int i2ndPortEn
     }
     s_LIMITS limits = {{}, iTimeout};
     if (iTimeout >= 1) {
-        limits.answer = limit_in(iTimeout * 1000L + kGraceMsec);
+        limits.answer = limit_in(iTimeout * 1000LL + kGraceMsec);
     }
     unique_fd listener;
     std::string port;

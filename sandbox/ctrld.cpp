@@ -618,7 +618,7 @@ void serve_until_end(const s_OPTIONS &options, int listener, int daemon_end) {
         pollfd wanted[] = {{STDIN_FILENO, POLLIN, 0}, {listener, POLLIN, 0}};
         // Once a second, to collect those who have served.
         const int iReady =
-            rest > 0 ? ::poll(wanted, 2, static_cast<int>(std::min(rest, 1000L))) : 0;
+            rest > 0 ? ::poll(wanted, 2, static_cast<int>(std::min<long long>(rest, 1000))) : 0;
         if (rest <= 0 || (iReady > 0 && wanted[0].revents != 0 && input_is_closed())) {
             return;
         }

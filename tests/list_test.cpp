@@ -56,7 +56,9 @@ TEST(Memory, RunsOut) {
 #if defined(__SANITIZE_ADDRESS__)
     GTEST_SKIP() << "the sanitizer ends a program that asks for too much";
 #endif
-    const auto insert = [] { InsLastLLf(ConsLL(), ~0UL >> 2, nullptr); };
+    constexpr auto most =
+        static_cast<unsigned long>(PTRDIFF_MAX); // of a list's data, and more than there is
+    const auto insert = [] { InsLastLLf(ConsLL(), most, nullptr); };
     const char *text = "^In InsLLf: malloc returned NULL \n$";
     EXPECT_EXIT(insert(), testing::ExitedWithCode(255), text);
     EXPECT_EXIT((std::set_new_handler([] { _exit(2); }), insert()), testing::ExitedWithCode(2),

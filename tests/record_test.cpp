@@ -123,7 +123,7 @@ TEST(Record, TellsThatAllMemoryIsTaken) {
         const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE));
         const rlimit limit = {bytes, bytes};
         setrlimit(RLIMIT_AS, &limit);
-        for (size_t size = 1 << 20; size >= 16; size /= 2) {
+        for (size_t size = 1 << 20; size > 0; size /= 2) {
             for (void *volatile taken = std::malloc(size); taken != nullptr;) {
                 taken = std::malloc(size);
             }

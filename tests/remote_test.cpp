@@ -143,7 +143,7 @@ TEST(RemoteRelay, ForwardsAByteAfterAnInterruptedWait) {
     STDOUT_STDERR_transfer(stdout, stderr, request.get(), first[0], second[0], {});
     peer.join();
     EXPECT_EQ(got, 3);
-    EXPECT_EQ(send_sig, -1);
+    EXPECT_EQ(send_sig, static_cast<char>(-1));
     EXPECT_EQ(request->iTimeout, 1); // both have ended
 }
 

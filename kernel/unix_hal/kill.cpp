@@ -10,6 +10,8 @@
 #include "common/unix/files/file.h"
 #include "common/unix/files/file_find.h"
 #include "common/unix/files/line_reader.h"
+#include "common/unix/files/regular_file.h"
+#include "common/unix/processes/child.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/processes/run.h"
 #include "common/unix/processes/semaphore.h"
@@ -17,9 +19,13 @@
 #include "common/unix/trace/trace.h"
 #include "kernel/unix_hal/process_listing.h"
 
+#include <algorithm>
 #include <charconv>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unistd.h>
@@ -31,11 +37,12 @@ namespace {
 
 constexpr int kInterrupt = -2;
 constexpr int kForce = -9;
+constexpr std::string_view kTitle = "PID";
 constexpr char kListFailure[] = "FAILURE in i_KILL_PROCESSES";
 
 // A basic regular expression that matches the text, and is no option of grep's.
 std::string grep_text(std::string_view text) {
-    constexpr std::string_view kSpecial = "\\.[]*^$";
+    constexpr std::string_view kSpecial = "\\.[*^$"; // of others a backslash may make anything
     std::string pattern;
     if (text.starts_with('-')) {
         pattern = "[-]";
@@ -165,12 +172,69 @@ bool read_list(const char *cpPipeline, const std::string &file, std::vector<pid_
     return true;
 }
 
+// Whether a line of a listing tells that process ids stand in the column (from 0): its title, or an
+// id. Nothing for a line that tells neither.
+std::optional<bool> has_ids(std::string_view line, std::size_t column) {
+    const std::vector<std::string_view> fields = text_fields(line, ' ');
+    const std::string_view field = column < fields.size() ? fields[column] : "";
+    if (std::find(fields.begin(), fields.end(), kTitle) != fields.end()) {
+        return field == kTitle;
+    }
+    return pid_of(field) != 0 ? std::optional(true) : std::nullopt;
+}
+
+// Reads the system's listing with what it complains of. Returns the exit state; where it does not
+// list ids in the column, *odd is its first line.
+int read_listing(const s_LISTING &listing, std::string *odd) {
+    const std::string command = std::string(listing.szCommand) + " 2>&1";
+    std::FILE *pipe = ::popen(command.c_str(), "re");
+    if (pipe == nullptr) {
+        return -1;
+    }
+    const std::size_t column = std::strtoul(listing.szPid, nullptr, 10);
+    std::optional<bool> ids;
+    char szLine[512];
+    while (read_stream_line(pipe, szLine, sizeof szLine)) {
+        if (!ids) {
+            ids = has_ids(szLine, column - 1);
+        }
+        if (odd->empty()) {
+            *odd = text_stripped(szLine);
+        }
+    }
+    if (ids.value_or(false)) {
+        odd->clear();
+    }
+    return exit_state(::pclose(pipe));
+}
+
 // Whether the listing command can be run: behind it, the pipeline's filters hide its failure.
-bool can_list(const s_LISTING &listing) {
+bool can_list(const s_LISTING &listing, std::string *odd) {
     constexpr int kCannotExecute = 126; // 127: not found; above it a shell tells of a signal
-    const std::string command = std::string(listing.szCommand) + " >/dev/null 2>&1";
-    const int iState = i_cm_system_state(command.c_str());
+    int iState = read_listing(listing, odd);
+    if (iState < 0 || iState >= kCannotExecute) { // an event tells why
+        const std::string command = std::string(listing.szCommand) + " >/dev/null 2>&1";
+        iState = i_cm_system_state(command.c_str());
+    }
     return iState >= 0 && iState < kCannotExecute;
+}
+
+// What is said where no process is found: that there is none, or why this is not known. Returns the
+// call's result.
+int tell_none(const s_LISTING &listing, char *cpMsg) {
+    std::string odd;
+    if (!can_list(listing, &odd)) {
+        text_copy(cpMsg, kMessageSize, kListFailure);
+        return 0;
+    }
+    if (odd.empty()) {
+        text_copy(cpMsg, kMessageSize, "There are no vbc processes");
+    } else {
+        text_print(cpMsg, kMessageSize,
+                   "processes cannot be listed: no id in column %s of [%s]: %s", listing.szPid,
+                   odd.c_str(), listing.szCommand);
+    }
+    return 2;
 }
 
 // Waits for the processes to end. 1 when they have, 0 when some are left, -1 when they cannot be
@@ -247,9 +311,8 @@ int stop(const s_LISTING &listing, const char *cpKeyWord, char *cpMsg, str_log *
     const std::string pipeline = client_pipeline(listing, cpKeyWord);
     const bool bLine = std::strpbrk(cpKeyWord, "\r\n") == nullptr; // else no line can hold it
     const int iCount = bLine ? signal_all(pipeline, cpKeyWord, kInterrupt, strLog) : 0;
-    if (iCount == 0 && can_list(listing)) {
-        text_copy(cpMsg, kMessageSize, "There are no vbc processes");
-        return 2;
+    if (iCount == 0) {
+        return tell_none(listing, cpMsg);
     }
     const int iEnded = iCount > 0 ? wait_for_end(pipeline, cpKeyWord, strLog) : -1;
     if (iEnded < 0) {

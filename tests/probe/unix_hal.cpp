@@ -73,9 +73,10 @@ std::vector<Process> processes;
 // is $P1, of the next one $P2 and so on.
 void run_start(Words &words) {
     Process process = {words.text(), -1};
-    char seconds[] = "60", *argv[] = {process.title.data(), seconds, nullptr};
+    char wait[] = "sleep", *argv[] = {process.title.data(), wait, nullptr};
     signal(SIGINT, words.more() ? SIG_IGN : SIG_DFL); // is inherited
-    posix_spawn(&process.pid, "/bin/sleep", nullptr, nullptr, argv, environ);
+    const std::string program = std::string(std::getenv("SESSION")) + "/waits";
+    posix_spawn(&process.pid, program.c_str(), nullptr, nullptr, argv, environ);
     signal(SIGINT, SIG_DFL);
     while (words.more()) {
         words.text();

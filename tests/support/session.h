@@ -18,7 +18,8 @@ namespace vn_test {
 std::vector<std::string> session_names();
 
 // Plays the session in a new installation and fails the test when the terminal shows another text
-// than the file has, or writes the file anew (see expected.h).
+// than the file has, or writes the file anew (see expected.h). The sed script that VN_WORDS names
+// takes from both what is to be left out.
 void play_session(const std::string &name);
 
 // Plays the commands of a Markdown document (a path), which are in blocks that begin with

@@ -8,6 +8,7 @@ TZ=UTC0
 HOME=/
 export dir PATH TZ HOME
 mkdir -p play
+ln -s "$VN_PROBE" "$SESSION/waits" # the probe, for a ps that shows a process's file, too
 
 # The agent, and the program that calls single functions of the libraries (tests/probe).
 vn_client() {
@@ -39,7 +40,7 @@ filed() {
     status=0
     traced "$@" 2>"$SESSION/err" || status=$?
     cat "$SESSION/err" >&2
-    diff "$SESSION/err" "$dir/rw/lgc/vn_client_.lgc" | sed -n 's/^< \(.*\)/\1 (not in the file)/p; s/^> \(.*\)/\1 (only in the file)/p'
+    diff -U 0 "$SESSION/err" "$dir/rw/lgc/vn_client_.lgc" | sed -n '/^--- \|^+++ /d; s/^-\(.*\)/\1 (not in the file)/p; s/^+\(.*\)/\1 (only in the file)/p'
     return "$status"
 }
 
