@@ -98,6 +98,13 @@ TEST_F(IniChange, IsReadOnceUntilItChanges) {
     write_file(installation.path("y.ini"), "[A]\nk=y\n");
     usleep(60000);
     EXPECT_TRUE(reads("[A]", "k", "9") && text() != nullptr);
+    { // what is read within a moment is of one state
+        const ini_moment moment;
+        EXPECT_TRUE(reads("[A]", "k", "9"));
+        write_file(file, "[A]\nk=0\n");
+        EXPECT_TRUE(reads("[A]", "k", "9"));
+    }
+    EXPECT_TRUE(reads("[A]", "k", "0"));
     ASSERT_EQ(rename(installation.path("y.ini").c_str(), file.c_str()), 0);
     EXPECT_TRUE(reads("[A]", "k", "y"));
     gIniMemoryPolicy = {50, 0};

@@ -6,6 +6,7 @@
 #include "common/unix/configuration/call_param.h"
 #include "common/unix/configuration/glbv.h"
 #include "common/unix/configuration/ini.h"
+#include "common/unix/configuration/ini_file.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/trace/record.h"
 #include "common/unix/trace/time_text.h"
@@ -208,6 +209,7 @@ void trace_call() {
 } // namespace
 
 void ARGUMENTS(int argc, char ***pArgv) {
+    const ini_moment moment; // the values that a call begins with belong together
     char szTraceFile[384];
     // No option has been read yet, so the identifier is empty: all calls share one trace file.
     text_print(szTraceFile, "vn_client_%s.lgc", gszId);

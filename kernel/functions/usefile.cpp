@@ -108,11 +108,13 @@ bool are_same_file(int iOne, int iOther) {
            one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
 
-// Empties a file that has a length. 0, or the error number.
+// Empties a file that has a length; another one is left alone, because a file system may bring one
+// that was cut to the disk when it is closed. 0, or the error number.
 int empty_file(int iFile) {
     struct stat status = {};
     const bool bDone =
-        ::fstat(iFile, &status) == 0 && (!S_ISREG(status.st_mode) || ::ftruncate(iFile, 0) == 0);
+        ::fstat(iFile, &status) == 0 &&
+        (!S_ISREG(status.st_mode) || status.st_size == 0 || ::ftruncate(iFile, 0) == 0);
     return bDone ? 0 : errno;
 }
 

@@ -16,6 +16,7 @@
 #include <cstring>
 #include <new>
 #include <poll.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 namespace {
@@ -29,7 +30,7 @@ constexpr std::size_t kReserve = 256 * 1024; // what variables and trace need at
 constexpr char kOutOfMemory[] = "out of memory";
 
 char szRecord[kResultSize + sizeof gszId + 64];
-void *pReserve = nullptr;
+void *pReserve = MAP_FAILED;
 bool bRecordPrinted = false;
 int iPrintedStatus = 0;
 
@@ -107,7 +108,9 @@ void print_record(int iSts, const char *cpStatus, const char *cpMsg) {
     if (bRecordPrinted) {
         end_without_memory();
     }
-    std::free(pReserve);
+    if (pReserve != MAP_FAILED) {
+        ::munmap(pReserve, kReserve);
+    }
     FINISH(2, kOutOfMemory);
 }
 
@@ -131,6 +134,7 @@ void FINISH(int iSts, const char *cpMsg) {
 }
 
 void FINISH_WITHOUT_MEMORY() {
-    pReserve = std::malloc(kReserve);
+    // Not from malloc, which would write into it: memory that is not touched costs a call nothing.
+    pReserve = ::mmap(nullptr, kReserve, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
     std::set_new_handler(end_with_reserve);
 }

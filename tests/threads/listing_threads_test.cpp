@@ -24,6 +24,7 @@ std::mutex theMutex; // for what follows
 std::condition_variable theArrival;
 std::set<pthread_t> theThreads;
 size_t theWanted = 1; // threads that must have come before the system answers
+size_t theFree = 0;   // so many questions are answered before
 std::string theLast;  // the entry for which there is no memory
 
 } // namespace
@@ -35,8 +36,12 @@ extern "C" int fstatat(int directory, const char *name, struct stat *status, int
         std::unique_lock lock(theMutex);
         theThreads.insert(pthread_self());
         theArrival.notify_all();
-        theArrival.wait_for(lock, std::chrono::seconds(20),
-                            [] { return theThreads.size() >= theWanted; });
+        if (theFree > 0) {
+            theFree--;
+        } else {
+            theArrival.wait_for(lock, std::chrono::seconds(20),
+                                [] { return theThreads.size() >= theWanted; });
+        }
     }
     if (name == theLast) {
         errno = ENOMEM;
@@ -51,6 +56,8 @@ extern "C" int fstatat(int directory, const char *name, struct stat *status, int
 }
 
 namespace {
+
+constexpr int kNever = 1000000000; // no part takes so long
 
 struct ListingThreads : testing::Test {
     char directory[32] = "/tmp/vn_threads.XXXXXX";
@@ -92,7 +99,7 @@ struct ListingThreads : testing::Test {
     }
     // Compares what many threads list with what one does. Returns that.
     std::string compare() {
-        gCrewPolicy = {64, 1, 4, 131072};
+        gCrewPolicy = {64, 1, 100, 131072, kNever};
         const auto [expected, one] = list();
         EXPECT_EQ(one, 1U);
         for (const unsigned members : {2U, 3U, 16U, 100U}) {
@@ -114,8 +121,13 @@ TEST_F(ListingThreads, ListWhatOneDoes) {
     EXPECT_TRUE(expected.ends_with(" is incomplete: Input/output error\n110"));
     gCrewPolicy.iStack = ~size_t{0} / 4; // the system has no thread to give
     EXPECT_TRUE(list() == std::make_pair(expected, size_t{1}));
-    gCrewPolicy = {4096, 16, 4, 131072};
+    gCrewPolicy = {4096, 16, 4, 131072, kNever};
     EXPECT_TRUE(list() == std::make_pair(expected, size_t{1}));
+    gCrewPolicy = {64, 16, 1, 131072, -1}; // each part is slow: more threads than processors
+    theWanted = 16;
+    theFree = 128; // the first part's
+    EXPECT_TRUE(list() == std::make_pair(expected, size_t{16}));
+    theWanted = 1;
     theLast = "f100"; // the listing ends there
     EXPECT_LT(compare().size(), expected.size());
     theLast.clear();
@@ -123,7 +135,7 @@ TEST_F(ListingThreads, ListWhatOneDoes) {
 
 // Standard output that takes nothing is told once.
 TEST_F(ListingThreads, AreAllStoppedByAnError) {
-    gCrewPolicy = {64, 16, 4, 131072};
+    gCrewPolicy = {64, 16, 4, 131072, kNever};
     const int out = dup(STDOUT_FILENO), full = open("/dev/full", O_WRONLY);
     dup2(full, STDOUT_FILENO);
     testing::internal::CaptureStderr();

@@ -19,7 +19,8 @@ s_INI_PLACES gIniPlaces = {{"/etc/opt/vorna/vorna.ini", "/etc/vorna2000.ini"}};
 
 namespace {
 
-constexpr std::size_t kNameSize = 64;     // a section or key name
+constexpr std::size_t kNameSize = 64; // a section or key name
+constexpr char kVariable[] = "VORNA_INI";
 constexpr std::size_t kPlaceLength = 127; // the path of a central file
 constexpr int kListReferenceSize = 512;   // a referenced value in a list
 constexpr int kReferenceDepth = 16;       // references within references, against cycles
@@ -311,7 +312,7 @@ int count(t_LL list) {
 
 std::vector<std::string> ini_central_files() {
     std::vector<std::string> places;
-    if (const char *cpVariable = std::getenv("VORNA_INI")) {
+    if (const char *cpVariable = std::getenv(kVariable)) {
         places.push_back(named_central_file(cpVariable));
     }
     places.insert(places.end(), {gIniPlaces.cpCentral[0], gIniPlaces.cpCentral[1]});
@@ -357,15 +358,18 @@ int i_GET_ROOT_FOR_INI(const char *cpIdentifier, char *cpValue, int iLengthValue
         text_copy(cpValue, iLengthValue, identifier);
         return 1;
     }
-    const std::vector<std::string> places = ini_central_files();
-    for (const std::string &place : places) {
-        if (i_GetPrivateProfileString(place.c_str(), nullptr, identifier.c_str(), cpValue,
-                                      iLengthValue, cpMsg, iLengthMsg) == 1) {
-            return 1;
-        }
+    const auto finds = [&](const char *cpPlace) {
+        return i_GetPrivateProfileString(cpPlace, nullptr, identifier.c_str(), cpValue,
+                                         iLengthValue, cpMsg, iLengthMsg) == 1;
+    };
+    const char *cpVariable = std::getenv(kVariable);
+    const auto &central = gIniPlaces.cpCentral;
+    if ((cpVariable != nullptr && finds(named_central_file(cpVariable).c_str())) ||
+        finds(central[0]) || finds(central[1])) {
+        return 1;
     }
     text_print(cpMsg, iLengthMsg, "i_GET_ROOT_FOR_INI: NO VORNA CONFIGURATION FILE FOUND: %s",
-               places[1].c_str());
+               central[cpVariable != nullptr ? 0 : 1]);
     return 0;
 }
 

@@ -3,6 +3,7 @@
 
 #include "common/unix/files/regular_file.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <ctime>
@@ -47,8 +48,16 @@ struct s_KEPT {
     std::string path;
     struct stat status; // from before the file was read
     t_CLOCK::time_point read;
+    unsigned iMoment; // when it was found unchanged
     t_INI_TEXT text;
 };
+
+// The moments so far; an odd number is of one that lasts.
+unsigned iMoment = 0;
+
+bool is_of_this_moment(const s_KEPT &file) {
+    return iMoment % 2 != 0 && file.iMoment == iMoment;
+}
 
 constexpr std::size_t kKeptFiles = 8; // a call reads three or four
 constexpr off_t kKeptSize = 65536;    // bytes of a file
@@ -69,17 +78,20 @@ bool is_unchanged(const struct stat &a, const struct stat &b) {
 
 // The text that was read of the file if it still is the file's.
 t_INI_TEXT kept_text(const char *cpFile) {
-    struct stat status = {};
-    for (const s_KEPT &file : kept_files()) {
-        if (file.path == cpFile) {
-            const auto trusted = std::chrono::milliseconds(gIniMemoryPolicy.iTrustMsec);
-            return t_CLOCK::now() - file.read < trusted && ::stat(cpFile, &status) == 0 &&
-                           is_unchanged(file.status, status)
-                       ? file.text
-                       : nullptr;
-        }
+    std::vector<s_KEPT> &files = kept_files();
+    const auto file = std::find_if(files.begin(), files.end(),
+                                   [cpFile](const s_KEPT &kept) { return kept.path == cpFile; });
+    const auto trusted = std::chrono::milliseconds(gIniMemoryPolicy.iTrustMsec);
+    if (file == files.end() || t_CLOCK::now() - file->read >= trusted) {
+        return nullptr;
     }
-    return nullptr;
+    struct stat status = {};
+    if (!is_of_this_moment(*file) &&
+        (::stat(cpFile, &status) != 0 || !is_unchanged(file->status, status))) {
+        return nullptr;
+    }
+    file->iMoment = iMoment;
+    return file->text;
 }
 
 // Whether a change from now on gets another time than the one of this status. Not so within one
@@ -113,10 +125,18 @@ void keep(const char *cpFile, const struct stat &status, const t_INI_TEXT &text)
     if (files.size() == kKeptFiles) {
         files.erase(files.begin());
     }
-    files.push_back({cpFile, status, t_CLOCK::now(), text});
+    files.push_back({cpFile, status, t_CLOCK::now(), iMoment, text});
 }
 
 } // namespace
+
+ini_moment::ini_moment() {
+    ++iMoment;
+}
+
+ini_moment::~ini_moment() {
+    ++iMoment;
+}
 
 line_reader ini_lines(const char *cpFile, t_INI_TEXT *text) {
     *text = kept_text(cpFile);

@@ -36,6 +36,17 @@ using t_INI_TEXT = std::shared_ptr<const std::string>;
 // earlier read is not read again: *text has then its text, or nothing, and must outlive the reader.
 line_reader ini_lines(const char *cpFile, t_INI_TEXT *text);
 
+// While one exists, files count as unchanged that were read, or found unchanged, since it began, as
+// long as a text may be trusted: for a procedure that reads many values and changes none, and wants
+// them of one moment. One at a time.
+class ini_moment {
+public:
+    ini_moment();
+    ~ini_moment();
+    ini_moment(const ini_moment &) = delete;
+    ini_moment &operator=(const ini_moment &) = delete;
+};
+
 // Opens a regular file for a change, alone until it is closed. Owns nothing, with errno, when that
 // fails: EWOULDBLOCK when another process held the lock all the time.
 unique_fd open_ini_for_change(const char *cpFile);

@@ -3,10 +3,11 @@
 #include "common/unix/listing/crew.h"
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <thread>
 
-s_CREW_POLICY gCrewPolicy = {2048, crew::kMostMembers, 0, 131072};
+s_CREW_POLICY gCrewPolicy = {2048, crew::kMostMembers, 0, 131072, 5000};
 
 void *crew::run(void *self) {
     auto *own = static_cast<crew *>(self);
@@ -14,6 +15,14 @@ void *crew::run(void *self) {
     const unsigned iMember = ++own->started_;
     own->take_parts(&lock, iMember);
     return nullptr;
+}
+
+// Returns whether the part was slow.
+bool crew::do_part(std::size_t iPart, unsigned iMember) {
+    const auto begin = std::chrono::steady_clock::now();
+    work_(task_, iPart, iMember);
+    return std::chrono::steady_clock::now() - begin >
+           std::chrono::microseconds(gCrewPolicy.iSlowUsec);
 }
 
 void crew::take_parts(std::unique_lock<std::mutex> *lock, unsigned iMember) {
@@ -24,12 +33,17 @@ void crew::take_parts(std::unique_lock<std::mutex> *lock, unsigned iMember) {
         }
         const std::size_t iPart = next_++;
         lock->unlock();
-        work_(task_, iPart, iMember);
+        const bool bSlow = do_part(iPart, iMember);
         lock->lock();
+        slow_ = slow_ || bSlow;
+        if (slow_ && iMember == 0) {
+            hire(when_slow_);
+        }
     }
 }
 
-void crew::hire(unsigned iMembers) {
+void crew::hire(unsigned iMembers, unsigned iWhenSlow) {
+    when_slow_ = std::max(when_slow_, iWhenSlow);
     const unsigned iThreads =
         std::max(1U, std::min({iMembers, gCrewPolicy.iMembers, kMostMembers})) - 1;
     pthread_attr_t attributes;
@@ -51,11 +65,16 @@ void crew::hire(unsigned iMembers) {
 }
 
 void crew::open(std::size_t iEnd) {
+    bool bSlow = false;
     {
         const std::lock_guard lock(mutex_);
         end_ = iEnd;
+        bSlow = slow_;
     }
     changed_.notify_one();
+    if (bSlow) {
+        hire(when_slow_);
+    }
 }
 
 void crew::finish() {

@@ -15,6 +15,7 @@ struct s_CREW_POLICY {
     // Members for parts that wait for nothing; 0: as the machine has processors.
     unsigned iProcessors;
     std::size_t iStack; // bytes of a thread's stack
+    int iSlowUsec;      // a part that takes longer waits for something
 };
 extern s_CREW_POLICY gCrewPolicy;
 
@@ -25,14 +26,15 @@ public:
     // Calls work(task, iPart, iMember) for each part; iMember is 0 for the caller's thread. Parts
     // are taken in rising order. `work` must not need memory.
     using t_WORK = void (*)(void *task, std::size_t iPart, unsigned iMember);
-    crew(t_WORK work, void *task) : work_(work), task_(task) {}
+    crew(t_WORK task_work, void *task) : work_(task_work), task_(task) {}
     crew(const crew &) = delete;
     crew &operator=(const crew &) = delete;
     ~crew() { finish(); }
 
-    // Starts threads until the crew has iMembers, as far as the policy allows and the system gives
-    // them; without any the caller does all. They receive no signals.
-    void hire(unsigned iMembers);
+    // Starts threads until the crew has iMembers, and once a part was slow iWhenSlow, as far as the
+    // policy allows and the system gives them; without any the caller does all. They receive no
+    // signals. More threads than processors only make way for each other unless they wait.
+    void hire(unsigned iMembers, unsigned iWhenSlow = 0);
 
     // From now on the parts below iEnd may be worked on.
     void open(std::size_t iEnd);
@@ -43,6 +45,7 @@ public:
 private:
     static void *run(void *self);
     void take_parts(std::unique_lock<std::mutex> *lock, unsigned iMember);
+    bool do_part(std::size_t iPart, unsigned iMember);
 
     const t_WORK work_;
     void *const task_;
@@ -51,8 +54,10 @@ private:
     std::size_t next_ = 0;
     std::size_t end_ = 0;
     bool closed_ = false; // no part will be opened any more
+    bool slow_ = false;   // a part was
     unsigned started_ = 0;
-    unsigned hired_ = 0; // of the caller's thread alone
+    unsigned hired_ = 0; // what follows is of the caller's thread alone
+    unsigned when_slow_ = 0;
     pthread_t threads_[kMostMembers - 1] = {};
 };
 

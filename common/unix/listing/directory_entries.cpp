@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -75,12 +76,17 @@ struct s_READING {
     }
 };
 
-// Lets so many names be asked for, by threads when they are many.
+// Lets the names so far be asked for, when they are twice as many as the last time. Threads that
+// get few at a time sleep and wake for each few, and the system keeps them where the waker is.
 void open_parts(crew *workers, std::size_t iNames) {
     const std::size_t iParts = iNames / kPart;
+    const std::size_t iFirst = std::max<std::size_t>(1, gCrewPolicy.iLarge / kPart);
+    if (iParts % iFirst != 0 || !std::has_single_bit(iParts / iFirst)) {
+        return;
+    }
     workers->open(iParts);
-    if (iParts == std::max<std::size_t>(1, gCrewPolicy.iLarge / kPart)) {
-        workers->hire(crew::kMostMembers);
+    if (iParts == iFirst) {
+        workers->hire(members_by_processors(), crew::kMostMembers);
     }
 }
 
@@ -135,6 +141,7 @@ void insert_entries(entry_list *list, DIR *directory, sFormat *cpInfo) {
                          kLongestPath - std::min(kLongestPath, list->directory().size())};
     crew workers(s_READING::ask_part, &reading);
     const int iErrno = insert_names(reading, directory, &workers);
+    workers.open((list->count() - reading.iFirst) / kPart);
     workers.finish();
     const std::size_t iRest = (list->count() - reading.iFirst) % kPart;
     for (std::size_t iPlace = list->count() - iRest; iPlace < list->count(); ++iPlace) {

@@ -62,7 +62,11 @@ void pump(int fdInput, int hSocket, int hLifeLine) {
     ::_exit(0);
 }
 
-unique_fd life_line; // while a pump runs: the end that it watches the other one of
+// While a pump runs: the end that it watches the other one of.
+unique_fd &life_line() {
+    static unique_fd theEnd;
+    return theEnd;
+}
 
 } // namespace
 
@@ -79,14 +83,14 @@ pid_t start_input(std::FILE *fd_stdin, int hSocket1, int hSocket2, str_log *strL
     int ends[2] = {-1, -1};
     const int iPipe = ::pipe2(ends, O_CLOEXEC);
     const unique_fd watched(ends[0]);
-    life_line.reset(ends[1]);
+    life_line().reset(ends[1]);
     const pid_t child = iPipe == 0 ? ::fork() : -1;
     if (child < 0) {
         trace_log(strLog, TRACE_EVENTS, "fork() call failed: %s", error_text(errno).c_str());
         return 0;
     }
     if (child == 0) {
-        life_line.reset();
+        life_line().reset();
         run_input(fd_stdin, hSocket1, hSocket2, watched.get());
     }
     return child;
@@ -97,6 +101,6 @@ void stop_input(pid_t child) {
         int iStatus = 0;
         ::kill(child, SIGKILL);
         wait_for_child(child, &iStatus);
-        life_line.reset();
+        life_line().reset();
     }
 }
