@@ -3,6 +3,7 @@
 
 #include "common/common/cm_message.h"
 #include "common/unix/processes/socket.h"
+#include "common/unix/system/descriptor_calls.h"
 #include "control/error_text.h"
 #include "control/first.h"
 
@@ -47,7 +48,7 @@ unique_fd wait_for_second(int listener, int iTimeout, const s_LIMIT &limit) {
             trace_at(TRACE_DETAILS, "vn_ctrl: recv() try accept(%d)",
                      static_cast<int>(lRetry / 100));
         }
-        unique_fd second(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+        unique_fd second = accept_connection(listener);
         if (lift_descriptor(&second)) {
             return second;
         }

@@ -6,6 +6,7 @@
 #include "common/unix/files/descriptor.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/processes/socket.h"
+#include "common/unix/system/descriptor_calls.h"
 #include "control/limited_io.h"
 #include "control/second.h"
 
@@ -31,11 +32,7 @@ s_LIMIT one_wait(const s_LIMITS &limits) {
                                : earlier_limit(limits.answer, limit_in(limits.iTimeout * 1000LL));
 }
 
-#ifdef POLLRDHUP
-constexpr short kUrgentEvents = POLLPRI | POLLRDHUP; // a daemon that has closed sends nothing more
-#else
-constexpr short kUrgentEvents = POLLPRI;
-#endif
+constexpr short kUrgentEvents = POLLPRI | kPollPeerDone; // a daemon that has closed sends none
 
 // Takes the urgent byte, if it has come. It must be taken before what is behind it is read.
 bool take_urgent(int fd, char *code) {

@@ -11,7 +11,6 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
-#include <sys/mtio.h>
 #include <sys/stat.h>
 
 namespace {
@@ -48,8 +47,8 @@ struct s_PROGRAMS {
 void ask_for_tape(const s_PROGRAMS &programs, std::string_view text, bool bOnline) {
     static long bits;
     bits = bOnline ? 0x1000000 : 0;
-    gTapeDriver.status = [](int, mtget *state) {
-        state->mt_gstat = bits;
+    gTapeDriver.status = [](int, s_TAPE_STATE *state) {
+        *state = tape_state(static_cast<unsigned long>(bits), SYSTEM_LINUX);
         return 0;
     };
     programs.prints("mt", text);

@@ -1,4 +1,5 @@
 // vn_ctrlc: runs one command on a host through the host's control daemon.
+#include "common/unix/system/option_order.h"
 #include "common/unix/trace/trace.h"
 #include "control/interrupt.h"
 #include "kernel/remote/call/daemon_call.h"
@@ -87,7 +88,7 @@ void take_option(int iOption, RCMD *request, s_OPTIONS *options) {
 s_OPTIONS parse(int argc, char **argv, RCMD *request) {
     s_OPTIONS options;
     int iOption = 0;
-    while ((iOption = ::getopt(argc, argv, "+p:l:t:o:dsvh")) != -1) {
+    while ((iOption = ::getopt(argc, argv, options_in_order("+p:l:t:o:dsvh"))) != -1) {
         take_option(iOption, request, &options);
     }
     if (request->szPort[0] == '\0' || request->szUser[0] == '\0' || argc - optind < 2) {

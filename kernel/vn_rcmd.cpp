@@ -1,5 +1,6 @@
 // vn_rcmd: runs one command on a backup client, by the way in which the catalogue says that the
 // client is reached.
+#include "common/unix/system/option_order.h"
 #include "common/unix/trace/record.h"
 #include "kernel/remote/call/exit_code.h"
 #include "kernel/remote/call/rcmd.h"
@@ -41,7 +42,7 @@ s_OPTIONS parse(int argc, char **argv, RCMD *request) {
     constexpr int kMostSeconds = 2000000;
     s_OPTIONS options;
     int iOption = 0;
-    while ((iOption = ::getopt(argc, argv, "+lnt:vh")) != -1) {
+    while ((iOption = ::getopt(argc, argv, options_in_order("+lnt:vh"))) != -1) {
         switch (iOption) {
         case 'l':
             options.bList = true;

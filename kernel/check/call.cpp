@@ -1,6 +1,8 @@
 // The call of the check itself, see call.h.
 #include "kernel/check/call.h"
 
+#include "common/unix/system/option_order.h"
+
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -90,7 +92,7 @@ void set_option(int iOption, const char *cpArgument, s_CHECK_CALL *call) {
 s_CHECK_CALL CHECK_ARGUMENTS(int argc, char **argv) {
     s_CHECK_CALL call;
     int iOption = 0;
-    while ((iOption = ::getopt(argc, argv, "+:hqp:e:u:s:")) != -1) {
+    while ((iOption = ::getopt(argc, argv, options_in_order("+:hqp:e:u:s:"))) != -1) {
         set_option(iOption, optarg, &call);
     }
     call.iWords = argc - optind;

@@ -5,6 +5,7 @@
 #include "common/common/text.h"
 #include "common/unix/configuration/environment.h"
 #include "common/unix/files/line_reader.h"
+#include "common/unix/system/device_node.h"
 #include "kernel/check/configuration/variables.h"
 #include "kernel/check/rights/owner.h"
 #include "kernel/check/rights/permissions.h"
@@ -20,8 +21,8 @@ namespace {
 
 // A program, and what goes without it.
 struct s_PROGRAM_USE {
-    const char *cpName;
-    const char *cpKey; // of the directory in which it has to be; null: it is searched along PATH
+    const char *cpName; // null: this system needs none
+    const char *cpKey;  // of the directory in which it has to be; null: it is searched along PATH
     const char *cpNeed;
     e_VERDICT eMissing;
 };
@@ -39,9 +40,8 @@ constexpr s_PROGRAM_USE kPrograms[] = {
     {"chmod", nullptr, "u -m m changes no mode", WRONG},
     {"mt", nullptr, "a tape drive's state is not known", DOUBTFUL},
     {"ssh", nullptr, "clients with access mode S are not reached", DOUBTFUL},
-#ifdef __linux__
-    {"udevadm", nullptr, "a disk's node is not known by its other names", DOUBTFUL},
-#endif
+    {kDeviceQueries[kThisSystem].cpProgram, nullptr,
+     "a disk's node is not known by its other names", DOUBTFUL},
 };
 
 // The directories that the system itself searches.
@@ -270,7 +270,9 @@ s_FAULT find_program(const s_CHECK &check, const std::string &name, std::string 
 void CHECK_PROGRAMS(s_CHECK *check) {
     check_path(check);
     for (const s_PROGRAM_USE &use : kPrograms) {
-        check_program(check, use);
+        if (use.cpName != nullptr) {
+            check_program(check, use);
+        }
     }
     if (is_variable_set(*check, "gv_ctrlc_old")) {
         check_program(check,

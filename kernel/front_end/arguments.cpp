@@ -8,6 +8,7 @@
 #include "common/unix/configuration/ini.h"
 #include "common/unix/configuration/ini_file.h"
 #include "common/unix/processes/process.h"
+#include "common/unix/system/option_order.h"
 #include "common/unix/trace/record.h"
 #include "common/unix/trace/time_text.h"
 #include "common/unix/trace/trace.h"
@@ -73,7 +74,8 @@ void apply_option(int iOption, const char *cpArgument, bool *pbVerbose) {
 bool parse_options(int argc, char **argv) {
     bool bVerbose = false;
     int iOption = 0;
-    while ((iOption = ::getopt(argc, argv, "+:b:C:c:d:f:i:l:m:n:p:s:t:u:x:w:vrh")) != -1) {
+    while ((iOption = ::getopt(argc, argv,
+                               options_in_order("+:b:C:c:d:f:i:l:m:n:p:s:t:u:x:w:vrh"))) != -1) {
         apply_option(iOption, optarg, &bVerbose);
     }
     return bVerbose;

@@ -14,6 +14,7 @@
 #include "common/unix/host/alarm.h"
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
+#include "common/unix/system/kernel_copy.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/functions/replacement.h"
 #include "kernel/request/call.h"
@@ -66,15 +67,6 @@ int not_found(char *szMsg) {
     return kFailed;
 }
 
-// Lets the system copy between two files, as far as it can; what is left is copied by hand.
-void copy_in_system([[maybe_unused]] int iFrom, [[maybe_unused]] int iTo) {
-#ifdef __linux__
-    constexpr std::size_t kAtOnce = std::size_t{1} << 30;
-    while (::copy_file_range(iFrom, nullptr, iTo, nullptr, kAtOnce, 0) > 0) {
-    }
-#endif
-}
-
 // What ended a copy before its time: the error number of a read or of a write, else 0.
 struct s_COPY_END {
     int iReadErrno;
@@ -84,7 +76,7 @@ struct s_COPY_END {
 // Copies a descriptor to its end.
 s_COPY_END copy_all(int iFrom, int iTo) {
     char szBuf[kDataSize];
-    copy_in_system(iFrom, iTo);
+    copy_in_kernel(iFrom, iTo);
     for (;;) {
         const ssize_t got = ::read(iFrom, szBuf, sizeof szBuf);
         if (got < 0 && errno == EINTR) {

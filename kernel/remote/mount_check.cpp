@@ -8,10 +8,12 @@
 #include "common/common/types.h"
 #include "common/unix/configuration/directories.h"
 #include "common/unix/files/directory.h"
+#include "common/unix/system/device_node.h"
 #include "common/unix/trace/trace.h"
 #include "kernel/remote/call/rcmd.h"
 #include "kernel/remote/dispatcher.h"
 
+#include <cerrno>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -102,31 +104,70 @@ int search_mount(const char *cpClient, char (&szSearch)[kSearchSize], str_log *s
     return iResult == 1 && search.ends_with('^') && search == szSearch ? 0 : iResult;
 }
 
+// Finds the node of a device of this host, whose system has no other names for it. Returns as
+// i_get_deviceinfo.
+int find_own_device(const char *cpDevPath, char *cpRealPath, str_log *strLog) {
+    std::string node;
+    trace_log(strLog, TRACE_EVENTS, "i_get_deviceinfo: %s", cpDevPath);
+    if (!find_device_node(cpDevPath, &node) || node.size() >= kPathSize) {
+        const std::string reason = error_text(node.empty() ? errno : ENAMETOOLONG);
+        trace_log(strLog, TRACE_EVENTS, "i_get_deviceinfo: no node of [%s]: %s", cpDevPath,
+                  reason.c_str());
+        return 0;
+    }
+    text_copy(cpRealPath, kPathSize, node);
+    trace_log(strLog, TRACE_EVENTS, "i_get_deviceinfo: Ret: %d Real device: %s", 1, cpRealPath);
+    return 1;
+}
+
+// Whether a client other than this host has no such program, of which its shell tells by the exit
+// state: a node has only its own name there.
+bool has_no_query(const RCMD &request, int iExit) {
+    constexpr int kNotFound = 127;
+    return iExit == kNotFound && std::strcmp(request.szClient, "LOCAL") != 0;
+}
+
+// Asks the client's system for the node. Returns as i_get_deviceinfo.
+int ask_for_device(RCMD *request, const char *cpDevPath, char *cpRealPath, char *cpUUID,
+                   str_log *strLog) {
+    const int iExit = i_RCMD(request, *strLog);
+    if (iExit < 0) {
+        trace_log(strLog, TRACE_EVENTS, "i_get_deviceinfo: Command [%s] failed: %s", request->szCmd,
+                  request->szMsg);
+        return 0;
+    }
+    int iResult = 0;
+    void *line = FirstElmLL(request->LL_Stdout);
+    for (; IsElmLL(line) != 0; line = NextElmLL(line)) {
+        if (read_device_line(static_cast<const char *>(line), cpRealPath, cpUUID, strLog)) {
+            iResult = 1;
+        }
+    }
+    if (iResult == 0 && has_no_query(*request, iExit) && std::strlen(cpDevPath) < kPathSize) {
+        text_copy(cpRealPath, kPathSize, cpDevPath);
+        iResult = 1;
+    }
+    trace_log(strLog, TRACE_EVENTS, "i_get_deviceinfo: Ret: %d Real device: %s UUID: %s", iResult,
+              cpRealPath, cpUUID);
+    return iResult;
+}
+
 } // namespace
 
 int i_get_deviceinfo(const char *cpClient, const char *cpDevPath, char *cpRealPath, char *cpUUID,
                      str_log strLog) {
-    const std::string command =
-        "udevadm info --query=all --name " + shell_file(cpDevPath, QUOTES_NONE);
+    const bool bOwn = std::strcmp(cpClient, "LOCAL") == 0;
+    const char *cpCommand = kDeviceQueries[bOwn ? geDeviceSystem : SYSTEM_LINUX].cpCommand;
+    if (cpCommand == nullptr) {
+        return find_own_device(cpDevPath, cpRealPath, &strLog);
+    }
+    const std::string command = cpCommand + shell_file(cpDevPath, QUOTES_NONE);
     trace_log(&strLog, TRACE_EVENTS, "i_get_deviceinfo: %s", command.c_str());
     const auto request = std::make_unique<RCMD>();
     text_copy(request->szClient, cpClient);
     text_copy(request->szCmd, command);
     request->LL_Stdout = ConsLL();
-    int iResult = 0;
-    if (i_RCMD(request.get(), strLog) < 0) {
-        trace_log(&strLog, TRACE_EVENTS, "i_get_deviceinfo: Command [%s] failed: %s",
-                  command.c_str(), request->szMsg);
-    } else {
-        void *line = FirstElmLL(request->LL_Stdout);
-        for (; IsElmLL(line) != 0; line = NextElmLL(line)) {
-            if (read_device_line(static_cast<const char *>(line), cpRealPath, cpUUID, &strLog)) {
-                iResult = 1;
-            }
-        }
-        trace_log(&strLog, TRACE_EVENTS, "i_get_deviceinfo: Ret: %d Real device: %s UUID: %s",
-                  iResult, cpRealPath, cpUUID);
-    }
+    const int iResult = ask_for_device(request.get(), cpDevPath, cpRealPath, cpUUID, &strLog);
     DestLL(request->LL_Stdout);
     return iResult;
 }

@@ -7,6 +7,7 @@
 #include "common/unix/configuration/reference.h"
 #include "common/unix/processes/process.h"
 #include "common/unix/processes/run.h"
+#include "common/unix/system/process_list.h"
 #include "common/unix/trace/trace.h"
 
 #include <string>
@@ -21,7 +22,7 @@ constexpr char kFailed[] = "restart of data-server failed - VNS not available";
 bool is_running() {
     char szCmd[kCommandSize];
     text_print(szCmd, "%s | grep vn_data_server | grep -v grep >/dev/null 2>&1",
-               "ps axwwo user,pid,ppid,command");
+               kProcessLists[kThisSystem].cpAll);
     return i_cm_system_state(szCmd) == 0;
 }
 

@@ -7,6 +7,7 @@
 #include "common/unix/database/record_list.h"
 #include "common/unix/database/statement.h"
 #include "common/unix/host/host.h"
+#include "common/unix/system/process_list.h"
 #include "common/unix/trace/trace.h"
 
 #include <cstdio>
@@ -71,6 +72,10 @@ bool read_listing(const char *cpDerivat, s_LISTING *listing, bool *pbFits, char 
 } // namespace
 
 bool host_listing(s_LISTING *listing, str_log *strLog) {
+    const s_PROCESS_LIST &own = kProcessLists[kThisSystem];
+    text_copy(listing->szCommand, own.cpAll);
+    text_copy(listing->szPid, own.cpPid);
+    text_copy(listing->szParent, own.cpParent);
     char szOs[32] = "";
     if (i_GET_MY_OS(szOs, *strLog) != 0) {
         v_GET_PS_POSITION(szOs, listing->szCommand, listing->szPid, listing->szParent, *strLog);

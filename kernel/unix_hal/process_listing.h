@@ -3,15 +3,14 @@
 
 #include "common/unix/trace/trace.h"
 
-// What every system understands, until the catalogue knows better.
 struct s_LISTING {
-    char szCommand[256] = "ps axwwo user,pid,ppid,command";
-    char szPid[16] = "2"; // column of the process id
-    char szParent[16] = "3";
+    char szCommand[256] = "";
+    char szPid[16] = ""; // column of the process id
+    char szParent[16] = "";
 };
 
-// Fills *listing with what the catalogue has for this host, if it knows the host's system. False
-// when that does not fit.
+// Fills *listing with what the catalogue has for this host, or with this system's own when the
+// catalogue does not know which one the host has. False when that does not fit.
 bool host_listing(s_LISTING *listing, str_log *strLog);
 
 // Reads how the operating system cpDerivat lists its processes from the catalogue: the command (256

@@ -18,13 +18,9 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
-#include <sys/ioctl.h>
-#include <sys/mtio.h>
 #include <unistd.h>
 
-s_TAPE_DRIVER gTapeDriver = {
-    [](int fd, mtget *state) { return ::ioctl(fd, MTIOCGET, state); },
-};
+s_TAPE_DRIVER gTapeDriver = {ask_tape_driver};
 
 namespace {
 
@@ -144,21 +140,17 @@ int finish(const char *cpFile, const char *cpStatus, int iResult, char *cpSts, s
 }
 
 // What the driver's general status says, where mt's text does not say that the tape is at rest.
-// Systems without a general status never leave that out.
-const char *general_status([[maybe_unused]] const mtget &state, [[maybe_unused]] str_log *strLog) {
-#ifdef GMT_ONLINE
-    const auto lBits = static_cast<unsigned long>(state.mt_gstat);
-    const bool bOpen = GMT_DR_OPEN(lBits) != 0;
-    const bool bOnline = GMT_ONLINE(lBits) != 0;
-    trace_log(strLog, TRACE_EVENTS, "general status 0x%08lx: drive open %d, online %d", lBits,
-              bOpen ? 1 : 0, bOnline ? 1 : 0);
-    if (bOpen) {
+// Where the driver says nothing of the tape, mt's text does when one is there.
+const char *general_status(const s_TAPE_STATE &state, str_log *strLog) {
+    if (state.cpName == nullptr) {
+        return kNotOnline;
+    }
+    trace_log(strLog, TRACE_EVENTS, "%s 0x%08lx: drive open %d, online %d", state.cpName,
+              state.lBits, state.bOpen ? 1 : 0, state.bOnline ? 1 : 0);
+    if (state.bOpen) {
         return kNoTape;
     }
-    return bOnline ? kOnline : kNotOnline;
-#else
-    return kNotOnline;
-#endif
+    return state.bOnline ? kOnline : kNotOnline;
 }
 
 // The driver's own answer.
@@ -170,7 +162,7 @@ int ask_driver(const char *cpDevice, const char *cpFile, char *cpSts, str_log *s
         return finish(cpFile, kNotDefined, 0, cpSts, strLog);
     }
     trace_log(strLog, TRACE_EVENTS, "Open device OK");
-    mtget state = {};
+    s_TAPE_STATE state = {};
     if (gTapeDriver.status(device.get(), &state) != 0) {
         trace_log(strLog, TRACE_EVENTS, "ioctl failed: %s", error_text(errno).c_str());
         return finish(cpFile, kNotDefined, 0, cpSts, strLog);

@@ -1,9 +1,8 @@
 // The state of a tape drive on this host. The tape is neither read nor written.
 #pragma once
 
+#include "common/unix/system/tape_drive.h"
 #include "common/unix/trace/trace.h"
-
-struct mtget;
 
 // Asks mt, and then the tape driver, for the state of the device node cpDevice. cpSts (256 bytes)
 // gets one of "Drive tape online", "Drive tape not online", "No tape in drive", "Device or resource
@@ -18,6 +17,6 @@ void v_TAPE_STATUS_RELEASE(const char *cpDeleteFile, int iCloseFile, str_log str
 
 // The driver's status request on an open drive, which fills *state. Returns 0; -1 with errno.
 struct s_TAPE_DRIVER {
-    int (*status)(int fd, mtget *state);
+    int (*status)(int fd, s_TAPE_STATE *state);
 };
 extern s_TAPE_DRIVER gTapeDriver;

@@ -9,6 +9,7 @@
 #include "common/unix/files/line_reader.h"
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/run.h"
+#include "common/unix/system/user_switch.h"
 #include "common/unix/trace/trace.h"
 
 #include <algorithm>
@@ -111,8 +112,9 @@ int run_line(const std::string &line, str_log *strLog) {
 // Runs the command as the user. Returns as above.
 int run(const std::string &user, const s_COMMAND &command, str_log *strLog) {
     if (user != "root") {
-        return run_line("su - " + shell_quoted(user, QUOTES_NONE) + " -c '" +
-                            shell_quoted(command.line, QUOTES_SINGLE) + "'",
+        const s_USER_SWITCH &how = kUserSwitches[kThisSystem];
+        return run_line(how.cpProgram + shell_quoted(user, QUOTES_NONE) + how.cpCommand + '\'' +
+                            shell_quoted(command.line, QUOTES_SINGLE) + '\'',
                         strLog);
     }
     trace_log(strLog, TRACE_EVENTS, "User 'root'. Do not call by 'su -'");

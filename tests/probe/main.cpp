@@ -53,7 +53,7 @@ char *expanded(char *word) {
 void run(std::span<char *> call) {
     Words words{call.subspan(1)};
     for (const auto &table : {kUnixHal, kRemote, kControl, kDatabase, kFiles, kIni, kListing,
-                              kMachine, kProcesses, kRequest, kText, kTrace, kVariables}) {
+                              kMachine, kProcesses, kRequest, kSystem, kText, kTrace, kVariables}) {
         for (const Function &function : table) {
             if (std::strcmp(function.name, call[0]) == 0) {
                 function.run(words);

@@ -51,5 +51,6 @@ extern const std::span<const Function> kListing;
 extern const std::span<const Function> kMachine;
 extern const std::span<const Function> kProcesses;
 extern const std::span<const Function> kRequest;
+extern const std::span<const Function> kSystem;
 
 } // namespace vn_probe

@@ -2,6 +2,7 @@
 #include "tests/probe/probe.h"
 
 #include "common/unix/configuration/directories.h"
+#include "common/unix/system/device_node.h"
 #include "control/first.h"
 #include "kernel/remote/async.h"
 #include "kernel/remote/call/relay.h"
@@ -16,7 +17,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/mtio.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -129,8 +129,8 @@ void run_tape(Words &words) {
     const char *node = words.text(), *ident = words.text();
     if (words.more()) {
         general_status = words.number();
-        gTapeDriver.status = [](int, mtget *state) {
-            state->mt_gstat = general_status;
+        gTapeDriver.status = [](int, s_TAPE_STATE *state) {
+            *state = tape_state((unsigned long)general_status, geDeviceSystem);
             errno = EIO;
             return general_status < 0 ? -1 : 0;
         };
@@ -161,10 +161,11 @@ void run_mount(Words &words) {
     std::printf("%d [%s] [%s]\n", result, real.data(), mount.data());
 }
 
-// NODE
+// NODE [CLIENT]
 void run_device(Words &words) {
     Buffer real = buffer(512, "old"), uuid = buffer(256, "old");
-    const int result = i_get_deviceinfo("LOCAL", words.text(), real.data(), uuid.data(), log);
+    const char *node = words.text(), *client = words.text_or(const_cast<char *>("LOCAL"));
+    const int result = i_get_deviceinfo(client, node, real.data(), uuid.data(), log);
     std::printf("%d [%s] [%s]\n", result, real.data(), uuid.data());
 }
 

@@ -4,7 +4,9 @@
 #include "common/common/owner.h"
 #include "common/common/text.h"
 #include "common/unix/files/regular_file.h"
+#include "common/unix/system/mount_list.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -56,15 +58,26 @@ bool insert_mount(entry_list *list, const std::string &root, std::string_view li
     return true;
 }
 
+// The same for a line of any mount: only those of other machines are told.
+bool insert_if_remote(entry_list *list, const std::string &root, const char *cpLine) {
+    const bool bRemote =
+        std::strstr(cpLine, "nfs") != nullptr || std::strstr(cpLine, "smbfs") != nullptr;
+    return !bRemote || insert_mount(list, root, cpLine);
+}
+
 } // namespace
 
 bool insert_mounts(entry_list *list, const std::string &root, const char *cpTable) {
+    if (cpTable == nullptr) {
+        const std::vector<std::string> lines = mount_lines();
+        return std::all_of(lines.begin(), lines.end(), [&](const std::string &line) {
+            return insert_if_remote(list, root, line.c_str());
+        });
+    }
     const unique_file table = open_regular_stream(cpTable);
     char szLine[2048];
     while (table && read_stream_line(table.get(), szLine, sizeof szLine)) {
-        const bool bMount =
-            std::strstr(szLine, "nfs") != nullptr || std::strstr(szLine, "smbfs") != nullptr;
-        if (bMount && !insert_mount(list, root, szLine)) {
+        if (!insert_if_remote(list, root, szLine)) {
             return false;
         }
     }

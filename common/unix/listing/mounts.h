@@ -6,5 +6,5 @@
 #include <string>
 
 // Inserts the NFS and SMB mounts that lie directly in the directory `root`, from the mount table
-// cpTable (skipped where the system has none). False when memory ran out.
+// cpTable (skipped where it is missing); null: as the system tells them. False when memory ran out.
 bool insert_mounts(entry_list *list, const std::string &root, const char *cpTable);

@@ -9,6 +9,7 @@
 #include "common/unix/listing/entry_list.h"
 #include "common/unix/listing/mounts.h"
 #include "common/unix/listing/programs/pseudo_root.h"
+#include "common/unix/system/mount_list.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -19,7 +20,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-s_LISTING_PLACES gListingPlaces = {"", "/proc/mounts"};
+s_LISTING_PLACES gListingPlaces = {"", mount_table()};
 
 namespace {
 

@@ -15,6 +15,6 @@ void vShowTreeAll(sFormat *cpInfo);
 // Where the directory listing looks for what is not in the directory itself.
 struct s_LISTING_PLACES {
     const char *cpMarkers; // put before the paths of the files that tell of applications
-    const char *cpMounts;  // the mount table; skipped where the system has none
+    const char *cpMounts;  // the mount table, see mounts.h
 };
 extern s_LISTING_PLACES gListingPlaces;

@@ -4,6 +4,7 @@
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
 #include "common/unix/processes/run.h"
+#include "common/unix/system/process_list.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -56,8 +57,8 @@ int get_parent_info(char *cpInfo, int iLen) {
     text_copy(cpInfo, iLen, "");
     const int iParent = static_cast<int>(getppid());
     char szCommand[256];
-    text_print(szCommand, "%s | tr -s ' ' | grep -v grep | grep -w %d", "ps axwwo pid,command",
-               iParent);
+    text_print(szCommand, "%s | tr -s ' ' | grep -v grep | grep -w %d",
+               kProcessLists[kThisSystem].cpCommands, iParent);
     std::FILE *pipe = ::popen(szCommand, "re");
     if (pipe == nullptr) {
         const std::string error = error_text(errno);

@@ -7,6 +7,7 @@
 #include "common/unix/files/descriptor.h"
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/pipe_read.h"
+#include "common/unix/system/descriptor_calls.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -27,13 +28,8 @@ struct s_PIPE {
 
 // Makes a pipe whose read end does not block and can be selected. False with errno.
 bool make_pipe(s_PIPE *p) {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) {
-        return false;
-    }
-    p->read.reset(ends[0]);
-    p->write.reset(ends[1]);
-    if (!lift_descriptor(&p->read) || !lift_descriptor(&p->write)) {
+    if (!open_pipe(&p->read, &p->write) || !lift_descriptor(&p->read) ||
+        !lift_descriptor(&p->write)) {
         return false;
     }
     if (p->read.get() >= FD_SETSIZE) {

@@ -11,9 +11,6 @@
 #include <map>
 #include <pwd.h>
 #include <unistd.h>
-#ifdef __linux__
-#include <sys/xattr.h>
-#endif
 
 namespace {
 
@@ -125,14 +122,6 @@ std::string strangers(const s_CHECK &check, const struct stat &status, mode_t ne
         return "group " + group_name(status.st_gid);
     }
     return is_trusted(check, status.st_uid) ? "" : "its owner " + user_name(status.st_uid);
-}
-
-bool has_access_list([[maybe_unused]] const std::string &path) {
-#ifdef __linux__
-    return ::getxattr(path.c_str(), "system.posix_acl_access", nullptr, 0) > 0;
-#else
-    return false;
-#endif
 }
 
 std::vector<std::string> way_to(const std::string &path) {

@@ -29,9 +29,6 @@ enum e_CIRCLE { CIRCLE_OWNER, CIRCLE_GROUP }; // the owner alone, or his groups 
 std::string strangers(const s_CHECK &check, const struct stat &status, mode_t need,
                       e_CIRCLE eCircle);
 
-// True for a file or directory whose access list lets more or fewer users do it than its mode.
-bool has_access_list(const std::string &path);
-
 // The directories through which the system comes to a path, links included, from "/" on; the last
 // is the path itself when that is a directory.
 std::vector<std::string> way_to(const std::string &path);

@@ -5,6 +5,7 @@
 #include "common/common/shell_quote.h"
 #include "common/common/text.h"
 #include "common/unix/files/descriptor.h"
+#include "common/unix/system/access_list.h"
 #include "kernel/check/programs.h"
 #include "kernel/check/rights/owner.h"
 #include "kernel/unix_hal/user_command.h"

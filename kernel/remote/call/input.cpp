@@ -6,6 +6,7 @@
 #include "common/unix/files/descriptor.h"
 #include "common/unix/processes/child.h"
 #include "common/unix/processes/socket.h"
+#include "common/unix/system/descriptor_calls.h"
 #include "common/unix/trace/trace.h"
 
 #include <cerrno>
@@ -80,11 +81,8 @@ pid_t start_input(std::FILE *fd_stdin, int hSocket1, int hSocket2, str_log *strL
         return 0;
     }
     trace_log(strLog, TRACE_DETAILS, "start_transfer: got a stdin file handle");
-    int ends[2] = {-1, -1};
-    const int iPipe = ::pipe2(ends, O_CLOEXEC);
-    const unique_fd watched(ends[0]);
-    life_line().reset(ends[1]);
-    const pid_t child = iPipe == 0 ? ::fork() : -1;
+    unique_fd watched;
+    const pid_t child = open_pipe(&watched, &life_line()) ? ::fork() : -1;
     if (child < 0) {
         trace_log(strLog, TRACE_EVENTS, "fork() call failed: %s", error_text(errno).c_str());
         return 0;

@@ -6,6 +6,7 @@
 #include "common/common/cm_message.h"
 #include "common/common/text.h"
 #include "common/unix/processes/process.h"
+#include "common/unix/system/descriptor_calls.h"
 #include "common/unix/trace/trace.h"
 #include "control/interrupt.h"
 #include "kernel/remote/call/exit_code.h"
@@ -176,12 +177,12 @@ int wait_for_streams(s_RELAY *r, pollfd (&wanted)[2]) {
     wanted[1] = {r->err.bClosed ? -1 : r->err.hSocket, iEvents, 0};
     trace_log(r->strLog, TRACE_DETAILS, "write_output: Entering select()");
     if (r->pRCmd->iTimeout < 1) {
-        return ::ppoll(wanted, 2, nullptr, signals_while_waiting());
+        return poll_with_signals(wanted, 2, nullptr, signals_while_waiting());
     }
     trace_log(r->strLog, TRACE_DETAILS, "write_output: select() with timeout %d",
               r->pRCmd->iTimeout);
     const timespec limit = {r->pRCmd->iTimeout, 0};
-    return ::ppoll(wanted, 2, &limit, signals_while_waiting());
+    return poll_with_signals(wanted, 2, &limit, signals_while_waiting());
 }
 
 void forward_signal(const s_RELAY &r) {

@@ -3,6 +3,7 @@
 
 #include "common/unix/files/append.h"
 #include "common/unix/processes/child.h"
+#include "common/unix/system/descriptor_calls.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -41,16 +42,6 @@ int hand_on(int iFrom, int iStop, int iTo) {
             iErrno = errno;
         }
     }
-}
-
-bool open_pipe(unique_fd *from, unique_fd *to) {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) {
-        return false;
-    }
-    from->reset(ends[0]);
-    to->reset(ends[1]);
-    return true;
 }
 
 } // namespace
