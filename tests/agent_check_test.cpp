@@ -16,7 +16,7 @@ struct Check : testing::Test {
         }
         run("chmod 711 . && chmod o-rx rw/lgc rw/prot && rm ro/bin/vn_client &&"
             "cp \"${VN_CLIENT%client}check\" ro/vns/vn_check && "
-            "for name in su ps grep awk cp chmod mt ssh udevadm vn_client; do"
+            "for name in su ps grep awk cp chmod mount mt ssh udevadm vn_client; do"
             "    echo '#!/bin/sh' >ro/vns/$name; chmod 755 ro/vns/$name;"
             "done");
     }

@@ -38,6 +38,7 @@ constexpr s_PROGRAM_USE kPrograms[] = {
     {"awk", nullptr, "function k finds no processes", WRONG},
     {"cp", nullptr, "function m copies nothing", WRONG},
     {"chmod", nullptr, "u -m m changes no mode", WRONG},
+    {"mount", nullptr, "where disks are mounted is not known", DOUBTFUL},
     {"mt", nullptr, "a tape drive's state is not known", DOUBTFUL},
     {"ssh", nullptr, "clients with access mode S are not reached", DOUBTFUL},
     {kDeviceQueries[kThisSystem].cpProgram, nullptr,

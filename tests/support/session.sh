@@ -98,7 +98,7 @@ whole_installation() {
     chmod o-rx rw/lgc rw/prot
     rm -r ro/remote ro/drive ro/bin/vn_[!am]* ro/bin/vbc_*
     rm rw/glbv/gv_r[ow].sgv rw/glbv/gv_ro_[!bd]* rw/glbv/gv_rw_[!w]*
-    for file in bin/su bin/ps bin/grep bin/awk bin/cp bin/chmod bin/mt bin/ssh bin/udevadm bin/tool \
+    for file in bin/su bin/ps bin/grep bin/awk bin/cp bin/chmod bin/mount bin/mt bin/ssh bin/udevadm bin/tool \
         ro/bin/vn_client ro/db/damisql; do
         echo '#!/bin/sh' >"$file"
         chmod 755 "$file"

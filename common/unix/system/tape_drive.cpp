@@ -32,8 +32,8 @@ bool has_bits(unsigned long lBits, unsigned long lWanted) {
 }
 
 #if defined(__linux__)
-static_assert(GMT_DR_OPEN(kDrivers[SYSTEM_LINUX].lOpen) &&
-              GMT_ONLINE(kDrivers[SYSTEM_LINUX].lOnline));
+static_assert(GMT_DR_OPEN(kDrivers[SYSTEM_LINUX].lOpen) != 0);
+static_assert(GMT_ONLINE(kDrivers[SYSTEM_LINUX].lOnline) != 0);
 unsigned long bits_of(const mtget &answer) {
     return static_cast<unsigned long>(answer.mt_gstat);
 }
