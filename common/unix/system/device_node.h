@@ -24,6 +24,6 @@ static_assert(has_every_system(kDeviceQueries));
 extern e_SYSTEM geDeviceSystem;
 
 // Finds the node of a device of this host without asking a program: a name without a directory is
-// one of /dev, and links are followed. False with errno when there is none, ENODEV for another
-// file.
+// one of /dev, and links are followed; a disk's label or its number is no name here. False with
+// errno when there is none, ENODEV for another file.
 bool find_device_node(const char *cpName, std::string *node);

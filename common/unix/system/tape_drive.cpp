@@ -15,9 +15,9 @@ struct s_DRIVER {
     unsigned long lOnline; // and those when there is one; 0: the driver does not tell
 };
 
-// FreeBSD's driver tells what the drive is doing, by a number that mt prints as a word: "at rest."
-// stands there with a tape and without a movement. OpenBSD's and NetBSD's has the bits of a tape
-// that is mounted; without them the tape may be missing or only not be looked at yet.
+// FreeBSD's driver has no bits: it tells what the drive is doing by a number, which mt prints in
+// words such as "at rest.". OpenBSD's and NetBSD's has the bits of a tape that is mounted; without
+// them there may be no tape, or one that the driver has not yet looked at.
 constexpr s_DRIVER kDrivers[kSystems] = {
     {SYSTEM_LINUX, "general status", 0x40000, 0x1000000},
     {SYSTEM_OPENBSD, "drive status", 0, 0x3},
@@ -38,7 +38,7 @@ unsigned long bits_of(const mtget &answer) {
     return static_cast<unsigned long>(answer.mt_gstat);
 }
 #else
-#if defined(MT_DS_MOUNTED)
+#if defined(__OpenBSD__) || defined(__NetBSD__)
 static_assert(kDrivers[kThisSystem].lOnline == MT_DS_MOUNTED);
 #endif
 unsigned long bits_of(const mtget &answer) {
