@@ -109,8 +109,8 @@ void run_time(Words &words) {
 void run_strftime(Words &words) {
     const char *seconds = words.text();
     const bool from_now = *seconds == '+';
-    const long when = (from_now ? std::time(nullptr) : 0) +
-                      std::strtol(seconds + (from_now ? 1 : 0), nullptr, 10);
+    const time_t when = (from_now ? std::time(nullptr) : 0) +
+                        std::strtol(seconds + (from_now ? 1 : 0), nullptr, 10);
     const char *format = words.text();
     void (*const unchecked)(std::time_t, const char *, char *, int) = cm_strftime;
     Buffer time((size_t)words.number(), '~');

@@ -56,7 +56,8 @@ void run_clock(Words &words) {
     const auto passed =
         std::chrono::duration_cast<std::chrono::milliseconds>(clock::now() - last_s);
     if (words.more()) {
-        const long from = words.number(), to = words.number(), msec = passed.count();
+        const long from = words.number(), to = words.number();
+        const auto msec = passed.count();
         const bool in_time = msec >= from && msec <= to;
         std::printf("%s\n", in_time ? "in time" : (std::to_string(msec) + " ms").c_str());
     }

@@ -69,10 +69,10 @@ const char *skip_base(const char *cpText, std::tm *when) {
 }
 
 // Adds to a calendar field. False when the sum leaves the field's range.
-bool add_to(int *piField, long lNumber) {
-    long lSum = 0;
-    if (__builtin_add_overflow(static_cast<long>(*piField), lNumber, &lSum) || lSum > INT_MAX ||
-        lSum < INT_MIN) {
+bool add_to(int *piField, long long lNumber) {
+    long long lSum = 0;
+    if (__builtin_add_overflow(static_cast<long long>(*piField), lNumber, &lSum) ||
+        lSum > INT_MAX || lSum < INT_MIN) {
         return false;
     }
     *piField = static_cast<int>(lSum);
@@ -96,7 +96,7 @@ bool apply_mode(const char *cpMode, std::tm *when) {
     for (const s_FIELD &field : kFields) {
         if (cpMode[0] == field.cMode) {
             char *end = nullptr;
-            const long lNumber = std::strtol(cpMode + 1, &end, 10);
+            const long long lNumber = std::strtoll(cpMode + 1, &end, 10);
             if (end == cpMode + 1) {
                 return true;
             }
