@@ -10,6 +10,7 @@
 #include <memory>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <sys/socket.h>
 
 namespace {
 

@@ -92,7 +92,8 @@ bool load(std::string_view text, s_INI *ini) {
 }
 
 void dump_entries(const dictionary *entries, const char *cpEqual, std::string *text) {
-    for (int i = 0; i < entries->n; ++i) {
+    // The library's releases differ in the sign of the number.
+    for (std::size_t i = 0; i < static_cast<std::size_t>(entries->n); ++i) {
         *text += std::string(entries->key[i]) + cpEqual + entries->val[i] + '\n';
     }
 }

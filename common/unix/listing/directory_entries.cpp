@@ -137,7 +137,7 @@ bool is_fault(int iErrno) {
 
 void insert_entries(entry_list *list, DIR *directory, sFormat *cpInfo) {
     constexpr std::size_t kLongestPath = sizeof(sFormat::szCurFullFileName) - 1;
-    s_READING reading = {list, ::dirfd(directory), list->count(),
+    s_READING reading = {list, dirfd(directory), list->count(),
                          kLongestPath - std::min(kLongestPath, list->directory().size())};
     crew workers(s_READING::ask_part, &reading);
     const int iErrno = insert_names(reading, directory, &workers);
