@@ -83,7 +83,7 @@ void ask_for_mount(const s_PROGRAMS &programs, std::string_view text) {
 void list_mounts(std::string_view text) {
     const std::string root = take_text(&text);
     entry_list list(root);
-    require(insert_mounts(&list, root, input_file(text)));
+    require(insert_mounts(&list, root, input_file(text)) == 0);
     require(list.print() == 0);
 }
 

@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <new>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -21,6 +22,13 @@ Texts texts_of(t_LL list) {
         texts.emplace_back(static_cast<const char *>(element), IsElmLL(element));
     }
     return texts;
+}
+
+// Of this process's address space.
+long pages() {
+    long count = 0;
+    std::ifstream("/proc/self/statm") >> count;
+    return count;
 }
 
 TEST(List, KeepsCopiesInOrderOfInsertion) {
@@ -42,6 +50,22 @@ TEST(List, KeepsCopiesInOrderOfInsertion) {
     s_LL head = {{nullptr, nullptr, 7}};
     InitLL(&head);
     EXPECT_EQ(texts_of(&head), Texts{});
+}
+
+// A list takes little more of the address space, which may be limited, than its elements.
+TEST(List, TakesTheRoomOfItsElements) {
+#if defined(__SANITIZE_ADDRESS__) || !defined(__GLIBC__)
+    GTEST_SKIP() << "another allocator";
+#endif
+    const auto fill = [] {
+        const long before = pages();
+        t_LL list = ConsLL();
+        for (int i = 0; i < 200000; i++) { // of 80 bytes with their headers
+            InsLastLLf(list, 41, std::string(41, 'x').data());
+        }
+        _exit((pages() - before) * sysconf(_SC_PAGESIZE) < 20000000 ? 0 : 1);
+    };
+    EXPECT_EXIT(fill(), testing::ExitedWithCode(0), "");
 }
 
 // The rest of this process gets no more memory than it has.

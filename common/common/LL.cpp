@@ -38,7 +38,9 @@ struct alignas(kAlignment) s_BLOCK {
     std::size_t iElements; // that have not gone
 };
 
-constexpr std::size_t kRoom = kBlockSize - 64;        // the allocator needs a little between two
+// With its alignment a block stays below what the allocator gets from the system one by one, each
+// then with as much address space again.
+constexpr std::size_t kRoom = kBlockSize - 256;
 constexpr std::size_t kLargeElement = kBlockSize / 4; // a larger one has a block of its own
 
 s_BLOCK *theBlock = nullptr; // gets the next elements

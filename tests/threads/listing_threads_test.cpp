@@ -133,6 +133,30 @@ TEST_F(ListingThreads, ListWhatOneDoes) {
     theLast.clear();
 }
 
+// Threads that have found nothing to do all come back when there is more.
+TEST(Crew, WakesAllForMore) {
+    gCrewPolicy = {64, 16, 4, 131072, kNever};
+    size_t begun = 0;
+    const auto part = [](void *task, size_t number, unsigned) {
+        auto *parts = static_cast<size_t *>(task);
+        std::unique_lock lock(theMutex);
+        ++*parts;
+        theArrival.notify_all();
+        theArrival.wait_for(lock, std::chrono::seconds(9),
+                            [&] { return *parts >= number / 3 * 3 + 3; });
+    };
+    crew workers(part, &begun);
+    workers.hire(4);
+    for (const size_t end : {3U, 6U}) {
+        workers.open(end);
+        std::unique_lock lock(theMutex);
+        EXPECT_TRUE(
+            theArrival.wait_for(lock, std::chrono::seconds(3), [&] { return begun == end; }));
+        lock.unlock();
+        usleep(20000); // now they wait again
+    }
+}
+
 // Standard output that takes nothing is told once.
 TEST_F(ListingThreads, AreAllStoppedByAnError) {
     gCrewPolicy = {64, 16, 4, 131072, kNever};

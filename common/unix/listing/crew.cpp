@@ -71,7 +71,7 @@ void crew::open(std::size_t iEnd) {
         end_ = iEnd;
         bSlow = slow_;
     }
-    changed_.notify_one();
+    changed_.notify_all();
     if (bSlow) {
         hire(when_slow_);
     }

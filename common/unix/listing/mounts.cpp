@@ -4,9 +4,11 @@
 #include "common/common/owner.h"
 #include "common/common/text.h"
 #include "common/unix/files/regular_file.h"
+#include "common/unix/listing/directory_entries.h"
 #include "common/unix/system/mount_list.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <cstring>
@@ -67,19 +69,23 @@ bool insert_if_remote(entry_list *list, const std::string &root, const char *cpL
 
 } // namespace
 
-bool insert_mounts(entry_list *list, const std::string &root, const char *cpTable) {
+int insert_mounts(entry_list *list, const std::string &root, const char *cpTable) {
     if (cpTable == nullptr) {
         const std::vector<std::string> lines = mount_lines();
-        return std::all_of(lines.begin(), lines.end(), [&](const std::string &line) {
+        const bool bWhole = std::all_of(lines.begin(), lines.end(), [&](const std::string &line) {
             return insert_if_remote(list, root, line.c_str());
         });
+        return bWhole ? 0 : ENOMEM;
     }
     const unique_file table = open_regular_stream(cpTable);
+    if (!table) {
+        return is_fault(errno) ? errno : 0;
+    }
     char szLine[2048];
-    while (table && read_stream_line(table.get(), szLine, sizeof szLine)) {
+    while (read_stream_line(table.get(), szLine, sizeof szLine)) {
         if (!insert_if_remote(list, root, szLine)) {
-            return false;
+            return ENOMEM;
         }
     }
-    return true;
+    return std::ferror(table.get()) != 0 ? errno : 0;
 }

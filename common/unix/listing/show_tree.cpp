@@ -78,8 +78,9 @@ void report_unreadable(const char *cpRoot, int iErrno) {
 
 void list_directory(sFormat *cpInfo) {
     entry_list list(cpInfo->szCurRoot);
-    if (!insert_mounts(&list, cpInfo->szCurRoot, gListingPlaces.cpMounts)) {
-        count_error(cpInfo, error_text(ENOMEM));
+    int iErrno = insert_mounts(&list, cpInfo->szCurRoot, gListingPlaces.cpMounts);
+    if (iErrno != 0) {
+        count_error(cpInfo, error_text(iErrno));
     }
     const unique_directory directory(::opendir(cpInfo->szCurRoot));
     if (directory) {
@@ -89,7 +90,7 @@ void list_directory(sFormat *cpInfo) {
     } else {
         report_unreadable(cpInfo->szCurRoot, errno);
     }
-    const int iErrno = list.print();
+    iErrno = list.print();
     if (iErrno != 0) {
         count_error(cpInfo, error_text(iErrno));
     }
