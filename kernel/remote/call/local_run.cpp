@@ -11,10 +11,12 @@
 #include "kernel/remote/call/output.h"
 #include "kernel/remote/call/rcmd.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -60,13 +62,16 @@ struct s_CHANNEL {
 // Reads the channel once. True when *piece holds a piece, which has at most kPieceLength bytes.
 bool read_piece(DB_PROC_PIP *pipe, s_CHANNEL *channel, std::string *piece) {
     char szPiece[kPieceLength + 1];
+    // No byte of a piece: shows how long it is behind a zero byte, which ends the line's text.
+    std::memset(szPiece, '\n', sizeof szPiece);
     channel->iLast =
         channel->read(pipe, szPiece, kPieceLength - static_cast<int>(channel->begun.size()));
-    channel->begun += szPiece;
+    const std::string_view read(szPiece, sizeof szPiece);
+    channel->begun += read.substr(0, std::min(read.find('\n'), read.size()) - 1);
     if (channel->iLast == -1) {
         return false;
     }
-    *piece = channel->begun;
+    *piece = channel->begun.c_str();
     channel->begun.clear();
     return channel->iLast == 1 || !piece->empty();
 }
