@@ -37,7 +37,8 @@ void run_mount_line(Words &words) {
 
 // Own mounts by the system's call: Linux has none.
 void run_mount_lines(Words &) {
-    std::printf("%zu lines, table %s\n", mount_lines().size(),
+    std::vector<std::string> lines;
+    std::printf("%d, %zu lines, table %s\n", list_mounts(&lines), lines.size(),
                 mount_table(geDeviceSystem) == nullptr ? "-" : mount_table(geDeviceSystem));
 }
 

@@ -67,15 +67,21 @@ bool insert_if_remote(entry_list *list, const std::string &root, const char *cpL
     return !bRemote || insert_mount(list, root, cpLine);
 }
 
+// Those that the system tells without a table. Returns as insert_mounts.
+int insert_told_mounts(entry_list *list, const std::string &root) {
+    std::vector<std::string> lines;
+    const int iErrno = list_mounts(&lines);
+    const bool bWhole = std::all_of(lines.begin(), lines.end(), [&](const std::string &line) {
+        return insert_if_remote(list, root, line.c_str());
+    });
+    return bWhole ? iErrno : ENOMEM;
+}
+
 } // namespace
 
 int insert_mounts(entry_list *list, const std::string &root, const char *cpTable) {
     if (cpTable == nullptr) {
-        const std::vector<std::string> lines = mount_lines();
-        const bool bWhole = std::all_of(lines.begin(), lines.end(), [&](const std::string &line) {
-            return insert_if_remote(list, root, line.c_str());
-        });
-        return bWhole ? 0 : ENOMEM;
+        return insert_told_mounts(list, root);
     }
     const unique_file table = open_regular_stream(cpTable);
     if (!table) {

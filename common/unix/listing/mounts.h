@@ -7,5 +7,5 @@
 
 // Inserts the NFS and SMB mounts that lie directly in the directory `root`, from the mount table
 // cpTable (skipped where it is missing); null: as the system tells them. 0, or the error number of
-// what ended that before: no memory, or a table that is there and cannot be read.
+// what ended that before: no memory, or mounts that cannot be read.
 int insert_mounts(entry_list *list, const std::string &root, const char *cpTable);

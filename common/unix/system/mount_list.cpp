@@ -1,6 +1,7 @@
 // Mounts, see mount_list.h.
 #include "common/unix/system/mount_list.h"
 
+#include <cerrno>
 #include <string_view>
 #include <sys/types.h>
 #if defined(__OpenBSD__) || defined(__FreeBSD__) || defined(__NetBSD__)
@@ -102,21 +103,20 @@ unsigned long long flags_of(const t_STATUS &status) {
 
 } // namespace
 
-std::vector<std::string> mount_lines() {
-    std::vector<std::string> lines;
+int list_mounts(std::vector<std::string> *lines) {
     t_STATUS *mounts = nullptr; // the system's own
     const int iCount = ::getmntinfo(&mounts, MNT_NOWAIT);
     for (int i = 0; i < iCount; ++i) {
-        lines.push_back(mount_line({mounts[i].f_mntfromname, mounts[i].f_mntonname,
-                                    mounts[i].f_fstypename, flags_of(mounts[i])}));
+        lines->push_back(mount_line({mounts[i].f_mntfromname, mounts[i].f_mntonname,
+                                     mounts[i].f_fstypename, flags_of(mounts[i])}));
     }
-    return lines;
+    return iCount > 0 ? 0 : errno; // there is one at least
 }
 
 #else
 
-std::vector<std::string> mount_lines() {
-    return {};
+int list_mounts(std::vector<std::string> *) {
+    return 0;
 }
 
 #endif

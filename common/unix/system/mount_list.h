@@ -23,6 +23,6 @@ struct s_MOUNT {
 // The line of a mount of that system.
 std::string mount_line(const s_MOUNT &mount, e_SYSTEM eSystem = kThisSystem);
 
-// The lines of all mounts, by what the system knows without asking a file server. None where there
-// is no such call, or no memory.
-std::vector<std::string> mount_lines();
+// Appends the lines of all mounts, as the system knows them without asking a file server; none
+// where it has a table. 0, or the error number when the system does not tell.
+int list_mounts(std::vector<std::string> *lines);
