@@ -211,7 +211,6 @@ void trace_call() {
 } // namespace
 
 void ARGUMENTS(int argc, char ***pArgv) {
-    const ini_moment moment; // the values that a call begins with belong together
     char szTraceFile[384];
     // No option has been read yet, so the identifier is empty: all calls share one trace file.
     text_print(szTraceFile, "vn_client_%s.lgc", gszId);
@@ -220,6 +219,8 @@ void ARGUMENTS(int argc, char ***pArgv) {
     if (gszId[0] == '\0') {
         make_identifier();
     }
+    // The values that a call begins with belong together; opening a trace may wait for ps.
+    const ini_moment moment;
     read_paths();
     if (!bVerbose) {
         switch_trace();
