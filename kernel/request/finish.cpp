@@ -147,6 +147,7 @@ void FINISH(int iSts, const char *cpMsg) {
 
 void FINISH_WITHOUT_MEMORY() {
     // Not from malloc, which would write into it: memory that is not touched costs a call nothing.
+    // cppcheck-suppress invalidFunctionArg; such a mapping has no file
     pReserve = ::mmap(nullptr, kReserve, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
     std::set_new_handler(end_with_reserve);
 }
